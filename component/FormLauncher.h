@@ -1,0 +1,17 @@
+#pragma once
+// Where the public methods hand over to the forms: the bill editor and the
+// query dialog. The forms register their openers; tests may replace them to
+// see what a method asked for.
+#include <functional>
+
+namespace FormLauncher {
+using EditorOpener = std::function<void(bool modal)>;
+using QueryOpener = std::function<void()>;
+
+void setEditorOpener(EditorOpener opener);
+void setQueryOpener(QueryOpener opener);
+// Shows the bill editor (modal: waits until it closes).
+void openBillEditor(bool modal);
+// Shows the query dialog modally.
+void openQueryDialog();
+}

@@ -1,0 +1,86 @@
+#include "component/clsCGIn.h"
+
+#include "component/FormLauncher.h"
+#include "component/Session.h"
+#include "component/SessionStartup.h"
+#include "platform/DbError.h"
+#include "platform/VbConvert.h"
+
+std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
+{
+    try {
+        Class_Initialize();
+    } catch (const DbError &e) {
+        if (error)
+            *error = e.description();
+        return nullptr;
+    } catch (const ConversionError &e) {
+        if (error)
+            *error = e.text();
+        return nullptr;
+    }
+    return std::unique_ptr<clsCGIn>(new clsCGIn);
+}
+
+bool clsCGIn::newInfo()
+{
+    Session &s = session();
+    s.gUserRight = m_userRight;
+    s.gBillMode = 0;
+    s.gFromList = 0;
+    s.gIsSelectMode = 0;
+    FormLauncher::openBillEditor(true);
+    return false;
+}
+
+bool clsCGIn::downFromOrder(const QString &strInterIds)
+{
+    Session &s = session();
+    s.gUserRight = m_userRight;
+    s.gBillMode = 0;
+    s.gFromList = 0;
+    s.gIsSelectMode = 0;
+    // Kept for the caller's sake; the editor opens as for a new bill.
+    s.gIsDownFromOrder = 1;
+    s.gDownInterIds = strInterIds;
+    FormLauncher::openBillEditor(false);
+    return false;
+}
+
+bool clsCGIn::findInfo()
+{
+    Session &s = session();
+    s.gUserRight = m_userRight;
+    s.gFindMode = 0;
+    s.gFindSql.clear();
+    // gIsSelectMode stays as it stands.
+    FormLauncher::openQueryDialog();
+    return false;
+}
+
+bool clsCGIn::findInfo1(const QString &strSql)
+{
+    Session &s = session();
+    s.gUserRight = m_userRight;
+    s.gIsSelectMode = 1;
+    s.gFindMode = 1;
+    s.gFindSql = strSql;
+    FormLauncher::openQueryDialog();
+    setReturnString(s.gReturnString);
+    setReturnString1(s.gReturnString1);
+    return false;
+}
+
+QString clsCGIn::findInfo2(const QString &strSql)
+{
+    const QString result;
+    Session &s = session();
+    s.gUserRight = m_userRight;
+    s.gIsSelectMode = 1;
+    s.gFindMode = 2;
+    s.gFindSql = strSql;
+    FormLauncher::openQueryDialog();
+    setReturnString(s.gReturnString);
+    setReturnString1(s.gReturnString1);
+    return result;
+}
