@@ -1,1 +1,24 @@
-int main(){return 0;}
+// purfp: a small host for the purchase-invoice component. It creates
+// databases, writes the settings store the component reads, and loads the
+// component to call one of its methods by name.
+#include "host/HostCommands.h"
+
+#include <QString>
+
+#include <cstdio>
+
+int main(int argc, char **argv)
+{
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    if (args.isEmpty() || args[0] == u"--help" || args[0] == u"-h" || args[0] == u"help") {
+        printUsage();
+        return args.isEmpty() ? 2 : 0;
+    }
+    const QString command = args.takeFirst();
+    if (command == u"init")
+        return runInit(args);
+    args.prepend(command);
+    return runMethod(args);
+}

@@ -1,0 +1,11 @@
+#pragma once
+// The commands of the purfp host program.
+#include <QStringList>
+
+// purfp init (--db PATH | --connection STRING) [--demo] [--scale N] [--seed N]
+//            [--force] [--user-id N] [--user-name NAME] [--admin 0|1]
+//            [--title TEXT] [--app-path DIR]
+int runInit(const QStringList &args);
+// purfp METHOD [ARGUMENT] [--right R] [--lib PATH]
+int runMethod(const QStringList &args);
+void printUsage();

@@ -1,0 +1,149 @@
+// purfp init: creates the schema (and demo data) and writes the settings
+// store of the current user so that the component finds its database.
+#include "host/HostCommands.h"
+
+#include "platform/Connection.h"
+#include "platform/DbError.h"
+#include "platform/SettingsStore.h"
+#include "sql/DatabaseSetup.h"
+#include "sql/DemoData.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+
+#include <cstdio>
+
+namespace {
+void fail(const QString &text)
+{
+    std::fprintf(stderr, "purfp init: %s\n", qPrintable(text));
+}
+
+struct InitOptions {
+    QString dbPath;
+    QString connection;
+    bool demo = false;
+    int scale = 0;
+    quint32 seed = DemoOptions().seed;
+    bool force = false;
+    QString userId = QStringLiteral("1");
+    QString userName = QStringLiteral("管理员");
+    QString admin = QStringLiteral("1");
+    QString title;
+    QString appPath;
+};
+
+bool parse(const QStringList &args, InitOptions &o, QString *error)
+{
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &a = args[i];
+        auto next = [&](QString *out) {
+            if (i + 1 >= args.size()) {
+                *error = QStringLiteral("%1 需要一个值").arg(a);
+                return false;
+            }
+            *out = args[++i];
+            return true;
+        };
+        QString value;
+        if (a == u"--db") { if (!next(&o.dbPath)) return false; }
+        else if (a == u"--connection") { if (!next(&o.connection)) return false; }
+        else if (a == u"--demo") o.demo = true;
+        else if (a == u"--force") o.force = true;
+        else if (a == u"--scale" || a == u"--seed") {
+            if (!next(&value)) return false;
+            bool ok = false;
+            const uint n = value.toUInt(&ok);
+            if (!ok || n == 0) { *error = QStringLiteral("%1 需要一个正整数: %2").arg(a, value); return false; }
+            if (a == u"--scale") { o.scale = int(n); o.demo = true; } else o.seed = n;
+        }
+        else if (a == u"--user-id") { if (!next(&o.userId)) return false; }
+        else if (a == u"--user-name") { if (!next(&o.userName)) return false; }
+        else if (a == u"--admin") { if (!next(&o.admin)) return false; }
+        else if (a == u"--title") { if (!next(&o.title)) return false; }
+        else if (a == u"--app-path") { if (!next(&o.appPath)) return false; }
+        else { *error = QStringLiteral("未知的选项: %1").arg(a); return false; }
+    }
+    if (o.dbPath.isEmpty() == o.connection.isEmpty()) {
+        *error = QStringLiteral("请给出 --db 路径 或 --connection 连接字符串 (二者取一)");
+        return false;
+    }
+    return true;
+}
+
+void writeSettings(const InitOptions &o, const QString &connectionString, const QString &appPath)
+{
+    const QString app = QStringLiteral("Velkam");
+    SettingsStore::write(app, QStringLiteral("DBOperation"), QStringLiteral("DBConnectionString"), connectionString);
+    SettingsStore::write(app, QStringLiteral("DBOperation"), QStringLiteral("DBPath"), o.dbPath);
+    SettingsStore::write(app, QStringLiteral("SystemLogin"), QStringLiteral("gLoginUserId"), o.userId);
+    SettingsStore::write(app, QStringLiteral("SystemLogin"), QStringLiteral("gLoginUserName"), o.userName);
+    SettingsStore::write(app, QStringLiteral("SystemLogin"), QStringLiteral("IsAdmin"), o.admin);
+    SettingsStore::write(app, QStringLiteral("SystemSetup"), QStringLiteral("gAppPath"), appPath);
+    if (!o.title.isEmpty())
+        SettingsStore::write(app, QStringLiteral("SystemSetup"), QStringLiteral("msgTitle"), o.title);
+}
+} // namespace
+
+int runInit(const QStringList &args)
+{
+    int argc = 1;
+    char name[] = "purfp";
+    char *argv[] = {name, nullptr};
+    QCoreApplication app(argc, argv);
+
+    InitOptions o;
+    QString error;
+    if (!parse(args, o, &error)) {
+        fail(error);
+        return 2;
+    }
+    QString connectionString = o.connection;
+    if (!o.dbPath.isEmpty()) {
+        o.dbPath = QFileInfo(o.dbPath).absoluteFilePath();
+        if (QFileInfo::exists(o.dbPath)) {
+            if (!o.force) {
+                fail(QStringLiteral("数据库文件已存在: %1 (用 --force 重新创建)").arg(o.dbPath));
+                return 1;
+            }
+            QFile::remove(o.dbPath);
+        }
+        QDir().mkpath(QFileInfo(o.dbPath).absolutePath());
+        ConnectionString cs;
+        cs.engine = DbEngine::SQLite;
+        cs.database = o.dbPath;
+        connectionString = cs.toString();
+    }
+    QString appPath = o.appPath;
+    if (appPath.isEmpty())
+        appPath = o.dbPath.isEmpty() ? QDir::currentPath() : QFileInfo(o.dbPath).absolutePath();
+    appPath = QFileInfo(appPath).absoluteFilePath();
+    try {
+        Connection conn(connectionString, Connection::OpenMode::CreateIfMissing);
+        conn.open();
+        if (conn.engine() == DbEngine::PostgreSQL && o.force)
+            DatabaseSetup::dropSchema(conn);
+        QElapsedTimer timer;
+        timer.start();
+        DatabaseSetup::createSchema(conn);
+        if (o.demo) {
+            const DemoOptions options = o.scale > 0 ? DemoOptions::scaled(o.scale) : DemoOptions();
+            DemoOptions seeded = options;
+            seeded.seed = o.seed;
+            const DemoSummary summary = generateDemoData(conn, seeded);
+            std::printf("演示数据: %d 张入库单, %d 张采购发票 (%.1f 秒)\n", summary.stockBills, summary.invoices,
+                        timer.elapsed() / 1000.0);
+        }
+        conn.close();
+    } catch (const DbError &e) {
+        fail(e.description());
+        return 1;
+    }
+    QDir().mkpath(appPath);
+    writeSettings(o, connectionString, appPath);
+    std::printf("数据库: %s\n设置: %s\n", qPrintable(o.dbPath.isEmpty() ? connectionString : o.dbPath),
+                qPrintable(SettingsStore::filePath(QStringLiteral("Velkam"))));
+    return 0;
+}

@@ -1,0 +1,67 @@
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QProcess>
+#include <QTest>
+
+// A C program loads libTamsorPurFP.so with dlopen and drives clsCGIn only
+// through the C entry points, by name, as a host in another language would.
+class TestCApi : public QObject {
+    Q_OBJECT
+private slots:
+    void cHostDrivesTheComponentByName()
+    {
+        TestDatabase db(DbEngine::SQLite);
+        TestSession t;
+        t.writeHostSettings(db.connectionString());
+        const QString bin = qEnvironmentVariable("PURFP_BIN_DIR");
+        QVERIFY2(!bin.isEmpty(), "PURFP_BIN_DIR is set by CTest");
+
+        QProcess client;
+        client.start(bin + QStringLiteral("/capi_client"), {bin + QStringLiteral("/libTamsorPurFP.so")});
+        QVERIFY(client.waitForFinished(60000));
+        const QString out = QString::fromUtf8(client.readAllStandardOutput());
+        QCOMPARE(client.exitCode(), 0);
+        const QStringList expected = {
+            QStringLiteral("create other 80040111"),
+            QStringLiteral("create 00000000 "),
+            QStringLiteral("id billName 00000000 68030004"),
+            QStringLiteral("id STRAPPPATH 00000000 68030003"),
+            QStringLiteral("id returnstring1 00000000 68030002"),
+            QStringLiteral("id ReturnString 00000000 68030001"),
+            QStringLiteral("id UserRight 00000000 68030000"),
+            QStringLiteral("id newinfo 00000000 60030006"),
+            QStringLiteral("id downFromOrder 00000000 60030007"),
+            QStringLiteral("id FindInfo 00000000 60030008"),
+            QStringLiteral("id findInfo1 00000000 60030009"),
+            QStringLiteral("id findInfo2 00000000 6003000a"),
+            QStringLiteral("id noSuchMember 80020006 ffffffff"),
+            QStringLiteral("put UserRight 00000000"),
+            QStringLiteral("get UserRight 00000000 Q01,Q02"),
+            QStringLiteral("get billName small 00000000 采购"),
+            QStringLiteral("findInfo2 00000000 []"),
+            QStringLiteral("findInfo 00000000 [0]"),
+            QStringLiteral("findInfo2 without argument 80070057"),
+            QStringLiteral("findInfo as property 80020003"),
+            QStringLiteral("UserRight as method 80020003"),
+            QStringLiteral("unknown id 80020003"),
+        };
+        QCOMPARE(out.split(u'\n', Qt::SkipEmptyParts), expected);
+    }
+
+    void creationFailureReportsTheError()
+    {
+        TestSession t;
+        t.writeHostSettings(QStringLiteral("Driver=SQLite;Database=") + t.folder() + QStringLiteral("/gone.db"));
+        const QString bin = qEnvironmentVariable("PURFP_BIN_DIR");
+        QProcess client;
+        client.start(bin + QStringLiteral("/capi_client"), {bin + QStringLiteral("/libTamsorPurFP.so")});
+        QVERIFY(client.waitForFinished(60000));
+        const QString out = QString::fromUtf8(client.readAllStandardOutput());
+        QCOMPARE(client.exitCode(), 1);
+        QVERIFY2(out.contains(QStringLiteral("create 80004005 ")) && out.contains(QStringLiteral("gone.db")), qPrintable(out));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCApi)
+#include "tst_capi.moc"

@@ -1,0 +1,141 @@
+#include "component/FormLauncher.h"
+#include "component/Session.h"
+#include "component/clsCGIn.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QTest>
+
+// What each public method puts into the session before it shows its form,
+// and what it hands back afterwards.
+class TestClsCGIn : public QObject {
+    Q_OBJECT
+
+    struct Opened {
+        QString form;
+        bool modal = false;
+        QString userRight;
+        int billMode = -1, fromList = -1, selectMode = -1, findMode = -1;
+        QString findSql;
+    };
+    std::vector<Opened> m_opened;
+    QString m_pick; // what the "list" returns when the query dialog opens
+
+    void record(const QString &form, bool modal)
+    {
+        const Session &s = session();
+        m_opened.push_back({form, modal, s.gUserRight, s.gBillMode, s.gFromList, s.gIsSelectMode, s.gFindMode, s.gFindSql});
+    }
+
+private slots:
+    void init()
+    {
+        m_opened.clear();
+        m_pick.clear();
+        FormLauncher::setEditorOpener([this](bool modal) { record(QStringLiteral("frmMainBill"), modal); });
+        FormLauncher::setQueryOpener([this] {
+            record(QStringLiteral("frmMainBillFind"), true);
+            if (session().gIsSelectMode == 1 && !m_pick.isEmpty()) {
+                session().gReturnString = m_pick;
+                session().gReturnString1 = QStringLiteral("CGFP-") + m_pick;
+            }
+        });
+    }
+    void cleanup()
+    {
+        FormLauncher::setEditorOpener({});
+        FormLauncher::setQueryOpener({});
+    }
+
+    void methodsSetTheCallMode()
+    {
+        TestDatabase db(DbEngine::SQLite);
+        TestSession t;
+        t.writeHostSettings(db.connectionString());
+        auto obj = clsCGIn::create();
+        QVERIFY(obj);
+        obj->setUserRight(QStringLiteral("R1"));
+
+        QCOMPARE(obj->findInfo1(QStringLiteral(" and fAmount>0")), false);
+        QCOMPARE(obj->findInfo(), false);            // keeps select mode 1
+        QCOMPARE(obj->newInfo(), false);             // clears it
+        obj->setUserRight(QStringLiteral("R2"));
+        QCOMPARE(obj->downFromOrder(QStringLiteral("5,6")), false);
+        QCOMPARE(obj->findInfo2(QStringLiteral(" and frob=1")), QString());
+
+        QCOMPARE(int(m_opened.size()), 5);
+        const Opened &f1 = m_opened[0];
+        QCOMPARE(f1.form, QStringLiteral("frmMainBillFind"));
+        QCOMPARE(f1.userRight, QStringLiteral("R1"));
+        QCOMPARE(f1.selectMode, 1);
+        QCOMPARE(f1.findMode, 1);
+        QCOMPARE(f1.findSql, QStringLiteral(" and fAmount>0"));
+        const Opened &f = m_opened[1];
+        QCOMPARE(f.selectMode, 1);
+        QCOMPARE(f.findMode, 0);
+        QCOMPARE(f.findSql, QString());
+        const Opened &n = m_opened[2];
+        QCOMPARE(n.form, QStringLiteral("frmMainBill"));
+        QVERIFY(n.modal);
+        QCOMPARE(n.billMode, 0);
+        QCOMPARE(n.fromList, 0);
+        QCOMPARE(n.selectMode, 0);
+        const Opened &d = m_opened[3];
+        QVERIFY(!d.modal);
+        QCOMPARE(d.userRight, QStringLiteral("R2"));
+        QCOMPARE(session().gIsDownFromOrder, 1);
+        QCOMPARE(session().gDownInterIds, QStringLiteral("5,6"));
+        const Opened &f2 = m_opened[4];
+        QCOMPARE(f2.findMode, 2);
+        QCOMPARE(f2.findSql, QStringLiteral(" and frob=1"));
+    }
+
+    void selectionComesBackOnlyThroughTheProperties()
+    {
+        TestDatabase db(DbEngine::SQLite);
+        TestSession t;
+        t.writeHostSettings(db.connectionString());
+        auto obj = clsCGIn::create();
+        QVERIFY(obj);
+        m_pick = QStringLiteral("12,15");
+        QCOMPARE(obj->findInfo2(QString()), QString());
+        QCOMPARE(obj->ReturnString(), QStringLiteral("12,15"));
+        QCOMPARE(obj->ReturnString1(), QStringLiteral("CGFP-12,15"));
+        m_pick = QStringLiteral("7");
+        QCOMPARE(obj->findInfo1(QString()), false);
+        QCOMPARE(obj->ReturnString(), QStringLiteral("7"));
+    }
+
+    void lateBindingByName()
+    {
+        TestDatabase db(DbEngine::SQLite);
+        TestSession t;
+        t.writeHostSettings(db.connectionString());
+        auto obj = clsCGIn::create();
+        QVERIFY(obj);
+        QVERIFY(obj->setProperty("UserRight", QStringLiteral("Q01")));
+        QVERIFY(obj->setProperty("billName", QStringLiteral("别的名字")));
+        QVERIFY(obj->setProperty("strAppPath", QStringLiteral("/elsewhere")));
+        QCOMPARE(obj->property("billName").toString(), QStringLiteral("别的名字"));
+        m_pick = QStringLiteral("3");
+        QString result = QStringLiteral("unchanged");
+        QVERIFY(QMetaObject::invokeMethod(obj.get(), "findInfo2", Q_RETURN_ARG(QString, result), Q_ARG(QString, QString())));
+        QCOMPARE(result, QString());
+        QCOMPARE(obj->property("ReturnString").toString(), QStringLiteral("3"));
+        QCOMPARE(m_opened.back().userRight, QStringLiteral("Q01"));
+        // The two free properties change nothing the component uses.
+        QCOMPARE(session().gBillName, QStringLiteral("采购发票"));
+        QCOMPARE(session().gAppPath, t.folder() + QStringLiteral("/app"));
+    }
+
+    void creationFailureGivesTheText()
+    {
+        TestSession t;
+        QString error;
+        QVERIFY(!clsCGIn::create(&error));
+        QVERIFY(!error.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestClsCGIn)
+#include "tst_clscgin.moc"

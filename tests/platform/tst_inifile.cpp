@@ -1,0 +1,75 @@
+#include "platform/IniFile.h"
+#include "platform/SettingsStore.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestIniFile : public QObject {
+    Q_OBJECT
+
+    static QString contents(const QString &path)
+    {
+        QFile f(path);
+        f.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(f.readAll());
+    }
+    static void write(const QString &path, const QString &text)
+    {
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(text.toUtf8());
+    }
+
+private slots:
+    void writeKeepsEverythingElse()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("sub/SetupInfo.ini"));
+        IniFile ini(path);
+        QVERIFY(ini.setValue(QStringLiteral("Print"), QStringLiteral("71Print"), QStringLiteral("1")));
+        write(path, QStringLiteral("; kept comment\n[Print]\n71Print=1\nOther = x\n\n[LockCols]\nA1=3\n"));
+        QVERIFY(ini.setValue(QStringLiteral("print"), QStringLiteral("71PRINT"), QStringLiteral("0")));
+        QVERIFY(ini.setValue(QStringLiteral("Print"), QStringLiteral("New"), QStringLiteral("值")));
+        QVERIFY(ini.setValue(QStringLiteral("OvStock"), QStringLiteral("A71"), QStringLiteral("2")));
+        QCOMPARE(contents(path), QStringLiteral("; kept comment\n[Print]\n71PRINT=0\nOther = x\nNew=值\n\n"
+                                                "[LockCols]\nA1=3\n\n[OvStock]\nA71=2\n"));
+        QCOMPARE(ini.value(QStringLiteral("PRINT"), QStringLiteral("other")), std::optional<QString>(QStringLiteral("x")));
+        QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A1")), std::optional<QString>(QStringLiteral("3")));
+        QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A2")), std::nullopt);
+        QCOMPARE(ini.value(QStringLiteral("Nope"), QStringLiteral("A1")), std::nullopt);
+    }
+
+    void keyWithLeadingBlanksIsAnotherKey()
+    {
+        QTemporaryDir dir;
+        IniFile ini(dir.filePath(QStringLiteral("a.ini")));
+        QVERIFY(ini.setValue(QStringLiteral("71"), QStringLiteral("CopyHeader"), QStringLiteral("1")));
+        QCOMPARE(ini.value(QStringLiteral("71"), QStringLiteral("   CopyHeader")), std::nullopt);
+        QCOMPARE(ini.value(QStringLiteral("71"), QStringLiteral("CopyHeader")), std::optional<QString>(QStringLiteral("1")));
+    }
+
+    void unwritablePathFailsQuietly()
+    {
+        IniFile ini(QStringLiteral("/proc/purfp-no-such/SetupInfo.ini"));
+        QVERIFY(!ini.setValue(QStringLiteral("S"), QStringLiteral("K"), QStringLiteral("V")));
+        QCOMPARE(ini.value(QStringLiteral("S"), QStringLiteral("K")), std::nullopt);
+    }
+
+    void settingsStoreFollowsXdgAndNeverWritesOnRead()
+    {
+        QTemporaryDir dir;
+        qputenv("XDG_CONFIG_HOME", dir.path().toUtf8());
+        const QString path = SettingsStore::filePath(QStringLiteral("Velkam"));
+        QCOMPARE(path, dir.filePath(QStringLiteral("app-settings/Velkam.ini")));
+        QCOMPARE(SettingsStore::read(QStringLiteral("Velkam"), QStringLiteral("SystemSetup"), QStringLiteral("msgTitle"), QStringLiteral("默认")),
+                 QStringLiteral("默认"));
+        QVERIFY(!QFile::exists(path));
+        QVERIFY(SettingsStore::write(QStringLiteral("Velkam"), QStringLiteral("SystemSetup"), QStringLiteral("msgTitle"), QStringLiteral("标题")));
+        QCOMPARE(SettingsStore::read(QStringLiteral("Velkam"), QStringLiteral("systemsetup"), QStringLiteral("MSGTITLE"), QString()),
+                 QStringLiteral("标题"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestIniFile)
+#include "tst_inifile.moc"
