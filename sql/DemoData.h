@@ -24,8 +24,9 @@ struct DemoOptions {
 struct DemoSummary {
     int stockBills = 0;
     int invoices = 0;
-    int lastInvoiceId = 0;
-    int lastSequence = 0;
+    int entries = 0;        // tblFPEntry rows
+    int lastInvoiceId = 0;  // also tblmaxNum 'tblFP'
+    int lastSequence = 0;   // also tblMaxBillNo.fbillno of bill kind 71
 };
 
 // Fills a database that holds the empty schema. Runs in one transaction.
@@ -35,7 +36,20 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options = {});
 namespace Demo {
 inline constexpr int kAdminUserId = 1;     // 管理员, administrator
 inline constexpr int kClerkUserId = 2;     // a clerk without audit, delete and design rights
+inline constexpr int kAuditorUserId = 3;   // 李主管, holds every right; audits the demo bills
+inline constexpr int kCustomerClass = 1;   // tblItem class of customers
 inline constexpr int kSupplierClass = 4;   // tblItem class of suppliers
 inline constexpr int kDepartmentClass = 2; // tblItem class of departments
 inline constexpr int kGoodsClass = 3;      // tblItem class of goods
+inline constexpr int kStaffClass = 5;      // tblItem class of staff
+inline constexpr int kInvoiceTypeId = 71;  // bill kind of purchase invoices
+inline constexpr int kStockInTranType = 1; // icstockbill.ftrantype that invoices match
+// Every right code of the module, and the ones the clerk does not hold.
+inline constexpr const char *kAllRights[] = {"Q01", "Q02", "Q03", "Q04", "Q05", "Q06", "Q07", "Q08", "Q19", "Q21"};
+inline constexpr const char *kClerkDeniedRights[] = {"Q03", "Q04", "Q21"};
+// Numbering template of bill kind 71: 'CGFP' + year (4 digits) + month +
+// sequence of at least 4 digits.
+inline constexpr const char *kInvoiceNumberTemplate = "CGFP年月序号";
+inline constexpr int kInvoiceSequenceLength = 4;
+inline constexpr int kInvoiceYearLength = 4;
 }

@@ -28,7 +28,7 @@ private slots:
             << "update icstockbill set fKPAmount=isnull(fKPAmount,0)+-12.5 where finterid=3";
         QTest::newRow("isnull inside iif, upper case, blank before bracket")
             << "select iif(ISNULL (a.fbatchno)=true,'',a.fbatchno) as fbatchno from tblTimeStock as a"
-            << "select iif(vb_isnull(a.fbatchno)=true,'',a.fbatchno) as fbatchno from tblTimeStock as a"
+            << "select iif(vb_isnull (a.fbatchno)=true,'',a.fbatchno) as fbatchno from tblTimeStock as a"
             << "select iif(ISNULL (a.fbatchno)=true,'',a.fbatchno) as fbatchno from tblTimeStock as a";
         QTest::newRow("quoted text untouched")
             << "select * from tblFP where fNote='select top 5 isnull(x)' and fbillno like '%isnull(%' "

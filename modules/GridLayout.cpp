@@ -1,0 +1,79 @@
+#include "modules/GridLayout.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+namespace {
+void reportError(const DbError &e)
+{
+    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+}
+} // namespace
+
+bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
+{
+    Session &s = session();
+    bool saved = false;
+    try {
+        OpenConnection();
+        Connection &conn = *s.gConn;
+        conn.beginTrans();
+        conn.execute(QStringLiteral("delete from t_GS_tableInfo where ftablename='") + name + QStringLiteral("'")
+                     + QStringLiteral(" and ftype=") + QString::number(type));
+        const int columns = grid.columnCount();
+        for (int i = 0; i < columns; ++i) {
+            conn.addRow(QStringLiteral("t_GS_tableinfo"), {
+                {QStringLiteral("ftablename"), name},
+                {QStringLiteral("fwidth"), grid.columnWidth(i)},
+                {QStringLiteral("fsequence"), i},
+                {QStringLiteral("ftype"), int(type)},
+            });
+        }
+        conn.commitTrans();
+        saved = true;
+    } catch (const DbError &e) {
+        // Nothing of a failed save may remain: the old layout stays whole.
+        if (s.gConn)
+            s.gConn->rollbackTrans();
+        reportError(e);
+    }
+    CloseConnection();
+    return saved;
+}
+
+bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
+{
+    Session &s = session();
+    bool loaded = false;
+    try {
+        OpenConnection();
+        Connection &conn = *s.gConn;
+        Recordset rs = conn.openRecordset(QStringLiteral("select fsequence,fwidth from t_GS_tableInfo where ftablename='") + name
+                                          + QStringLiteral("'") + QStringLiteral(" and ftype=") + QString::number(type)
+                                          + QStringLiteral(" order by fsequence "));
+        const int columns = grid.columnCount();
+        if (rs.eof()) {
+            // First display under this type: record the designed widths as
+            // the default layout and leave the grid as it is.
+            conn.execute(QStringLiteral("delete from t_GS_tableinfo where ftablename='") + name + QStringLiteral("' and ftype=0 "));
+            for (int i = 0; i < columns; ++i) {
+                conn.execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values('") + name
+                             + QStringLiteral("',") + QString::number(grid.columnWidth(i)) + QStringLiteral(",")
+                             + QString::number(i) + QStringLiteral(",0)"));
+            }
+        } else {
+            for (; !rs.eof(); rs.moveNext()) {
+                const qint64 column = rs.toInt(QStringLiteral("fsequence"));
+                if (column >= 0 && column < columns)
+                    grid.setColumnWidth(int(column), int(rs.toInt(QStringLiteral("fwidth"))));
+            }
+        }
+        loaded = true;
+    } catch (const DbError &e) {
+        reportError(e);
+    }
+    CloseConnection();
+    return loaded;
+}

@@ -1,0 +1,26 @@
+#include "modules/Privilege.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+bool HasPrivilege(const QString &code)
+{
+    Session &s = session();
+    if (s.IsAdmin == 1)
+        return true;
+    // The user id is a number and goes into the statement unquoted.
+    const QString sql = QStringLiteral("select fuserid from tblUserPrivillenge  where fuserid=") + s.gLoginUserId
+        + QStringLiteral("  and fNumber='") + code + QStringLiteral("'");
+    bool granted = false;
+    try {
+        OpenConnection();
+        granted = !s.gConn->openRecordset(sql).eof();
+    } catch (const DbError &e) {
+        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        return false;
+    }
+    CloseConnection();
+    return granted;
+}

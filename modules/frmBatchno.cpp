@@ -1,0 +1,271 @@
+#include "modules/frmBatchno.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "platform/Amount.h"
+#include "platform/Connection.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTableView>
+#include <QVBoxLayout>
+
+namespace {
+enum Column { ColBatchNo, ColBatch, ColUnit, ColQty, ColumnCount };
+} // namespace
+
+QString batchListSql(const QString &itemId)
+{
+    return QStringLiteral("select a.fqty,iif(isnull(a.fbatchno)=true,'',a.fbatchno) as fbatchno,b.fname as fUnitName from tblTimeStock as a")
+        + QStringLiteral(" left  join tblMeasureUnit as b on a.funitid=b.fitemid ")
+        + QStringLiteral(" where a.fitemid=") + itemId + QStringLiteral(" order by a.fbatchno ");
+}
+
+std::vector<BatchRow> readBatchRows(Connection &conn, const QString &itemId)
+{
+    Recordset rs = conn.openRecordset(batchListSql(itemId));
+    std::vector<BatchRow> rows;
+    rows.reserve(size_t(rs.recordCount()));
+    for (; !rs.eof(); rs.moveNext()) {
+        BatchRow row;
+        row.batchNo = rs.text(QStringLiteral("fbatchno"));
+        row.batch = row.batchNo;
+        row.unitName = rs.text(QStringLiteral("fUnitName"));
+        const QVariant qty = rs.value(QStringLiteral("fqty"));
+        // Quantities are shown as their shortest exact decimal text ("12.5",
+        // not the engine's "12.5000").
+        row.qty = qty.isNull() ? QString() : Amount::fromVariant(qty).toString();
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+std::vector<BatchRow> loadBatchRows(const QString &itemId)
+{
+    Session &s = session();
+    WaitCursor wait;
+    try {
+        OpenConnection();
+        ConnectionScope scope;
+        return readBatchRows(*s.gConn, itemId);
+    } catch (const DbError &e) {
+        CloseConnection();
+        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        return {};
+    }
+}
+
+int findBatchRow(const std::vector<BatchRow> &rows, const QString &text)
+{
+    for (size_t i = 0; i < rows.size(); ++i) {
+        // Binary comparison: "p1" does not find "P1".
+        if (text.isEmpty() || rows[i].batch.contains(text, Qt::CaseSensitive))
+            return int(i) + 1;
+    }
+    return 0;
+}
+
+BatchTableModel::BatchTableModel(QObject *parent)
+    : QAbstractTableModel(parent)
+{
+}
+
+void BatchTableModel::setRows(std::vector<BatchRow> rows)
+{
+    beginResetModel();
+    m_rows = std::move(rows);
+    endResetModel();
+}
+
+int BatchTableModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(m_rows.size());
+}
+
+int BatchTableModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : ColumnCount;
+}
+
+QVariant BatchTableModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || index.row() >= int(m_rows.size()))
+        return {};
+    const BatchRow &row = m_rows[size_t(index.row())];
+    if (role == Qt::DisplayRole) {
+        switch (index.column()) {
+        case ColBatchNo: return row.batchNo;
+        case ColBatch: return row.batch;
+        case ColUnit: return row.unitName;
+        case ColQty: return row.qty;
+        default: return {};
+        }
+    }
+    if (role == Qt::TextAlignmentRole)
+        return index.column() == ColQty ? int(Qt::AlignRight | Qt::AlignVCenter) : int(Qt::AlignLeft | Qt::AlignVCenter);
+    return {};
+}
+
+QVariant BatchTableModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+        return QAbstractTableModel::headerData(section, orientation, role);
+    switch (section) {
+    case ColBatchNo: return QStringLiteral("批号");
+    case ColBatch: return QStringLiteral("批次");
+    case ColUnit: return QStringLiteral("单位");
+    case ColQty: return QStringLiteral("数量");
+    default: return {};
+    }
+}
+
+frmBatchno::frmBatchno(QWidget *parent)
+    : QDialog(parent)
+{
+    setObjectName(QStringLiteral("frmBatchno"));
+    setWindowTitle(QStringLiteral("选择批号"));
+
+    auto *label = new QLabel(QStringLiteral("查找批号:"), this);
+    label->setObjectName(QStringLiteral("lblSearch"));
+    m_search = new QLineEdit(this);
+    m_search->setObjectName(QStringLiteral("txtSearch"));
+    m_search->setPlaceholderText(QStringLiteral("输入批号的一部分"));
+    label->setBuddy(m_search);
+
+    m_model = new BatchTableModel(this);
+    m_grid = new QTableView(this);
+    m_grid->setObjectName(QStringLiteral("vsf1"));
+    m_grid->setModel(m_model);
+    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_grid->setAlternatingRowColors(true);
+    m_grid->setWordWrap(false);
+    m_grid->verticalHeader()->hide();
+    m_grid->verticalHeader()->setDefaultSectionSize(m_grid->fontMetrics().height() + 8);
+    m_grid->horizontalHeader()->setHighlightSections(false);
+    m_grid->horizontalHeader()->setDefaultAlignment(Qt::AlignCenter);
+    m_grid->horizontalHeader()->setStretchLastSection(true);
+    // The grid is for looking and choosing; typing belongs to the search box.
+    m_grid->setFocusPolicy(Qt::ClickFocus);
+    const int em = m_grid->fontMetrics().horizontalAdvance(QStringLiteral("批"));
+    m_grid->setColumnWidth(ColBatchNo, em * 10);
+    m_grid->setColumnWidth(ColBatch, em * 10);
+    m_grid->setColumnWidth(ColUnit, em * 5);
+    m_grid->setColumnWidth(ColQty, em * 6);
+
+    auto *searchRow = new QHBoxLayout;
+    searchRow->addWidget(label);
+    searchRow->addWidget(m_search, 1);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(searchRow);
+    layout->addWidget(m_grid, 1);
+    resize(em * 36, em * 24);
+
+    connect(m_search, &QLineEdit::textChanged, this, &frmBatchno::search);
+    connect(m_grid, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex &index) {
+        if (!index.isValid())
+            return;
+        setCurrentRow(index.row() + 1);
+        choose();
+    });
+    m_search->installEventFilter(this);
+    m_grid->installEventFilter(this);
+    m_search->setFocus();
+
+    loadRows();
+}
+
+int frmBatchno::gridRows() const
+{
+    return m_model->rowCount() + 1;
+}
+
+int frmBatchno::currentRow() const
+{
+    const QModelIndex current = m_grid->currentIndex();
+    return current.isValid() ? current.row() + 1 : 0;
+}
+
+void frmBatchno::setCurrentRow(int gridRow)
+{
+    if (gridRow < 1 || gridRow >= gridRows())
+        return;
+    const QModelIndex index = m_model->index(gridRow - 1, ColBatchNo);
+    m_grid->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    m_grid->scrollTo(index);
+}
+
+QString frmBatchno::cellText(int gridRow, int column) const
+{
+    if (gridRow == 0)
+        return m_model->headerData(column, Qt::Horizontal).toString();
+    return m_model->data(m_model->index(gridRow - 1, column)).toString();
+}
+
+void frmBatchno::loadRows()
+{
+    m_model->setRows(loadBatchRows(session().gBatchItemId));
+    if (!m_model->rows().empty())
+        setCurrentRow(1);
+}
+
+void frmBatchno::search()
+{
+    const int row = findBatchRow(m_model->rows(), m_search->text());
+    if (row > 0)
+        setCurrentRow(row);
+}
+
+void frmBatchno::choose()
+{
+    const int row = currentRow();
+    if (gridRows() <= 1 || row == 0)
+        return;
+    session().gBatchNo = cellText(row, ColBatchNo);
+    accept();
+}
+
+bool frmBatchno::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() != QEvent::KeyPress)
+        return QDialog::eventFilter(watched, event);
+    auto *key = static_cast<QKeyEvent *>(event);
+    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+        choose();
+        return true;
+    }
+    if (watched == m_search) {
+        // The arrows walk the grid while the caret stays in the search box.
+        switch (key->key()) {
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+        case Qt::Key_PageUp:
+        case Qt::Key_PageDown:
+            QApplication::sendEvent(m_grid, key);
+            if (currentRow() == 0 && gridRows() > 1)
+                setCurrentRow(1);
+            return true;
+        default:
+            break;
+        }
+    } else if (watched == m_grid && !key->text().isEmpty() && key->text().at(0).isPrint()) {
+        // Typing while the grid has the focus goes on in the search box.
+        m_search->setFocus();
+        QApplication::sendEvent(m_search, key);
+        return true;
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+bool showBatchPicker(QWidget *parent)
+{
+    frmBatchno form(parent);
+    return form.exec() == QDialog::Accepted;
+}

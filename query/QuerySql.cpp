@@ -1,0 +1,212 @@
+#include "query/QuerySql.h"
+
+#include "platform/Clock.h"
+#include "platform/VbConvert.h"
+
+namespace {
+// Blanks only, as the text boxes are trimmed; tabs and other white space stay.
+QString trimBlanks(const QString &text)
+{
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && text.at(begin) == u' ')
+        ++begin;
+    while (end > begin && text.at(end - 1) == u' ')
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+QString numberCondition(const QString &op, const QString &value)
+{
+    const QString v = value.isEmpty() ? QStringLiteral("0") : value;
+    if (op == u"大于")
+        return QStringLiteral(" >") + v;
+    if (op == u"大于等于")
+        return QStringLiteral(" >=") + v;
+    if (op == u"等于")
+        return QStringLiteral(" =") + v;
+    if (op == u"小于等于")
+        return QStringLiteral(" <=") + v;
+    if (op == u"小于")
+        return QStringLiteral(" <") + v;
+    if (op == u"不等于")
+        return QStringLiteral(" <>") + v;
+    return {};
+}
+
+QString textCondition(const QString &op, const QString &v)
+{
+    if (op == u"包含")
+        return QStringLiteral(" like '%") + v + QStringLiteral("%' ");
+    if (op == u"不包含")
+        return QStringLiteral(" not like '%") + v + QStringLiteral("%' ");
+    if (op == u"为空")
+        return QStringLiteral("  is null ");
+    if (op == u"不为空")
+        return QStringLiteral("  is not null ");
+    if (op == u"等于")
+        return QStringLiteral("='") + v + u'\'';
+    if (op == u"不等于")
+        return QStringLiteral("<>'") + v + u'\'';
+    if (op == u"大于等于")
+        return QStringLiteral(">='") + v + u'\'';
+    if (op == u"小于等于")
+        return QStringLiteral("<='") + v + u'\'';
+    return {};
+}
+
+// Date rows carry their SQL symbol in the hidden column and only take it if
+// the operator is one of the date operators.
+QString dateCondition(const QString &op, const QString &symbol, const QString &v)
+{
+    if (!operatorNames(int(ValueKind::Date)).contains(op))
+        return {};
+    return symbol + u'\'' + v + u'\'';
+}
+} // namespace
+
+QString sqlDateText(const QDate &date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd"));
+}
+
+QString buildSeekSQL(const ConditionTable &conditions)
+{
+    using C = ConditionTable;
+    QString s;
+    const int last = conditions.lastUsedRow();
+    for (int r = 1; r <= last; ++r) {
+        // Row 1 needs no connector: whatever it holds counts as given.
+        const QString connector = r == 1 ? QStringLiteral("1") : conditions.cell(r, C::ColConnector);
+        const QString caption = conditions.cell(r, C::ColCaption);
+        const QString field = conditions.cell(r, C::ColFieldName);
+        const QString kind = conditions.cell(r, C::ColKind);
+        const QString op = conditions.cell(r, C::ColOperator);
+        const QString symbol = conditions.cell(r, C::ColSymbol);
+        const QString value = conditions.cell(r, C::ColValue);
+        if (connector.isEmpty() || caption.isEmpty() || op.isEmpty())
+            continue;
+
+        if (r == 1)
+            s = QStringLiteral(" and ( ");
+        else if (connector.compare(u"与", Qt::CaseInsensitive) == 0)
+            s += s.isEmpty() ? QStringLiteral(" and ( ") : QStringLiteral(" and ");
+        else
+            s += s.isEmpty() ? QStringLiteral(" and ( ") : QStringLiteral(" or ");
+
+        s += field;
+        switch (VbConvert::toInt32(kind)) {
+        case int(ValueKind::Number):
+            s += numberCondition(op, value);
+            break;
+        case int(ValueKind::Text):
+            s += textCondition(op, value);
+            break;
+        case int(ValueKind::Date):
+            s += dateCondition(op, symbol, value);
+            break;
+        default:
+            break;
+        }
+    }
+    return s;
+}
+
+QString buildSeekSQLB(const QDate &startDate, const QDate &endDate, const TextBoxes &textBoxes)
+{
+    QString s = QStringLiteral(" and ( fdate>='") + sqlDateText(startDate) + QStringLiteral("'   and fdate<='")
+        + sqlDateText(endDate) + QStringLiteral("' ");
+    for (const auto &[text, tag] : textBoxes) {
+        const QString value = trimBlanks(text);
+        if (value.isEmpty())
+            continue;
+        const QStringList items = tag.split(u',');
+        if (items.size() < 3)
+            throw ConversionError(QStringLiteral("下标越界"));
+        s += QStringLiteral(" and ") + items[2] + QStringLiteral(" like '%") + value + QStringLiteral("%'  ");
+    }
+    return s;
+}
+
+QString buildMainSQL(const FilterCodes &codes, int currentYear, int currentPeriod)
+{
+    using namespace FixedFilters;
+    QString s;
+
+    const int range = codes[DateRange];
+    if (range >= 1 && range <= 20) {
+        const QDate today = Clock::today();
+        switch (range) {
+        case 1:
+            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year()) + QStringLiteral(" and month(fdate)=")
+                + QString::number(today.month()) + QStringLiteral(" and day(fdate)=") + QString::number(today.day());
+            break;
+        case 2:
+            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year()) + QStringLiteral(" and month(fdate)=")
+                + QString::number(today.month());
+            break;
+        case 3:
+            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year());
+            break;
+        case 20:
+            s += QStringLiteral(" and fYear=") + QString::number(currentYear) + QStringLiteral(" and fperiod=")
+                + QString::number(currentPeriod);
+            break;
+        default:
+            break;
+        }
+    }
+
+    switch (codes[Audit]) {
+    case 1: s += QStringLiteral(" and fstatus=1"); break;
+    case 2: s += QStringLiteral(" and fstatus=0"); break;
+    default: break;
+    }
+
+    switch (codes[Cancellation]) {
+    case 1: s += QStringLiteral(" and fcancellation=1"); break;
+    case 2: s += QStringLiteral(" and fcancellation=0"); break;
+    default: break;
+    }
+
+    switch (codes[RedBlue]) {
+    case 0: s += QStringLiteral(" and frob=0"); break;
+    case 1: s += QStringLiteral(" and frob=1"); break;
+    default: break;
+    }
+
+    // "部分钩稽" and "全部钩稽" are deliberately not each other's complement:
+    // an invoice with amount and matched amount both 0 is unmatched and
+    // fully matched at once.
+    switch (codes[Matching]) {
+    case 0:
+        s += QStringLiteral(" and isnull(fEndAmount,0)=0 ");
+        break;
+    case 1:
+        s += QStringLiteral(" and isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))");
+        break;
+    case 2:
+        s += QStringLiteral(" and    abs(isnull(fAmount,0))<=abs(isnull(fEndAmount,0)) ");
+        break;
+    default:
+        break;
+    }
+    return s;
+}
+
+QString buildOrderSQL()
+{
+    return {};
+}
+
+QString buildFindStatement(const QString &viewName, const QString &seek, const QString &main,
+                           const QString &findSql, const QString &order)
+{
+    QString q = QStringLiteral("select top 20000 * from ") + viewName + QStringLiteral(" where 1=1 ");
+    if (!seek.isEmpty())
+        q += seek + u')';
+    q += main;
+    q += findSql;
+    q += order.isEmpty() ? QStringLiteral(" order by fdate,fbillno,finterid") : order;
+    return q;
+}

@@ -1,0 +1,153 @@
+#include "query/SchemeStore.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+namespace SchemeStore {
+
+namespace {
+// Opens the shared connection; false when it cannot be opened.
+bool open()
+{
+    try {
+        return OpenConnection();
+    } catch (const DbError &) {
+        return false;
+    }
+}
+
+void showError(const DbError &e)
+{
+    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+}
+
+// The user id is kept as text; bind it as a number when it is one, so the
+// column's type decides nothing on either engine.
+QVariant userIdValue(const QString &userId)
+{
+    bool ok = false;
+    const qlonglong id = userId.trimmed().toLongLong(&ok);
+    return ok ? QVariant(id) : QVariant(userId);
+}
+// An empty cell is stored as an empty text, not as null.
+QString storedText(const QString &text)
+{
+    return text.isNull() ? QStringLiteral("") : text;
+}
+} // namespace
+
+QString listStatement(int billTypeId, const QString &userId)
+{
+    return QStringLiteral("select fname,finterid from tblProject where fType=") + QString::number(billTypeId)
+        + QStringLiteral(" and fUserId=") + userId;
+}
+
+QString maxIdStatement()
+{
+    return QStringLiteral(" select isnull(max(finterid),0) as finterid from tblProject ");
+}
+
+QStringList deleteStatements(const QString &id)
+{
+    return {QStringLiteral("delete from tblproject where finterid=") + id,
+            QStringLiteral("delete from tblprojectentry where finterid=") + id};
+}
+
+QString loadStatement(const QString &id, int billTypeId)
+{
+    return QStringLiteral("select * from tblprojectEntry where finterid=") + id + QStringLiteral(" and ftype='")
+        + QString::number(billTypeId) + QStringLiteral("'") + QStringLiteral(" order by fline ");
+}
+
+QList<Scheme> list()
+{
+    QList<Scheme> schemes;
+    ConnectionScope scope;
+    if (!open())
+        return schemes;
+    const Session &s = session();
+    try {
+        Recordset rs = s.gConn->openRecordset(listStatement(s.gBillTypeId, s.gLoginUserId));
+        for (; !rs.eof(); rs.moveNext())
+            schemes.append({rs.text(QStringLiteral("fname")), rs.text(QStringLiteral("finterid"))});
+    } catch (const DbError &e) {
+        showError(e);
+        return {};
+    }
+    return schemes;
+}
+
+SaveResult save(const QString &name, const ConditionTable &conditions)
+{
+    if (name.isEmpty())
+        return {SaveResult::NameMissing, 0};
+    ConnectionScope scope;
+    if (!open())
+        return {};
+    const Session &s = session();
+    Connection &conn = *s.gConn;
+    try {
+        Recordset rs = conn.openRecordset(maxIdStatement());
+        const int id = int(rs.eof() ? 0 : rs.toInt(QStringLiteral("finterid"))) + 1;
+
+        conn.addRow(QStringLiteral("tblproject"), {{QStringLiteral("finterid"), id},
+                                                   {QStringLiteral("ftype"), int(s.gBillTypeId)},
+                                                   {QStringLiteral("fname"), name},
+                                                   {QStringLiteral("fUserid"), userIdValue(s.gLoginUserId)}});
+
+        const int last = conditions.lastUsedRow();
+        for (int r = 1; r <= last; ++r) {
+            QList<std::pair<QString, QVariant>> columns{{QStringLiteral("finterid"), id},
+                                                        {QStringLiteral("ftype"), int(s.gBillTypeId)},
+                                                        {QStringLiteral("fline"), r}};
+            for (int c = 1; c <= ConditionTable::kColumns; ++c)
+                columns.append({QStringLiteral("f%1col").arg(c), storedText(conditions.cell(r, c))});
+            conn.addRow(QStringLiteral("tblprojectEntry"), columns);
+        }
+        return {SaveResult::Saved, id};
+    } catch (const DbError &e) {
+        showError(e);
+        return {};
+    }
+}
+
+bool remove(const QString &id)
+{
+    if (id.isEmpty())
+        return false;
+    ConnectionScope scope;
+    if (!open())
+        return false;
+    try {
+        for (const QString &statement : deleteStatements(id))
+            session().gConn->execute(statement);
+    } catch (const DbError &e) {
+        showError(e);
+        return false;
+    }
+    return true;
+}
+
+bool load(const QString &id, ConditionTable &conditions)
+{
+    ConnectionScope scope;
+    if (!open())
+        return false;
+    conditions.clear();
+    try {
+        Recordset rs = session().gConn->openRecordset(loadStatement(id, session().gBillTypeId));
+        for (; !rs.eof(); rs.moveNext()) {
+            const int row = int(rs.toInt(QStringLiteral("fline")));
+            for (int c = 1; c <= ConditionTable::kColumns; ++c)
+                conditions.setCell(row, c, rs.text(QStringLiteral("f%1col").arg(c)));
+        }
+    } catch (const DbError &e) {
+        showError(e);
+        return false;
+    }
+    return true;
+}
+
+} // namespace SchemeStore

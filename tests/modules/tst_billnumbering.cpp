@@ -1,0 +1,244 @@
+// Bill numbers proposed from the numbering template of tblMaxBillNo.
+#include "modules/BillNumbering.h"
+
+#include "component/Session.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QTest>
+
+namespace {
+struct Env {
+    TestSession ts; // first: resets the session before the database exists
+    TestDatabase db;
+    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
+        : db(engine, content)
+    {
+        session().DBConnectionString = db.connectionString();
+    }
+
+    // yearDigits < 0 writes a null fYLength.
+    void addTemplate(int typeId, const QString &preLetter, qint64 lastSequence, int length, int yearDigits = -1)
+    {
+        db.exec(QStringLiteral("insert into tblMaxBillNo(ftypeid,fNewBillName,fbillno,fPreLetter,flength,fYLength) "
+                               "values(%1,'采购发票',%2,'%3',%4,%5)")
+                    .arg(typeId)
+                    .arg(lastSequence)
+                    .arg(preLetter)
+                    .arg(length)
+                    .arg(yearDigits < 0 ? QStringLiteral("null") : QString::number(yearDigits)));
+    }
+    void addReleased(int typeId, const QString &value)
+    {
+        db.exec(QStringLiteral("insert into tblBillNoAdd(finterid,fTypeId) values('%1',%2)").arg(value).arg(typeId));
+    }
+};
+} // namespace
+
+class TestBillNumbering : public QObject {
+    Q_OBJECT
+
+private slots:
+    void rendering_data();
+    void rendering();
+    void templateOfTheRequestedKind_data() { addEngineRows(); }
+    void templateOfTheRequestedKind();
+    void keepSerialRightAfterStartup_data() { addEngineRows(); }
+    void keepSerialRightAfterStartup();
+    void keepSerialReusesLastDraw_data() { addEngineRows(); }
+    void keepSerialReusesLastDraw();
+    void releasedNumbers_data();
+    void releasedNumbers();
+    void databaseErrorGivesEmptyNumber_data();
+    void databaseErrorGivesEmptyNumber();
+};
+
+void TestBillNumbering::rendering_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<QString>("preLetter");
+    QTest::addColumn<qint64>("lastSequence");
+    QTest::addColumn<int>("length");
+    QTest::addColumn<int>("yearDigits"); // -1 = null
+    QTest::addColumn<QDate>("billDate");
+    QTest::addColumn<QString>("number");
+    QTest::addColumn<QString>("serial");
+
+    const QDate may7(2013, 5, 7);
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "padded to length")))
+            << e << QStringLiteral("FP序号") << qint64(9) << 4 << -1 << may7 << QStringLiteral("FP0010") << QStringLiteral("0010");
+        QTest::newRow(qPrintable(engineTag(e, "exactly the length")))
+            << e << QStringLiteral("FP序号") << qint64(999) << 4 << -1 << may7 << QStringLiteral("FP1000") << QStringLiteral("1000");
+        QTest::newRow(qPrintable(engineTag(e, "longer than the length is not cut")))
+            << e << QStringLiteral("FP序号") << qint64(99999) << 4 << -1 << may7 << QStringLiteral("FP100000") << QStringLiteral("100000");
+        QTest::newRow(qPrintable(engineTag(e, "length zero")))
+            << e << QStringLiteral("序号") << qint64(0) << 0 << -1 << may7 << QStringLiteral("1") << QStringLiteral("1");
+        QTest::newRow(qPrintable(engineTag(e, "null year digits mean 2")))
+            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << -1 << may7 << QStringLiteral("CG130507-001") << QStringLiteral("001");
+        QTest::newRow(qPrintable(engineTag(e, "two year digits")))
+            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << 2 << may7 << QStringLiteral("CG130507-001") << QStringLiteral("001");
+        QTest::newRow(qPrintable(engineTag(e, "four year digits")))
+            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << 4 << may7 << QStringLiteral("CG20130507-001") << QStringLiteral("001");
+        QTest::newRow(qPrintable(engineTag(e, "two-digit month and day")))
+            << e << QStringLiteral("月日") << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << QStringLiteral("1225") << QStringLiteral("001");
+        QTest::newRow(qPrintable(engineTag(e, "placeholders absent")))
+            << e << QStringLiteral("CG-FP") << qint64(41) << 4 << 4 << may7 << QStringLiteral("CG-FP") << QStringLiteral("0042");
+        QTest::newRow(qPrintable(engineTag(e, "placeholders repeated")))
+            << e << QStringLiteral("年年/序号/序号") << qint64(4) << 2 << -1 << may7 << QStringLiteral("1313/05/05") << QStringLiteral("05");
+    }
+}
+
+void TestBillNumbering::rendering()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(QString, preLetter);
+    QFETCH(qint64, lastSequence);
+    QFETCH(int, length);
+    QFETCH(int, yearDigits);
+    QFETCH(QDate, billDate);
+    QFETCH(QString, number);
+    QFETCH(QString, serial);
+
+    Env env(engine);
+    env.addTemplate(71, preLetter, lastSequence, length, yearDigits);
+    session().gBillLength = 6;
+
+    QCOMPARE(MakeBillNo(71, billDate, 0), number);
+    QCOMPARE(session().gBillSerial, serial);
+    QCOMPARE(int(session().gBillLength), length);
+    QVERIFY(!session().gConn);
+    QVERIFY(env.ts.prompts().messages().empty());
+    // Only a proposal: the counter is advanced by the save, not here.
+    QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
+}
+
+void TestBillNumbering::templateOfTheRequestedKind()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addTemplate(71, QStringLiteral("FP序号"), 5, 3);
+    env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
+
+    QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
+    QCOMPARE(int(session().gBillLength), 5);
+
+    // A kind without a row: no number, and nothing else changes either.
+    session().gBillSerial = QStringLiteral("keep");
+    QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
+    QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
+    QCOMPARE(int(session().gBillLength), 5);
+    QVERIFY(env.ts.prompts().messages().empty());
+    QVERIFY(!session().gConn);
+}
+
+void TestBillNumbering::keepSerialRightAfterStartup()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addTemplate(71, QStringLiteral("FP年-序号"), 9, 4, 4);
+    env.ts.writeHostSettings(env.db.connectionString());
+    QCOMPARE(env.ts.start(), QString());
+
+    // Nothing drawn yet: the sequence placeholder renders empty.
+    QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP2024-"));
+    QCOMPARE(session().gBillSerial, QString());
+    QCOMPARE(int(session().gBillLength), 4);
+}
+
+void TestBillNumbering::keepSerialReusesLastDraw()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addTemplate(71, QStringLiteral("FP月日序号"), 9, 4);
+
+    QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP03010010"));
+    // Someone else saved bills meanwhile; re-rendering for a new date keeps
+    // the sequence drawn before.
+    env.db.exec(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+5 where ftypeid=71"));
+    QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP04150010"));
+    QCOMPARE(session().gBillSerial, QStringLiteral("0010"));
+    // Drawing again sees the new counter.
+    QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP04150015"));
+}
+
+void TestBillNumbering::releasedNumbers_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("isAddDelNumber");
+    QTest::addColumn<int>("typeId");
+    QTest::addColumn<QString>("number");
+
+    for (DbEngine e : TestDatabase::engines()) {
+        // "10" comes before "9" in text order, and "0001" belongs to kind 72.
+        QTest::newRow(qPrintable(engineTag(e, "first released number in text order")))
+            << e << 1 << 71 << QStringLiteral("FP10");
+        QTest::newRow(qPrintable(engineTag(e, "released numbers of the session kind")))
+            << e << 1 << 72 << QStringLiteral("XS10");
+        QTest::newRow(qPrintable(engineTag(e, "reuse switched off")))
+            << e << 0 << 71 << QStringLiteral("FP0008");
+    }
+}
+
+void TestBillNumbering::releasedNumbers()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, isAddDelNumber);
+    QFETCH(int, typeId);
+    QFETCH(QString, number);
+
+    Env env(engine);
+    env.addTemplate(71, QStringLiteral("FP序号"), 7, 4);
+    env.addTemplate(72, QStringLiteral("XS序号"), 7, 4);
+    env.addReleased(71, QStringLiteral("9"));
+    env.addReleased(71, QStringLiteral("10"));
+    env.addReleased(72, QStringLiteral("0001"));
+    session().gIsAddDelNumber = std::int16_t(isAddDelNumber);
+
+    QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 0), number);
+    QCOMPARE(session().gBillSerial, number.mid(2));
+    // The released number is only offered; the save removes it.
+    QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd")).toInt(), 3);
+
+    // keepSerial does not consult the released numbers again.
+    env.db.exec(QStringLiteral("delete from tblBillNoAdd"));
+    QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 1), number);
+}
+
+void TestBillNumbering::databaseErrorGivesEmptyNumber_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<QString>("failure");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "no tables"))) << e << QStringLiteral("empty");
+        QTest::newRow(qPrintable(engineTag(e, "released numbers unreadable"))) << e << QStringLiteral("released");
+        QTest::newRow(qPrintable(engineTag(e, "database unreachable"))) << e << QStringLiteral("unreachable");
+    }
+}
+
+void TestBillNumbering::databaseErrorGivesEmptyNumber()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(QString, failure);
+
+    Env env(engine, failure == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
+    if (failure == u"released") {
+        env.addTemplate(71, QStringLiteral("FP序号"), 1, 4);
+        env.db.exec(QStringLiteral("drop table tblBillNoAdd"));
+        session().gIsAddDelNumber = 1;
+    } else if (failure == u"unreachable") {
+        session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.db.folder() + QStringLiteral("/missing/none.db");
+    }
+    session().msgTitle = QStringLiteral("进销存");
+
+    QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QString());
+    const auto messages = env.ts.prompts().messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages.front().icon, int(Prompt::Critical));
+    QCOMPARE(messages.front().title, QStringLiteral("进销存"));
+    QVERIFY(!messages.front().text.isEmpty());
+    QVERIFY(!session().gConn);
+}
+
+QTEST_GUILESS_MAIN(TestBillNumbering)
+#include "tst_billnumbering.moc"

@@ -1,0 +1,315 @@
+// Column widths of grids kept in t_GS_tableinfo, and the grid adapters.
+#include "modules/GridLayout.h"
+
+#include "component/Session.h"
+#include "platform/DbError.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QHeaderView>
+#include <QStandardItemModel>
+#include <QTableView>
+#include <QTableWidget>
+#include <QTest>
+
+using Widths = QList<int>;
+Q_DECLARE_METATYPE(Widths)
+
+namespace {
+const QString kGrid = QStringLiteral("frmMainBillResult.vsf1");
+const QString kOtherGrid = QStringLiteral("frmBatchno.vsf1");
+
+struct Env {
+    TestSession ts;
+    TestDatabase db;
+    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
+        : db(engine, content)
+    {
+        session().DBConnectionString = db.connectionString();
+    }
+
+    void store(const QString &name, int type, const Widths &widths, bool reverse = false)
+    {
+        for (int k = 0; k < widths.size(); ++k) {
+            const int i = reverse ? int(widths.size()) - 1 - k : k;
+            db.conn().execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values(?,?,?,?)"),
+                              {name, widths[i], i, type});
+        }
+    }
+
+    // The stored widths in sequence order; a gap in the sequence reads as -1.
+    Widths stored(const QString &name, int type)
+    {
+        Recordset rs = db.conn().openRecordset(QStringLiteral("select fsequence,fwidth from t_GS_tableinfo where ftablename=? and ftype=? order by fsequence"),
+                                               {name, type});
+        Widths out;
+        for (; !rs.eof(); rs.moveNext()) {
+            while (out.size() < rs.toInt(QStringLiteral("fsequence")))
+                out << -1;
+            out << int(rs.toInt(QStringLiteral("fwidth")));
+        }
+        return out;
+    }
+};
+
+std::unique_ptr<QTableWidget> makeGrid(const Widths &widths)
+{
+    auto grid = std::make_unique<QTableWidget>(3, int(widths.size()));
+    for (int i = 0; i < widths.size(); ++i)
+        grid->horizontalHeader()->resizeSection(i, widths[i]);
+    return grid;
+}
+
+Widths widthsOf(const GridColumns &grid)
+{
+    Widths out;
+    for (int i = 0; i < grid.columnCount(); ++i)
+        out << grid.columnWidth(i);
+    return out;
+}
+
+void expectOneCriticalMessage(TestSession &ts)
+{
+    const auto messages = ts.prompts().messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages.front().icon, int(Prompt::Critical));
+    QCOMPARE(messages.front().title, session().msgTitle);
+    QVERIFY(!messages.front().text.isEmpty());
+}
+
+// Reads like a grid but fails on one column, standing for any failure that
+// happens after the old layout has been deleted inside the save.
+class FailingGrid : public GridColumns {
+public:
+    int columnCount() const override { return 3; }
+    int columnWidth(int column) const override
+    {
+        if (column == 2)
+            throw DbError(QStringLiteral("写入失败"));
+        return 10 * (column + 1);
+    }
+    void setColumnWidth(int, int) override {}
+};
+} // namespace
+
+class TestGridLayout : public QObject {
+    Q_OBJECT
+
+private slots:
+    void adapters_data();
+    void adapters();
+    void hiddenColumnKeepsItsWidth();
+    void saveReplacesOnlyItsOwnLayout_data() { addEngineRows(); }
+    void saveReplacesOnlyItsOwnLayout();
+    void loadAppliesStoredWidths_data();
+    void loadAppliesStoredWidths();
+    void firstLoadRecordsDesignedLayout_data();
+    void firstLoadRecordsDesignedLayout();
+    void failedSaveKeepsOldLayout_data() { addEngineRows(); }
+    void failedSaveKeepsOldLayout();
+    void databaseErrors_data() { addEngineRows(); }
+    void databaseErrors();
+};
+
+void TestGridLayout::adapters_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("table widget") << QStringLiteral("widget");
+    QTest::newRow("table view") << QStringLiteral("view");
+    QTest::newRow("header view") << QStringLiteral("header");
+}
+
+void TestGridLayout::adapters()
+{
+    QFETCH(QString, kind);
+    QStandardItemModel model(2, 4);
+    QTableWidget widget(2, 4);
+    QTableView view;
+    view.setModel(&model);
+    std::unique_ptr<GridColumns> grid;
+    QHeaderView *header = nullptr;
+    if (kind == u"widget") {
+        grid = std::make_unique<TableWidgetGridColumns>(&widget);
+        header = widget.horizontalHeader();
+    } else if (kind == u"view") {
+        grid = std::make_unique<TableViewGridColumns>(&view);
+        header = view.horizontalHeader();
+    } else {
+        grid = std::make_unique<HeaderGridColumns>(view.horizontalHeader());
+        header = view.horizontalHeader();
+    }
+
+    QCOMPARE(grid->columnCount(), 4);
+    grid->setColumnWidth(0, 55);
+    grid->setColumnWidth(3, 140);
+    QCOMPARE(header->sectionSize(0), 55);
+    QCOMPARE(header->sectionSize(3), 140);
+    QCOMPARE(grid->columnWidth(3), 140);
+    // Indexes outside the grid are ignored, not fatal.
+    grid->setColumnWidth(4, 99);
+    grid->setColumnWidth(-1, 99);
+    QCOMPARE(grid->columnWidth(4), 0);
+    QCOMPARE(grid->columnCount(), 4);
+}
+
+void TestGridLayout::hiddenColumnKeepsItsWidth()
+{
+    QTableWidget widget(1, 3);
+    TableWidgetGridColumns grid(&widget);
+    grid.setColumnWidth(0, 70);
+    widget.setColumnHidden(0, true);
+    QCOMPARE(grid.columnWidth(0), 0);
+    // A stored 0 for the hidden column must not make it vanish when shown.
+    grid.setColumnWidth(0, 0);
+    widget.setColumnHidden(0, false);
+    QCOMPARE(grid.columnWidth(0), 70);
+}
+
+void TestGridLayout::saveReplacesOnlyItsOwnLayout()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.store(kGrid, 1, {1, 2, 3, 4, 5});
+    env.store(kGrid, 0, {100, 100});
+    env.store(kOtherGrid, 1, {7, 8});
+
+    auto widget = makeGrid({50, 80, 120});
+    TableWidgetGridColumns grid(widget.get());
+    QVERIFY(SaveGridLayout(kGrid, grid, 1));
+    QCOMPARE(env.stored(kGrid, 1), Widths({50, 80, 120}));
+
+    // Saving again replaces the set instead of adding to it.
+    grid.setColumnWidth(1, 95);
+    QVERIFY(SaveGridLayout(kGrid, grid, 1));
+    QCOMPARE(env.stored(kGrid, 1), Widths({50, 95, 120}));
+    QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from t_GS_tableinfo where ftype=1")).toInt(), 5);
+
+    QCOMPARE(env.stored(kGrid, 0), Widths({100, 100}));
+    QCOMPARE(env.stored(kOtherGrid, 1), Widths({7, 8}));
+    QVERIFY(env.ts.prompts().messages().empty());
+    QVERIFY(!session().gConn);
+}
+
+void TestGridLayout::loadAppliesStoredWidths_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<Widths>("stored");
+    QTest::addColumn<Widths>("designed");
+    QTest::addColumn<Widths>("expected");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "one row per column")))
+            << e << Widths{60, 70, 80} << Widths{100, 100, 100} << Widths{60, 70, 80};
+        QTest::newRow(qPrintable(engineTag(e, "more columns than rows")))
+            << e << Widths{60, 70} << Widths{100, 110, 120, 130} << Widths{60, 70, 120, 130};
+        QTest::newRow(qPrintable(engineTag(e, "more rows than columns")))
+            << e << Widths{60, 70, 80, 90, 95} << Widths{100, 110} << Widths{60, 70};
+        QTest::newRow(qPrintable(engineTag(e, "gap in the sequence")))
+            << e << Widths{60, -1, 80} << Widths{100, 110, 120} << Widths{60, 110, 80};
+    }
+}
+
+void TestGridLayout::loadAppliesStoredWidths()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(Widths, stored);
+    QFETCH(Widths, designed);
+    QFETCH(Widths, expected);
+
+    Env env(engine);
+    // Rows go in backwards, so applying them relies on the sequence column.
+    for (int i = int(stored.size()) - 1; i >= 0; --i) {
+        if (stored[i] >= 0)
+            env.db.conn().execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values(?,?,?,2)"),
+                                  {kGrid, stored[i], i});
+    }
+    env.store(kGrid, 0, Widths(designed.size(), 45));
+    env.store(kGrid, 3, Widths(designed.size(), 300));
+
+    auto widget = makeGrid(designed);
+    TableWidgetGridColumns grid(widget.get());
+    QVERIFY(LoadGridLayout(kGrid, grid, 2));
+    QCOMPARE(widthsOf(grid), expected);
+    // Loading a stored layout writes nothing.
+    QCOMPARE(env.stored(kGrid, 0), Widths(designed.size(), 45));
+    QVERIFY(env.ts.prompts().messages().empty());
+    QVERIFY(!session().gConn);
+}
+
+void TestGridLayout::firstLoadRecordsDesignedLayout_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("type");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "default type"))) << e << 0;
+        QTest::newRow(qPrintable(engineTag(e, "user type"))) << e << 5;
+    }
+}
+
+void TestGridLayout::firstLoadRecordsDesignedLayout()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, type);
+    Env env(engine);
+    if (type != 0)
+        env.store(kGrid, 0, {11, 12, 13, 14}); // an older default of this grid
+    env.store(kOtherGrid, 0, {7, 8});
+
+    const Widths designed{90, 110, 130};
+    auto widget = makeGrid(designed);
+    TableWidgetGridColumns grid(widget.get());
+    QVERIFY(LoadGridLayout(kGrid, grid, std::int16_t(type)));
+
+    QCOMPARE(widthsOf(grid), designed);
+    QCOMPARE(env.stored(kGrid, 0), designed);
+    if (type != 0)
+        QCOMPARE(env.stored(kGrid, type), Widths());
+    QCOMPARE(env.stored(kOtherGrid, 0), Widths({7, 8}));
+    QVERIFY(env.ts.prompts().messages().empty());
+    QVERIFY(!session().gConn);
+
+    // The recorded default is what a later load of type 0 applies.
+    auto other = makeGrid({40, 40, 40});
+    TableWidgetGridColumns otherGrid(other.get());
+    QVERIFY(LoadGridLayout(kGrid, otherGrid, 0));
+    QCOMPARE(widthsOf(otherGrid), designed);
+}
+
+void TestGridLayout::failedSaveKeepsOldLayout()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.store(kGrid, 1, {60, 70, 80});
+
+    FailingGrid grid;
+    QVERIFY(!SaveGridLayout(kGrid, grid, 1));
+    expectOneCriticalMessage(env.ts);
+    QCOMPARE(env.stored(kGrid, 1), Widths({60, 70, 80}));
+    QVERIFY(!session().gConn);
+
+    // The connection is usable again for the next save.
+    auto widget = makeGrid({65, 75});
+    TableWidgetGridColumns good(widget.get());
+    QVERIFY(SaveGridLayout(kGrid, good, 1));
+    QCOMPARE(env.stored(kGrid, 1), Widths({65, 75}));
+}
+
+void TestGridLayout::databaseErrors()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine, TestDatabase::Content::Empty);
+    auto widget = makeGrid({50, 60});
+    TableWidgetGridColumns grid(widget.get());
+
+    QVERIFY(!LoadGridLayout(kGrid, grid, 1));
+    expectOneCriticalMessage(env.ts);
+    QCOMPARE(widthsOf(grid), Widths({50, 60}));
+    QVERIFY(!session().gConn);
+
+    env.ts.prompts().clear();
+    QVERIFY(!SaveGridLayout(kGrid, grid, 1));
+    expectOneCriticalMessage(env.ts);
+    QVERIFY(!session().gConn);
+}
+
+QTEST_MAIN(TestGridLayout)
+#include "tst_gridlayout.moc"

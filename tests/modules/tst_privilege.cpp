@@ -1,0 +1,421 @@
+// Privilege checks and the audit of purchase invoices.
+#include "modules/BillAudit.h"
+#include "modules/Privilege.h"
+
+#include "component/Session.h"
+#include "platform/DbError.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QTest>
+
+#include <barrier>
+#include <thread>
+
+Q_DECLARE_METATYPE(Recordset)
+
+namespace {
+const QDate kPeriodStart(2024, 3, 1);
+const QString kReadError = QStringLiteral("数据读取错误！");
+
+struct Env {
+    TestSession ts;
+    TestDatabase db;
+    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
+        : db(engine, content)
+    {
+        Session &s = session();
+        s.DBConnectionString = db.connectionString();
+        s.gLoginUserId = QStringLiteral("2");
+        s.IsAdmin = 0;
+        s.gPeriodStartDate = kPeriodStart;
+        s.msgTitle = QStringLiteral("进销存");
+    }
+
+    void grant(int userId, const QString &code)
+    {
+        db.conn().execute(QStringLiteral("insert into tblUserPrivillenge(fuserid,fNumber) values(?,?)"), {userId, code});
+    }
+
+    void bill(int id, const QDate &date, int status = 0, int cancellation = 0)
+    {
+        db.conn().execute(QStringLiteral("insert into tblFP(finterid,fbillno,fdate,fstatus,fchecker,fcancellation,fyear,fperiod,ftrantype,frob,fAmount) "
+                                         "values(?,?,?,?,?,?,2024,3,71,1,100)"),
+                          {id, billNo(id), date.toString(Qt::ISODate), status, status ? 9 : 0, cancellation});
+    }
+
+    static QString billNo(int id) { return QStringLiteral("FP%1").arg(id, 4, 10, QLatin1Char('0')); }
+
+    // "finterid:fstatus:fchecker" of every bill, in id order.
+    QStringList billStates()
+    {
+        Recordset rs = db.conn().openRecordset(QStringLiteral("select finterid,fstatus,fchecker from tblFP order by finterid"));
+        QStringList out;
+        for (; !rs.eof(); rs.moveNext())
+            out << QStringLiteral("%1:%2:%3").arg(rs.toInt(QStringLiteral("finterid"))).arg(rs.toInt(QStringLiteral("fstatus")))
+                       .arg(rs.toInt(QStringLiteral("fchecker")));
+        return out;
+    }
+};
+
+Recordset billRows(const QList<QVariantList> &rows)
+{
+    std::vector<QVariant> cells;
+    for (const QVariantList &row : rows)
+        for (const QVariant &v : row)
+            cells.push_back(v);
+    return Recordset({QStringLiteral("fstatus"), QStringLiteral("fcancellation"), QStringLiteral("fdate"), QStringLiteral("fbillno")}, cells);
+}
+
+// The bill spec of the audit cases: one letter per bill, in id order.
+//   n normal, a audited, v void (1), m void written as -1, e dated the day
+//   before the period starts, s dated on the period start, x audited and
+//   earlier, y void and earlier.
+void addBills(Env &env, const QString &spec)
+{
+    for (int i = 0; i < spec.size(); ++i) {
+        const QChar c = spec[i];
+        const bool early = c == u'e' || c == u'x' || c == u'y';
+        const QDate date = early ? kPeriodStart.addDays(-1) : c == u's' ? kPeriodStart : kPeriodStart.addDays(10);
+        const int status = (c == u'a' || c == u'x') ? 1 : 0;
+        const int cancellation = (c == u'v' || c == u'y') ? 1 : c == u'm' ? -1 : 0;
+        env.bill(i + 1, date, status, cancellation);
+    }
+}
+} // namespace
+
+class TestPrivilege : public QObject {
+    Q_OBJECT
+
+private slots:
+    void hasPrivilege_data();
+    void hasPrivilege();
+    void administratorNeedsNoDatabase();
+    void privilegeErrorLeavesConnectionOpen_data();
+    void privilegeErrorLeavesConnectionOpen();
+
+    void refusalOfRows_data();
+    void refusalOfRows();
+    void checkBills_data();
+    void checkBills();
+    void checkBillsDatabaseError_data() { addEngineRows(); }
+    void checkBillsDatabaseError();
+    void auditLostToAnotherWorkstation_data() { addEngineRows(); }
+    void auditLostToAnotherWorkstation();
+    void concurrentAuditsOfOverlappingLists_data() { addEngineRows(); }
+    void concurrentAuditsOfOverlappingLists();
+};
+
+void TestPrivilege::hasPrivilege_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("admin");
+    QTest::addColumn<QString>("userId");
+    QTest::addColumn<QString>("code");
+    QTest::addColumn<bool>("granted");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "granted"))) << e << 0 << QStringLiteral("2") << QStringLiteral("Q04") << true;
+        QTest::newRow(qPrintable(engineTag(e, "other code of the user"))) << e << 0 << QStringLiteral("2") << QStringLiteral("Q03") << false;
+        QTest::newRow(qPrintable(engineTag(e, "code of another user"))) << e << 0 << QStringLiteral("2") << QStringLiteral("Q21") << false;
+        QTest::newRow(qPrintable(engineTag(e, "no login recorded"))) << e << 0 << QStringLiteral("0") << QStringLiteral("Q04") << false;
+        QTest::newRow(qPrintable(engineTag(e, "code without the prefix"))) << e << 0 << QStringLiteral("2") << QStringLiteral("04") << false;
+        QTest::newRow(qPrintable(engineTag(e, "administrator, code granted to nobody"))) << e << 1 << QStringLiteral("2") << QStringLiteral("Q21") << true;
+        QTest::newRow(qPrintable(engineTag(e, "administrator flag other than 1"))) << e << 2 << QStringLiteral("2") << QStringLiteral("Q21") << false;
+    }
+}
+
+void TestPrivilege::hasPrivilege()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, admin);
+    QFETCH(QString, userId);
+    QFETCH(QString, code);
+    QFETCH(bool, granted);
+
+    Env env(engine);
+    env.grant(2, QStringLiteral("Q04"));
+    env.grant(2, QStringLiteral("Q01"));
+    env.grant(3, QStringLiteral("Q21"));
+    session().IsAdmin = std::int16_t(admin);
+    session().gLoginUserId = userId;
+
+    QCOMPARE(HasPrivilege(code), granted);
+    QVERIFY(env.ts.prompts().messages().empty());
+    QVERIFY(!session().gConn);
+}
+
+void TestPrivilege::administratorNeedsNoDatabase()
+{
+    TestSession ts;
+    Session &s = session();
+    s.IsAdmin = 1;
+    s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
+    QVERIFY(HasPrivilege(QStringLiteral("Q03")));
+    QVERIFY(ts.prompts().messages().empty());
+    QVERIFY(!s.gConn);
+}
+
+void TestPrivilege::privilegeErrorLeavesConnectionOpen_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<bool>("tables");
+    QTest::addColumn<QString>("userId");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "no privilege table"))) << e << false << QStringLiteral("2");
+        QTest::newRow(qPrintable(engineTag(e, "empty user id"))) << e << true << QString();
+    }
+}
+
+void TestPrivilege::privilegeErrorLeavesConnectionOpen()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(bool, tables);
+    QFETCH(QString, userId);
+
+    Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
+    session().gLoginUserId = userId;
+    QVERIFY(!HasPrivilege(QStringLiteral("Q04")));
+    const auto messages = env.ts.prompts().messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages.front().icon, int(Prompt::Critical));
+    QCOMPARE(messages.front().title, QStringLiteral("进销存"));
+    QVERIFY(!messages.front().text.isEmpty());
+    // Unlike the other routines, this path keeps the shared connection open.
+    QVERIFY(session().gConn);
+    QVERIFY(session().gConn->isOpen());
+}
+
+void TestPrivilege::refusalOfRows_data()
+{
+    QTest::addColumn<Recordset>("rows");
+    QTest::addColumn<QString>("refusal"); // empty: all pass
+
+    const QString later = QStringLiteral("2024-03-15");
+    const QString earlier = QStringLiteral("2024-02-29");
+    QTest::newRow("all pass")
+        << billRows({{0, 0, later, "A"}, {QVariant(), QVariant(), QDate(2024, 3, 1), "B"}}) << QString();
+    QTest::newRow("void flag 1")
+        << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}}) << QStringLiteral("编号为:B的单据已经作废!操作不成功");
+    QTest::newRow("void flag -1")
+        << billRows({{0, -1, later, "A"}}) << QStringLiteral("编号为:A的单据已经作废!操作不成功");
+    QTest::newRow("void flag boolean")
+        << billRows({{0, true, later, "A"}}) << QStringLiteral("编号为:A的单据已经作废!操作不成功");
+    QTest::newRow("void flag as text")
+        << billRows({{0, QStringLiteral("True"), later, "A"}}) << QStringLiteral("编号为:A的单据已经作废!操作不成功");
+    QTest::newRow("boolean false is valid")
+        << billRows({{0, false, later, "A"}}) << QString();
+    QTest::newRow("earlier period")
+        << billRows({{0, 0, earlier, "A"}}) << QStringLiteral("编号为:A的单据为以前期间的单据，不能审核!操作不成功");
+    QTest::newRow("earlier period as a date value")
+        << billRows({{0, 0, QDate(2024, 2, 29), "A"}}) << QStringLiteral("编号为:A的单据为以前期间的单据，不能审核!操作不成功");
+    QTest::newRow("no date")
+        << billRows({{0, 0, QVariant(), "A"}}) << QString();
+    QTest::newRow("audited before earlier period")
+        << billRows({{1, 1, earlier, "A"}}) << QStringLiteral("编号为:A的单据已经审核!操作不成功");
+    QTest::newRow("earlier period before void")
+        << billRows({{0, 1, earlier, "A"}}) << QStringLiteral("编号为:A的单据为以前期间的单据，不能审核!操作不成功");
+    QTest::newRow("first failing row wins")
+        << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}, {1, 0, later, "C"}}) << QStringLiteral("编号为:B的单据已经作废!操作不成功");
+}
+
+void TestPrivilege::refusalOfRows()
+{
+    QFETCH(Recordset, rows);
+    QFETCH(QString, refusal);
+    QCOMPARE(auditRefusal(rows, kPeriodStart).value_or(QString()), refusal);
+}
+
+void TestPrivilege::checkBills_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<QString>("bills");
+    QTest::addColumn<QString>("ids");
+    QTest::addColumn<QString>("message"); // empty: the listed bills are audited
+
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "three bills"))) << e << QStringLiteral("nnn") << QStringLiteral("1,2,3") << QString();
+        QTest::newRow(qPrintable(engineTag(e, "part of the bills"))) << e << QStringLiteral("nnnn") << QStringLiteral("2,4") << QString();
+        QTest::newRow(qPrintable(engineTag(e, "second of three void")))
+            << e << QStringLiteral("nvn") << QStringLiteral("1,2,3") << QStringLiteral("编号为:FP0002的单据已经作废!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "second of three void as -1")))
+            << e << QStringLiteral("nmn") << QStringLiteral("1,2,3") << QStringLiteral("编号为:FP0002的单据已经作废!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "dated on the period start"))) << e << QStringLiteral("ns") << QStringLiteral("1,2") << QString();
+        QTest::newRow(qPrintable(engineTag(e, "dated the day before")))
+            << e << QStringLiteral("ne") << QStringLiteral("1,2") << QStringLiteral("编号为:FP0002的单据为以前期间的单据，不能审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "already audited")))
+            << e << QStringLiteral("an") << QStringLiteral("1,2") << QStringLiteral("编号为:FP0001的单据已经审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "audited before period")))
+            << e << QStringLiteral("nx") << QStringLiteral("1,2") << QStringLiteral("编号为:FP0002的单据已经审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "period before void")))
+            << e << QStringLiteral("y") << QStringLiteral("1") << QStringLiteral("编号为:FP0001的单据为以前期间的单据，不能审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "unknown ids"))) << e << QStringLiteral("nn") << QStringLiteral("98,99") << kReadError;
+        QTest::newRow(qPrintable(engineTag(e, "unknown id among known"))) << e << QStringLiteral("nn") << QStringLiteral("1,99") << QString();
+    }
+}
+
+void TestPrivilege::checkBills()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(QString, bills);
+    QFETCH(QString, ids);
+    QFETCH(QString, message);
+
+    Env env(engine);
+    addBills(env, bills);
+    session().gLoginUserId = QStringLiteral("5");
+    const QStringList before = env.billStates();
+
+    const bool audited = CheckBills(ids);
+    QCOMPARE(audited, message.isEmpty());
+    QVERIFY(!session().gConn);
+
+    const auto messages = env.ts.prompts().messages();
+    if (message.isEmpty()) {
+        QVERIFY(messages.empty());
+        // Exactly the listed bills changed, to audited by the logged-in user.
+        QStringList expected = before;
+        for (const QString &id : ids.split(u',')) {
+            const int index = id.toInt() - 1;
+            if (index < expected.size())
+                expected[index] = QStringLiteral("%1:1:5").arg(id);
+        }
+        QCOMPARE(env.billStates(), expected);
+    } else {
+        QCOMPARE(int(messages.size()), 1);
+        QCOMPARE(messages.front().text, message);
+        QCOMPARE(messages.front().icon, int(Prompt::Exclamation));
+        QCOMPARE(messages.front().title, QStringLiteral("进销存"));
+        QCOMPARE(env.billStates(), before);
+    }
+}
+
+void TestPrivilege::checkBillsDatabaseError()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    addBills(env, QStringLiteral("nn"));
+    const QStringList before = env.billStates();
+
+    for (const QString &ids : {QStringLiteral("1,,2"), QStringLiteral("abc")}) {
+        env.ts.prompts().clear();
+        QVERIFY2(!CheckBills(ids), qPrintable(ids));
+        const auto messages = env.ts.prompts().messages();
+        QCOMPARE(int(messages.size()), 1);
+        QCOMPARE(messages.front().icon, int(Prompt::Critical));
+        QVERIFY(!session().gConn);
+    }
+    QCOMPARE(env.billStates(), before);
+}
+
+void TestPrivilege::auditLostToAnotherWorkstation()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    addBills(env, QStringLiteral("nnnn"));
+
+    // Workstation A has checked bills 1 to 3 ...
+    Connection a(env.db.connectionString());
+    a.open();
+    const Recordset rows = a.openRecordset(QStringLiteral("select fstatus,fcancellation,fdate,fbillno from tblFP where finterid in (1,2,3)"));
+    QVERIFY(!auditRefusal(rows, kPeriodStart));
+
+    // ... when this workstation audits bills 3 and 4.
+    session().gLoginUserId = QStringLiteral("6");
+    QVERIFY(CheckBills(QStringLiteral("3,4")));
+
+    // A's update must not audit bill 3 a second time, nor bills 1 and 2 alone.
+    QVERIFY(!applyAudit(a, QStringLiteral("1,2,3"), QStringLiteral("7"), rows.recordCount()));
+    QVERIFY(!a.inTransaction());
+    const QStringList expected{"1:0:0", "2:0:0", "3:1:6", "4:1:6"};
+    QCOMPARE(env.billStates(), expected);
+
+    // Checking again names the bill that was audited meanwhile.
+    const AuditOutcome outcome = auditBills(a, QStringLiteral("1,2,3"), QStringLiteral("7"), kPeriodStart);
+    QVERIFY(!outcome.audited);
+    QCOMPARE(outcome.refusal, QStringLiteral("编号为:FP0003的单据已经审核!操作不成功"));
+    QCOMPARE(env.billStates(), expected);
+}
+
+// Two workstations, each with its own connection in its own thread, audit
+// overlapping lists round after round, starting each round together.
+void TestPrivilege::concurrentAuditsOfOverlappingLists()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    constexpr int kRounds = 25;
+    constexpr int kBills = 3 * kRounds + 3;
+    addBills(env, QString(kBills, u'n'));
+
+    struct Call {
+        QList<int> ids;
+        bool audited = false;
+        QString message; // refusal or database error
+    };
+    std::vector<Call> calls[2];
+    std::barrier sync(2);
+    const QString connectionString = env.db.connectionString();
+
+    auto workstation = [&](int which) {
+        Connection conn(connectionString);
+        try {
+            conn.open();
+        } catch (const DbError &e) {
+            calls[which].push_back({{}, false, e.description()});
+        }
+        for (int r = 0; r < kRounds; ++r) {
+            sync.arrive_and_wait();
+            Call call;
+            const int first = 3 * r + 1 + which; // A: 1-3, 4-6, ...  B: 2-4, 5-7, ...
+            call.ids = {first, first + 1, first + 2};
+            QStringList idText;
+            for (int id : call.ids)
+                idText << QString::number(id);
+            try {
+                const AuditOutcome outcome = auditBills(conn, idText.join(u','), QString::number(10 + which), kPeriodStart);
+                call.audited = outcome.audited;
+                call.message = outcome.refusal;
+            } catch (const DbError &e) {
+                conn.rollbackTrans();
+                call.message = e.description();
+            }
+            calls[which].push_back(call);
+        }
+        conn.close();
+    };
+    std::thread other(workstation, 1);
+    workstation(0);
+    other.join();
+
+    // Who audited each bill, from the successful calls.
+    QHash<int, int> auditor;
+    int successes = 0;
+    for (int which = 0; which < 2; ++which) {
+        QCOMPARE(int(calls[which].size()), kRounds);
+        for (const Call &call : calls[which]) {
+            if (!call.audited) {
+                QVERIFY2(!call.message.isEmpty(), "a failed audit must be reported");
+                continue;
+            }
+            ++successes;
+            for (int id : call.ids) {
+                QVERIFY2(!auditor.contains(id), qPrintable(QStringLiteral("bill %1 audited twice").arg(id)));
+                auditor.insert(id, 10 + which);
+            }
+        }
+    }
+    QVERIFY(successes > 0);
+
+    Recordset rs = env.db.conn().openRecordset(QStringLiteral("select finterid,fstatus,fchecker from tblFP"));
+    for (; !rs.eof(); rs.moveNext()) {
+        const int id = int(rs.toInt(QStringLiteral("finterid")));
+        if (auditor.contains(id)) {
+            QCOMPARE(rs.toInt(QStringLiteral("fstatus")), 1);
+            QCOMPARE(int(rs.toInt(QStringLiteral("fchecker"))), auditor.value(id));
+        } else {
+            QCOMPARE(rs.toInt(QStringLiteral("fstatus")), 0);
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(TestPrivilege)
+#include "tst_privilege.moc"

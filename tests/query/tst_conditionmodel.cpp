@@ -1,0 +1,397 @@
+// The condition grid keeps its hidden columns in step with the visible
+// caption and operator; the SQL is built from the hidden ones, so a column
+// taken from the wrong list index silently queries the wrong field.
+#include "component/Session.h"
+#include "platform/Clock.h"
+#include "platform/Recordset.h"
+#include "query/ConditionModel.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QTest>
+
+namespace {
+// A result of the catalogue statement: a.* of tblFindInfoentry2 and fItemType.
+Recordset catalogueRows(int count, const QList<int> &emptyCaptions = {})
+{
+    const QStringList names{QStringLiteral("ftypeid"), QStringLiteral("fentryid"), QStringLiteral("fTitlename"), QStringLiteral("fFieldName"),
+                            QStringLiteral("fNumType"), QStringLiteral("fItemclassid"), QStringLiteral("fNumberName"), QStringLiteral("fItemType")};
+    std::vector<QVariant> cells;
+    for (int i = 1; i <= count; ++i) {
+        cells.push_back(71);
+        cells.push_back(i);
+        cells.push_back(emptyCaptions.contains(i) ? QVariant(QString()) : QVariant(QStringLiteral("字段%1").arg(i)));
+        cells.push_back(QStringLiteral("f%1").arg(i));
+        cells.push_back(i % 3 + 1);
+        cells.push_back(i % 2 ? QVariant() : QVariant(i)); // null class: typed value
+        cells.push_back(i % 2 ? QVariant() : QVariant(QStringLiteral("fnumber")));
+        cells.push_back(i % 2 ? 0 : 1);
+    }
+    return Recordset(names, std::move(cells));
+}
+
+FieldCatalogue sample()
+{
+    FieldCatalogue c;
+    c.addField(QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral("1"), QStringLiteral("0"), QString(), QStringLiteral("0"));
+    c.addField(QString(), QStringLiteral("fHidden"), QStringLiteral("2"), QString(), QString(), QString()); // not offered
+    c.addField(QStringLiteral("供应商"), QStringLiteral("fSupplier"), QStringLiteral("2"), QStringLiteral("4"), QStringLiteral("fnumber"), QStringLiteral("1"));
+    c.addField(QStringLiteral("摘要"), QStringLiteral("fNote"), QStringLiteral("2"), QStringLiteral("0"), QString(), QStringLiteral("0"));
+    c.addField(QStringLiteral("日期"), QStringLiteral("fdate"), QStringLiteral("3"), QString(), QString(), QStringLiteral("0"));
+    c.addField(QStringLiteral("商品"), QStringLiteral("fItem"), QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("fname"), QStringLiteral("0"));
+    return c;
+}
+
+ConditionTable filledRow(int row)
+{
+    ConditionTable t;
+    for (int c = 1; c <= ConditionTable::kColumns; ++c)
+        t.setCell(row, c, QStringLiteral("old%1").arg(c));
+    return t;
+}
+} // namespace
+
+Q_DECLARE_METATYPE(ValueCell::Kind)
+
+class TestConditionModel : public QObject {
+    Q_OBJECT
+
+private slots:
+    void cleanup() { Clock::setToday(QDate()); }
+
+    void catalogueStatement();
+    void catalogueFromRecordset_data();
+    void catalogueFromRecordset();
+    void catalogueListsSkipEmptyCaptions();
+    void catalogueRefillForgetsOldFields();
+    void catalogueFromDatabase_data();
+    void catalogueFromDatabase();
+
+    void operatorChoice_data();
+    void operatorChoice();
+
+    void captionChoice_data();
+    void captionChoice();
+    void captionChoiceOutsideList();
+    void captionChoiceOfNone();
+
+    void dateRangeVariants_data();
+    void dateRangeVariants();
+    void otherFilterLists();
+
+    void lastUsedRowAndClear();
+};
+
+void TestConditionModel::catalogueStatement()
+{
+    QCOMPARE(FieldCatalogue::statement(71),
+             QStringLiteral("select a.*,isnull(b.fItemType,0) as fItemType from tblFindInfoentry2 as a "
+                            " left outer join tblItemclass as b on a.fitemclassid=b.fitemclassid "
+                            " where a.ftypeid=71 order by a.fentryid"));
+}
+
+void TestConditionModel::catalogueFromRecordset_data()
+{
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<int>("fields");
+    QTest::newRow("none") << 0 << 0;
+    QTest::newRow("three") << 3 << 3;
+    QTest::newRow("exactly fifty") << 50 << 50;
+    QTest::newRow("sixty keeps fifty") << 60 << 50;
+}
+
+void TestConditionModel::catalogueFromRecordset()
+{
+    QFETCH(int, rows);
+    QFETCH(int, fields);
+    Recordset rs = catalogueRows(rows);
+    FieldCatalogue c;
+    c.fill(rs);
+
+    QCOMPARE(c.fieldCount(), fields);
+    QCOMPARE(c.value(FieldCatalogue::Caption, 0), QStringLiteral("无"));
+    for (int column = FieldCatalogue::FieldName; column < FieldCatalogue::ColumnCount; ++column)
+        QCOMPARE(c.value(FieldCatalogue::Column(column), 0), QString());
+
+    const QStringList captions = c.list(FieldCatalogue::Caption);
+    QCOMPARE(captions.size(), fields + 1);
+    for (int i = 1; i <= fields; ++i) {
+        QCOMPARE(captions[i], QStringLiteral("字段%1").arg(i));
+        QCOMPARE(c.value(FieldCatalogue::FieldName, i), QStringLiteral("f%1").arg(i));
+        QCOMPARE(c.value(FieldCatalogue::NumType, i), QString::number(i % 3 + 1));
+        QCOMPARE(c.value(FieldCatalogue::ItemClassId, i), i % 2 ? QString() : QString::number(i));
+        QCOMPARE(c.value(FieldCatalogue::NumberName, i), i % 2 ? QString() : QStringLiteral("fnumber"));
+        QCOMPARE(c.value(FieldCatalogue::ItemType, i), i % 2 ? QStringLiteral("0") : QStringLiteral("1"));
+    }
+    if (rows > FieldCatalogue::kMaxFields) {
+        QVERIFY(!captions.contains(QStringLiteral("字段51")));
+        // Rows beyond the fiftieth stay unread.
+        QCOMPARE(rs.position(), FieldCatalogue::kMaxFields);
+    }
+    QCOMPARE(c.value(FieldCatalogue::Caption, FieldCatalogue::kSize), QString());
+}
+
+void TestConditionModel::catalogueListsSkipEmptyCaptions()
+{
+    Recordset rs = catalogueRows(5, {2, 4});
+    FieldCatalogue c;
+    c.fill(rs);
+    QCOMPARE(c.fieldCount(), 5);
+    QCOMPARE(c.list(FieldCatalogue::Caption), (QStringList{QStringLiteral("无"), QStringLiteral("字段1"), QStringLiteral("字段3"), QStringLiteral("字段5")}));
+    QCOMPARE(c.tabList(FieldCatalogue::FieldName), QStringLiteral("\tf1\tf3\tf5"));
+    QCOMPARE(c.tabList(FieldCatalogue::NumType), QStringLiteral("\t2\t1\t3"));
+    QCOMPARE(c.tabList(FieldCatalogue::ItemClassId), QStringLiteral("\t\t\t"));
+    QCOMPARE(c.tabList(FieldCatalogue::ItemType), QStringLiteral("\t0\t0\t0"));
+    QCOMPARE(c.list(FieldCatalogue::NumberName).size(), 4);
+    // The skipped entries keep their places in the arrays.
+    QCOMPARE(c.value(FieldCatalogue::FieldName, 2), QStringLiteral("f2"));
+}
+
+void TestConditionModel::catalogueRefillForgetsOldFields()
+{
+    FieldCatalogue c = sample();
+    Recordset rs = catalogueRows(2);
+    c.fill(rs);
+    QCOMPARE(c.fieldCount(), 2);
+    QCOMPARE(c.value(FieldCatalogue::FieldName, 3), QString());
+    QCOMPARE(c.list(FieldCatalogue::Caption).size(), 3);
+    for (int i = 0; i < 48; ++i)
+        QVERIFY(c.addField(QStringLiteral("x"), QString(), QString(), QString(), QString(), QString()));
+    QVERIFY(!c.addField(QStringLiteral("too many"), QString(), QString(), QString(), QString(), QString()));
+    QCOMPARE(c.fieldCount(), FieldCatalogue::kMaxFields);
+}
+
+void TestConditionModel::catalogueFromDatabase_data()
+{
+    addEngineRows();
+}
+
+void TestConditionModel::catalogueFromDatabase()
+{
+    QFETCH(DbEngine, engine);
+    TestSession ts;
+    TestDatabase db(engine);
+    session().DBConnectionString = db.connectionString();
+    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(3,'商品',0)"));
+    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(4,'供应商',1)"));
+    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname) values(5,'无类型')"));
+    const QStringList rows{
+        QStringLiteral("71,3,'商品','fItemNumber',2,3,'fnumber'"),
+        QStringLiteral("71,1,'供应商','fSupplierNumber',2,4,'fnumber'"),
+        QStringLiteral("71,2,'金额','fAmount',1,null,null"),
+        QStringLiteral("71,4,'类别','fKind',2,5,null"),
+        QStringLiteral("72,1,'别的单据','fOther',2,3,null"),
+    };
+    for (const QString &row : rows)
+        db.exec(QStringLiteral("insert into tblFindInfoentry2(ftypeid,fentryid,fTitlename,fFieldName,fNumType,fItemclassid,fNumberName) values(") + row + u')');
+
+    const std::optional<FieldCatalogue> c = loadFieldCatalogue(71);
+    QVERIFY(c.has_value());
+    QCOMPARE(c->list(FieldCatalogue::Caption),
+             (QStringList{QStringLiteral("无"), QStringLiteral("供应商"), QStringLiteral("金额"), QStringLiteral("商品"), QStringLiteral("类别")}));
+    QCOMPARE(c->tabList(FieldCatalogue::FieldName), QStringLiteral("\tfSupplierNumber\tfAmount\tfItemNumber\tfKind"));
+    QCOMPARE(c->tabList(FieldCatalogue::NumType), QStringLiteral("\t2\t1\t2\t2"));
+    QCOMPARE(c->tabList(FieldCatalogue::ItemClassId), QStringLiteral("\t4\t\t3\t5"));
+    QCOMPARE(c->tabList(FieldCatalogue::NumberName), QStringLiteral("\tfnumber\t\tfnumber\t"));
+    // The class's item type, 0 without a class or without a type.
+    QCOMPARE(c->tabList(FieldCatalogue::ItemType), QStringLiteral("\t1\t0\t0\t0"));
+    QVERIFY(ts.prompts().calls.empty());
+}
+
+void TestConditionModel::operatorChoice_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<int>("index");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("symbol");
+
+    QTest::newRow("number first") << QStringLiteral("1") << 0 << true << QStringLiteral("大于") << QStringLiteral(">");
+    QTest::newRow("number last") << QStringLiteral("1") << 5 << true << QStringLiteral("不等于") << QStringLiteral("<>");
+    QTest::newRow("number past the end") << QStringLiteral("1") << 6 << false << QString() << QString();
+    QTest::newRow("text contains") << QStringLiteral("2") << 1 << true << QStringLiteral("包含") << QStringLiteral("Like");
+    QTest::newRow("text not empty keeps its blanks") << QStringLiteral("2") << 5 << true << QStringLiteral("不为空") << QStringLiteral(" is not  null");
+    QTest::newRow("text last") << QStringLiteral("2") << 7 << true << QStringLiteral("小于等于") << QStringLiteral("<=");
+    QTest::newRow("date equal") << QStringLiteral("3") << 0 << true << QStringLiteral("等于") << QStringLiteral("=");
+    QTest::newRow("date greater") << QStringLiteral("3") << 2 << true << QStringLiteral("大于") << QStringLiteral(">");
+    QTest::newRow("date less or equal") << QStringLiteral("3") << 5 << true << QStringLiteral("小于等于") << QStringLiteral("<=");
+    QTest::newRow("negative index") << QStringLiteral("3") << -1 << false << QString() << QString();
+    QTest::newRow("no kind") << QString() << 0 << false << QString() << QString();
+    QTest::newRow("unknown kind") << QStringLiteral("4") << 0 << false << QString() << QString();
+}
+
+void TestConditionModel::operatorChoice()
+{
+    QFETCH(QString, kind);
+    QFETCH(int, index);
+    QFETCH(bool, accepted);
+    QFETCH(QString, name);
+    QFETCH(QString, symbol);
+
+    QCOMPARE(operatorNames(kind.toInt()).size(), operatorSymbols(kind.toInt()).size());
+    ConditionTable t;
+    t.setCell(4, ConditionTable::ColKind, kind);
+    t.setCell(4, ConditionTable::ColValue, QStringLiteral("v"));
+    QCOMPARE(t.chooseOperator(4, index), accepted);
+    QCOMPARE(t.cell(4, ConditionTable::ColOperator), name);
+    QCOMPARE(t.cell(4, ConditionTable::ColSymbol), symbol);
+    QCOMPARE(t.cell(4, ConditionTable::ColValue), QStringLiteral("v"));
+}
+
+void TestConditionModel::captionChoice_data()
+{
+    QTest::addColumn<int>("listIndex");
+    QTest::addColumn<QStringList>("expected"); // columns 2, 3, 4, 8, 9, 10
+    QTest::addColumn<ValueCell::Kind>("valueKind");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("symbol");
+
+    // List index 2 is array index 3: the list skips the field without caption.
+    QTest::newRow("number")
+        << 1 << QStringList{QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral("1"), QStringLiteral("0"), QString(), QStringLiteral("0")}
+        << ValueCell::Number << QString() << QString();
+    QTest::newRow("coded text")
+        << 2 << QStringList{QStringLiteral("供应商"), QStringLiteral("fSupplier"), QStringLiteral("2"), QStringLiteral("4"), QStringLiteral("fnumber"), QStringLiteral("1")}
+        << ValueCell::CodedDropDown << QString() << QStringLiteral("old6");
+    QTest::newRow("text with class 0")
+        << 3 << QStringList{QStringLiteral("摘要"), QStringLiteral("fNote"), QStringLiteral("2"), QStringLiteral("0"), QString(), QStringLiteral("0")}
+        << ValueCell::Text << QString() << QStringLiteral("old6");
+    QTest::newRow("date")
+        << 4 << QStringList{QStringLiteral("日期"), QStringLiteral("fdate"), QStringLiteral("3"), QString(), QString(), QStringLiteral("0")}
+        << ValueCell::Date << QStringLiteral("2024-02-29") << QStringLiteral("old6");
+    QTest::newRow("goods")
+        << 5 << QStringList{QStringLiteral("商品"), QStringLiteral("fItem"), QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("fname"), QStringLiteral("0")}
+        << ValueCell::CodedDropDown << QString() << QStringLiteral("old6");
+}
+
+void TestConditionModel::captionChoice()
+{
+    QFETCH(int, listIndex);
+    QFETCH(QStringList, expected);
+    QFETCH(ValueCell::Kind, valueKind);
+    QFETCH(QString, value);
+    QFETCH(QString, symbol);
+    Clock::setToday(QDate(2024, 2, 29));
+
+    for (int row : {1, 7, 10}) {
+        ConditionTable t = filledRow(row);
+        t.setCell(row == 1 ? 2 : row - 1, ConditionTable::ColValue, QStringLiteral("neighbour"));
+        const ValueCell cell = t.chooseCaption(row, listIndex, sample());
+        QCOMPARE(cell.kind, valueKind);
+        QCOMPARE(cell.startDate, valueKind == ValueCell::Date ? QDate(2024, 2, 29) : QDate());
+        const QList<int> columns{2, 3, 4, 8, 9, 10};
+        for (int i = 0; i < columns.size(); ++i)
+            QCOMPARE(t.cell(row, columns[i]), expected[i]);
+        QCOMPARE(t.cell(row, ConditionTable::ColValue), value);
+        QCOMPARE(t.cell(row, ConditionTable::ColSymbol), symbol);
+        // The connector and the operator stay as they were.
+        QCOMPARE(t.cell(row, ConditionTable::ColConnector), QStringLiteral("old1"));
+        QCOMPARE(t.cell(row, ConditionTable::ColOperator), QStringLiteral("old5"));
+        QCOMPARE(t.cell(row == 1 ? 2 : row - 1, ConditionTable::ColValue), QStringLiteral("neighbour"));
+    }
+}
+
+void TestConditionModel::captionChoiceOutsideList()
+{
+    const ConditionTable before = filledRow(3);
+    for (int index : {-1, 6}) {
+        ConditionTable t = before;
+        QCOMPARE(t.chooseCaption(3, index, sample()).kind, ValueCell::None);
+        QCOMPARE(t, before);
+    }
+    ConditionTable t = before;
+    t.chooseCaption(11, 1, sample());
+    QCOMPARE(t, before);
+}
+
+void TestConditionModel::captionChoiceOfNone()
+{
+    ConditionTable t = filledRow(2);
+    QCOMPARE(t.chooseCaption(2, 0, sample()).kind, ValueCell::None);
+    QCOMPARE(t.rowTexts(2), (QStringList{QStringLiteral("old1"), QStringLiteral("无"), QString(), QString(), QString(),
+                                         QString(), QString(), QString(), QString(), QString()}));
+}
+
+void TestConditionModel::dateRangeVariants_data()
+{
+    QTest::addColumn<int>("year");
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QList<int>>("codes");
+    QTest::addColumn<int>("all");
+
+    QTest::newRow("no accounting year")
+        << 0 << QStringList{QStringLiteral("今天"), QStringLiteral("本月"), QStringLiteral("今年"), QStringLiteral("全部")}
+        << QList<int>{1, 2, 3, 10} << 3;
+    QTest::newRow("with accounting year")
+        << 2024 << QStringList{QStringLiteral("今天"), QStringLiteral("本期"), QStringLiteral("本月"), QStringLiteral("今年"), QStringLiteral("全部")}
+        << QList<int>{1, 20, 2, 3, 10} << 4;
+}
+
+void TestConditionModel::dateRangeVariants()
+{
+    QFETCH(int, year);
+    QFETCH(QStringList, texts);
+    QFETCH(QList<int>, codes);
+    QFETCH(int, all);
+
+    const bool withPeriod = FixedFilters::offersPeriod(year);
+    const QList<FilterItem> items = FixedFilters::items(FixedFilters::DateRange, withPeriod);
+    QStringList gotTexts;
+    QList<int> gotCodes;
+    for (const FilterItem &item : items) {
+        gotTexts << item.text;
+        gotCodes << item.code;
+    }
+    QCOMPARE(gotTexts, texts);
+    QCOMPARE(gotCodes, codes);
+    QCOMPARE(FixedFilters::allIndex(FixedFilters::DateRange, withPeriod), all);
+    // A stored index from the other variant or out of range falls back to "全部".
+    QCOMPARE(FixedFilters::validIndex(FixedFilters::DateRange, all, withPeriod), all);
+    QCOMPARE(FixedFilters::validIndex(FixedFilters::DateRange, all + 1, withPeriod), all);
+    QCOMPARE(FixedFilters::validIndex(FixedFilters::DateRange, -1, withPeriod), all);
+    QCOMPARE(FixedFilters::validIndex(FixedFilters::DateRange, 1, withPeriod), 1);
+    QCOMPARE(FixedFilters::codeAt(FixedFilters::DateRange, 1, withPeriod), codes[1]);
+    QCOMPARE(FixedFilters::codeAt(FixedFilters::DateRange, all + 1, withPeriod), FixedFilters::kNoSelection);
+}
+
+void TestConditionModel::otherFilterLists()
+{
+    using namespace FixedFilters;
+    for (bool withPeriod : {false, true}) {
+        QCOMPARE(items(Matching, withPeriod), (QList<FilterItem>{{QStringLiteral("未钩稽"), 0}, {QStringLiteral("部分钩稽"), 1},
+                                                                 {QStringLiteral("全部钩稽"), 2}, {QStringLiteral("全部"), 10}}));
+        QCOMPARE(items(Audit, withPeriod), (QList<FilterItem>{{QStringLiteral("审核"), 1}, {QStringLiteral("未审核"), 2}, {QStringLiteral("全部"), 10}}));
+        QCOMPARE(items(Cancellation, withPeriod), (QList<FilterItem>{{QStringLiteral("作废"), 1}, {QStringLiteral("正常"), 2}, {QStringLiteral("全部"), 10}}));
+        // Red is code 1 though it comes first; blue is 0.
+        QCOMPARE(items(RedBlue, withPeriod), (QList<FilterItem>{{QStringLiteral("红字"), 1}, {QStringLiteral("蓝字"), 0}, {QStringLiteral("全部"), 10}}));
+    }
+    QCOMPARE(codeAt(RedBlue, 1, false), 0);
+    QCOMPARE(codeAt(RedBlue, -1, false), kNoSelection);
+    QVERIFY(items(5, true).isEmpty());
+}
+
+void TestConditionModel::lastUsedRowAndClear()
+{
+    ConditionTable t;
+    QCOMPARE(t.lastUsedRow(), 0);
+    QVERIFY(t.isEmpty());
+    // A hidden column counts as text as much as a visible one.
+    t.setCell(7, ConditionTable::ColItemType, QStringLiteral("0"));
+    t.setCell(2, ConditionTable::ColCaption, QStringLiteral("金额"));
+    QCOMPARE(t.lastUsedRow(), 7);
+    t.setCell(10, 1, QStringLiteral(" "));
+    QCOMPARE(t.lastUsedRow(), 10);
+    // Cells outside the grid are ignored.
+    t.setCell(11, 1, QStringLiteral("x"));
+    t.setCell(1, 11, QStringLiteral("x"));
+    t.setCell(0, 1, QStringLiteral("x"));
+    QCOMPARE(t.cell(11, 1), QString());
+    QCOMPARE(t.cell(1, 11), QString());
+    QCOMPARE(t.lastUsedRow(), 10);
+    t.clear();
+    QVERIFY(t.isEmpty());
+    QCOMPARE(t, ConditionTable());
+}
+
+QTEST_GUILESS_MAIN(TestConditionModel)
+#include "tst_conditionmodel.moc"

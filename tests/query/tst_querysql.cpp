@@ -1,0 +1,418 @@
+// The query builders must produce their statements byte for byte: the list,
+// saved conditions of users and the host's own conditions are all pasted
+// together as text, so a lost or extra blank changes the statement.
+#include "platform/Clock.h"
+#include "platform/VbConvert.h"
+#include "query/QuerySql.h"
+#include "query/QuerySqlSamples.h"
+
+#include <QSet>
+#include <QTest>
+
+Q_DECLARE_METATYPE(ConditionTable)
+
+namespace {
+// Builds a grid row by row: connector, caption, field, kind, operator,
+// symbol, value (columns 1..7).
+struct Grid {
+    ConditionTable table;
+    Grid &row(int r, const QString &connector, const QString &caption, const QString &field, const QString &kind,
+              const QString &op, const QString &symbol, const QString &value)
+    {
+        const QStringList cells{connector, caption, field, kind, op, symbol, value};
+        for (int c = 1; c <= cells.size(); ++c)
+            table.setCell(r, c, cells[c - 1]);
+        return *this;
+    }
+    // Number field fAmount, text field fbillno, date field fdate.
+    Grid &number(int r, const QString &connector, const QString &op, const QString &value)
+    {
+        return row(r, connector, QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral("1"), op, QString(), value);
+    }
+    Grid &text(int r, const QString &connector, const QString &op, const QString &value)
+    {
+        return row(r, connector, QStringLiteral("发票号码"), QStringLiteral("fbillno"), QStringLiteral("2"), op, QString(), value);
+    }
+    Grid &date(int r, const QString &connector, const QString &op, const QString &symbol, const QString &value)
+    {
+        return row(r, connector, QStringLiteral("日期"), QStringLiteral("fdate"), QStringLiteral("3"), op, symbol, value);
+    }
+    operator ConditionTable() const { return table; }
+};
+
+FilterCodes codesOf(const QList<int> &list)
+{
+    FilterCodes codes;
+    for (int i = 0; i < FixedFilters::kListCount; ++i)
+        codes[i] = list.value(i, FixedFilters::kNoSelection);
+    return codes;
+}
+
+const QString kAnd = QStringLiteral("与");
+const QString kOr = QStringLiteral("或");
+} // namespace
+
+class TestQuerySql : public QObject {
+    Q_OBJECT
+
+private slots:
+    void cleanup() { Clock::setToday(QDate()); }
+
+    void seekSql_data();
+    void seekSql();
+    void seekSqlRejectsKindThatIsNoNumber_data();
+    void seekSqlRejectsKindThatIsNoNumber();
+    void seekSqlFromDialogChoices();
+
+    void simplePage_data();
+    void simplePage();
+    void simplePageTagWithoutColumn();
+
+    void mainSql_data();
+    void mainSql();
+
+    void findStatement_data();
+    void findStatement();
+
+    void samplesCoverEveryCodeAndOperator();
+};
+
+void TestQuerySql::seekSql_data()
+{
+    QTest::addColumn<ConditionTable>("grid");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("empty grid") << ConditionTable(Grid()) << QString();
+    QTest::newRow("only row 3") << ConditionTable(Grid().number(3, kAnd, QStringLiteral("大于"), QStringLiteral("100")))
+                                << QStringLiteral(" and ( fAmount >100");
+    QTest::newRow("only row 3 with or") << ConditionTable(Grid().number(3, kOr, QStringLiteral("大于"), QStringLiteral("100")))
+                                        << QStringLiteral(" and ( fAmount >100");
+    QTest::newRow("or on row 2")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("100"))
+                              .text(2, kOr, QStringLiteral("包含"), QStringLiteral("FP")))
+        << QStringLiteral(" and ( fAmount >100 or fbillno like '%FP%' ");
+    QTest::newRow("and on row 2")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("100"))
+                              .text(2, kAnd, QStringLiteral("等于"), QStringLiteral("X")))
+        << QStringLiteral(" and ( fAmount >100 and fbillno='X'");
+    QTest::newRow("and opening the bracket")
+        << ConditionTable(Grid().text(2, kAnd, QStringLiteral("等于"), QStringLiteral("X"))
+                              .number(4, kAnd, QStringLiteral("等于"), QStringLiteral("5")))
+        << QStringLiteral(" and ( fbillno='X' and fAmount =5");
+    QTest::newRow("and, or and and")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("1"))
+                              .number(2, kOr, QStringLiteral("小于"), QStringLiteral("2"))
+                              .text(3, kAnd, QStringLiteral("为空"), QString()))
+        << QStringLiteral(" and ( fAmount >1 or fAmount <2 and fbillno  is null ");
+    QTest::newRow("connector on row 1 ignored")
+        << ConditionTable(Grid().number(1, kOr, QStringLiteral("大于"), QStringLiteral("100"))
+                              .number(2, kAnd, QStringLiteral("小于"), QStringLiteral("200")))
+        << QStringLiteral(" and ( fAmount >100 and fAmount <200");
+    QTest::newRow("row without connector left out")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("1"))
+                              .number(2, QString(), QStringLiteral("小于"), QStringLiteral("2")))
+        << QStringLiteral(" and ( fAmount >1");
+    QTest::newRow("caption but no operator left out")
+        << ConditionTable(Grid().number(1, QString(), QString(), QStringLiteral("1"))
+                              .number(2, kOr, QStringLiteral("小于"), QStringLiteral("2")))
+        << QStringLiteral(" and ( fAmount <2");
+    QTest::newRow("operator but no caption left out")
+        << ConditionTable(Grid().row(1, QString(), QString(), QStringLiteral("fAmount"), QStringLiteral("1"),
+                                     QStringLiteral("大于"), QString(), QStringLiteral("1")))
+        << QString();
+    QTest::newRow("unfinished row after a condition")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("等于"), QStringLiteral("1"))
+                              .row(2, kAnd, QStringLiteral("金额"), QStringLiteral("fAmount"), QString(), QString(), QString(), QString()))
+        << QStringLiteral(" and ( fAmount =1");
+    QTest::newRow("condition on row 10") << ConditionTable(Grid().number(10, kAnd, QStringLiteral("不等于"), QStringLiteral("3")))
+                                         << QStringLiteral(" and ( fAmount <>3");
+
+    // Numbers: no quotes, an empty value compares with 0.
+    const QList<std::pair<QString, QString>> numberOps{
+        {QStringLiteral("大于"), QStringLiteral(" >")},     {QStringLiteral("大于等于"), QStringLiteral(" >=")},
+        {QStringLiteral("等于"), QStringLiteral(" =")},     {QStringLiteral("小于"), QStringLiteral(" <")},
+        {QStringLiteral("小于等于"), QStringLiteral(" <=")}, {QStringLiteral("不等于"), QStringLiteral(" <>")}};
+    for (const auto &[op, sql] : numberOps) {
+        QTest::addRow("number %s", qPrintable(op))
+            << ConditionTable(Grid().number(1, QString(), op, QStringLiteral("12.5"))) << QStringLiteral(" and ( fAmount") + sql + QStringLiteral("12.5");
+    }
+    QTest::newRow("number empty value")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QString())) << QStringLiteral(" and ( fAmount >0");
+    QTest::newRow("number value as typed")
+        << ConditionTable(Grid().number(1, QString(), QStringLiteral("等于"), QStringLiteral(" 7 "))) << QStringLiteral(" and ( fAmount = 7 ");
+    QTest::newRow("number with blank kind text")
+        << ConditionTable(Grid().row(1, QString(), QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral(" 1"),
+                                     QStringLiteral("小于"), QString(), QStringLiteral("9")))
+        << QStringLiteral(" and ( fAmount <9");
+
+    // Text: quoted, pasted as typed.
+    const QString v = QStringLiteral("A1");
+    QTest::newRow("text 等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), v)) << QStringLiteral(" and ( fbillno='A1'");
+    QTest::newRow("text 包含") << ConditionTable(Grid().text(1, QString(), QStringLiteral("包含"), v)) << QStringLiteral(" and ( fbillno like '%A1%' ");
+    QTest::newRow("text 不包含") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不包含"), v)) << QStringLiteral(" and ( fbillno not like '%A1%' ");
+    QTest::newRow("text 不等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不等于"), v)) << QStringLiteral(" and ( fbillno<>'A1'");
+    QTest::newRow("text 为空 ignores the value") << ConditionTable(Grid().text(1, QString(), QStringLiteral("为空"), v)) << QStringLiteral(" and ( fbillno  is null ");
+    QTest::newRow("text 不为空 ignores the value") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不为空"), v)) << QStringLiteral(" and ( fbillno  is not null ");
+    QTest::newRow("text 大于等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("大于等于"), v)) << QStringLiteral(" and ( fbillno>='A1'");
+    QTest::newRow("text 小于等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("小于等于"), v)) << QStringLiteral(" and ( fbillno<='A1'");
+    QTest::newRow("text empty value stays empty") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), QString())) << QStringLiteral(" and ( fbillno=''");
+    QTest::newRow("text quote not doubled") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), QStringLiteral("O'K"))) << QStringLiteral(" and ( fbillno='O'K'");
+
+    // Dates: the hidden symbol column, whatever the operator's name says.
+    QTest::newRow("date 大于等于") << ConditionTable(Grid().date(1, QString(), QStringLiteral("大于等于"), QStringLiteral(">="), QStringLiteral("2024-03-01")))
+                               << QStringLiteral(" and ( fdate>='2024-03-01'");
+    QTest::newRow("date 不等于") << ConditionTable(Grid().date(1, QString(), QStringLiteral("不等于"), QStringLiteral("<>"), QStringLiteral("2024-03-01")))
+                              << QStringLiteral(" and ( fdate<>'2024-03-01'");
+    QTest::newRow("date symbol taken verbatim") << ConditionTable(Grid().date(1, QString(), QStringLiteral("等于"), QStringLiteral("<"), QStringLiteral("2024-03-01")))
+                                                << QStringLiteral(" and ( fdate<'2024-03-01'");
+    QTest::newRow("date with empty symbol") << ConditionTable(Grid().date(1, QString(), QStringLiteral("等于"), QString(), QStringLiteral("2024-03-01")))
+                                            << QStringLiteral(" and ( fdate'2024-03-01'");
+
+    // An operator of another kind leaves the field alone in the statement.
+    QTest::newRow("number with text operator") << ConditionTable(Grid().number(1, QString(), QStringLiteral("包含"), QStringLiteral("1")))
+                                               << QStringLiteral(" and ( fAmount");
+    QTest::newRow("text with number operator") << ConditionTable(Grid().text(1, QString(), QStringLiteral("大于"), QStringLiteral("1")))
+                                               << QStringLiteral(" and ( fbillno");
+    QTest::newRow("date with text operator") << ConditionTable(Grid().date(1, QString(), QStringLiteral("包含"), QStringLiteral("Like"), QStringLiteral("2024-03-01")))
+                                             << QStringLiteral(" and ( fdate");
+    QTest::newRow("unknown kind") << ConditionTable(Grid().row(1, QString(), QStringLiteral("x"), QStringLiteral("fx"), QStringLiteral("4"),
+                                                               QStringLiteral("等于"), QStringLiteral("="), QStringLiteral("1")))
+                                  << QStringLiteral(" and ( fx");
+}
+
+void TestQuerySql::seekSql()
+{
+    QFETCH(ConditionTable, grid);
+    QFETCH(QString, expected);
+    QCOMPARE(buildSeekSQL(grid), expected);
+}
+
+void TestQuerySql::seekSqlRejectsKindThatIsNoNumber_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("text") << QStringLiteral("数");
+}
+
+void TestQuerySql::seekSqlRejectsKindThatIsNoNumber()
+{
+    QFETCH(QString, kind);
+    const ConditionTable counting = Grid().row(1, QString(), QStringLiteral("无"), QString(), kind, QStringLiteral("等于"), QString(), QString());
+    QVERIFY_THROWS_EXCEPTION(ConversionError, buildSeekSQL(counting));
+    // Without an operator the row is left out before its kind is read.
+    const ConditionTable skipped = Grid().row(1, QString(), QStringLiteral("无"), QString(), kind, QString(), QString(), QString());
+    QCOMPARE(buildSeekSQL(skipped), QString());
+}
+
+void TestQuerySql::seekSqlFromDialogChoices()
+{
+    // The grid filled as the dialog fills it: choices from the catalogue and
+    // the operator lists, values typed afterwards.
+    Clock::setToday(QDate(2024, 6, 30));
+    FieldCatalogue catalogue;
+    catalogue.addField(QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral("1"), QString(), QString(), QStringLiteral("0"));
+    catalogue.addField(QStringLiteral("日期"), QStringLiteral("fdate"), QStringLiteral("3"), QString(), QString(), QStringLiteral("0"));
+    catalogue.addField(QStringLiteral("供应商"), QStringLiteral("fSupplierNumber"), QStringLiteral("2"), QStringLiteral("4"), QStringLiteral("fnumber"), QStringLiteral("1"));
+
+    ConditionTable grid;
+    grid.chooseCaption(1, 2, catalogue);
+    grid.chooseOperator(1, 3); // 大于等于, date cell keeps the starting date
+    grid.setCell(2, ConditionTable::ColConnector, kOr);
+    grid.chooseCaption(2, 3, catalogue);
+    grid.chooseOperator(2, 1); // 包含
+    grid.setCell(2, ConditionTable::ColValue, QStringLiteral("S01"));
+    grid.setCell(3, ConditionTable::ColConnector, kAnd);
+    grid.chooseCaption(3, 1, catalogue);
+    grid.chooseOperator(3, 5); // 不等于
+
+    QCOMPARE(buildSeekSQL(grid), QStringLiteral(" and ( fdate>='2024-06-30' or fSupplierNumber like '%S01%'  and fAmount <>0"));
+}
+
+void TestQuerySql::simplePage_data()
+{
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QStringList>("tags");
+    QTest::addColumn<QString>("expected");
+
+    const QString dates = QStringLiteral(" and ( fdate>='2024-02-05'   and fdate<='2024-03-15' ");
+    QTest::newRow("no text boxes") << QStringList() << QStringList() << dates;
+    QTest::newRow("every box empty or blank")
+        << QStringList{QString(), QStringLiteral("   ")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("0,0,fOperatorName")} << dates;
+    QTest::newRow("one box, trimmed")
+        << QStringList{QStringLiteral("  FP01 ")} << QStringList{QStringLiteral("a,b,fbillno,d")}
+        << dates + QStringLiteral(" and fbillno like '%FP01%'  ");
+    QTest::newRow("second box only")
+        << QStringList{QString(), QStringLiteral("张")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("1,0,fOperatorName")}
+        << dates + QStringLiteral(" and fOperatorName like '%张%'  ");
+    QTest::newRow("two boxes in index order")
+        << QStringList{QStringLiteral("FP"), QStringLiteral("张")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("1,0,fOperatorName")}
+        << dates + QStringLiteral(" and fbillno like '%FP%'   and fOperatorName like '%张%'  ");
+    QTest::newRow("only blanks are trimmed")
+        << QStringList{QStringLiteral("\tx ")} << QStringList{QStringLiteral("0,0,fbillno")}
+        << dates + QStringLiteral(" and fbillno like '%\tx%'  ");
+    QTest::newRow("quote pasted as typed")
+        << QStringList{QStringLiteral("O'K")} << QStringList{QStringLiteral("0,0,fbillno")}
+        << dates + QStringLiteral(" and fbillno like '%O'K%'  ");
+}
+
+void TestQuerySql::simplePage()
+{
+    QFETCH(QStringList, texts);
+    QFETCH(QStringList, tags);
+    QFETCH(QString, expected);
+    TextBoxes boxes;
+    for (int i = 0; i < texts.size(); ++i)
+        boxes.append({texts[i], tags[i]});
+    QCOMPARE(buildSeekSQLB(QDate(2024, 2, 5), QDate(2024, 3, 15), boxes), expected);
+}
+
+void TestQuerySql::simplePageTagWithoutColumn()
+{
+    // An empty box is never split, so its tag does not matter.
+    QCOMPARE(buildSeekSQLB(QDate(2024, 1, 1), QDate(2024, 1, 2), {{QString(), QStringLiteral("x")}}),
+             QStringLiteral(" and ( fdate>='2024-01-01'   and fdate<='2024-01-02' "));
+    QVERIFY_THROWS_EXCEPTION(ConversionError, buildSeekSQLB(QDate(2024, 1, 1), QDate(2024, 1, 2), {{QStringLiteral("a"), QStringLiteral("0,fbillno")}}));
+}
+
+void TestQuerySql::mainSql_data()
+{
+    // Codes in list order PC 0..4: matching, date range, audit, cancellation, red or blue.
+    QTest::addColumn<QList<int>>("codes");
+    QTest::addColumn<int>("year");
+    QTest::addColumn<int>("period");
+    QTest::addColumn<QDate>("today");
+    QTest::addColumn<QString>("expected");
+
+    const QDate today(2025, 11, 2);
+    const QList<int> all{10, 10, 10, 10, 10};
+    auto with = [&](int list, int code) {
+        QList<int> codes = all;
+        codes[list] = code;
+        return codes;
+    };
+
+    QTest::newRow("all 全部") << all << 2024 << 3 << today << QString();
+    QTest::newRow("nothing selected") << QList<int>{-1, -1, -1, -1, -1} << 2024 << 3 << today << QString();
+
+    QTest::newRow("today") << with(1, 1) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11 and day(fdate)=2");
+    QTest::newRow("this month") << with(1, 2) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11");
+    QTest::newRow("this year") << with(1, 3) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025");
+    QTest::newRow("today on another day") << with(1, 1) << 2024 << 3 << QDate(2023, 1, 31)
+                                          << QStringLiteral(" and year(fdate)=2023 and month(fdate)=1 and day(fdate)=31");
+    QTest::newRow("period uses the session, not today") << with(1, 20) << 2024 << 3 << today << QStringLiteral(" and fYear=2024 and fperiod=3");
+    QTest::newRow("period 12") << with(1, 20) << 2019 << 12 << today << QStringLiteral(" and fYear=2019 and fperiod=12");
+    QTest::newRow("date range code 0") << with(1, 0) << 2024 << 3 << today << QString();
+    QTest::newRow("date range code 21") << with(1, 21) << 2024 << 3 << today << QString();
+
+    QTest::newRow("audited") << with(2, 1) << 2024 << 3 << today << QStringLiteral(" and fstatus=1");
+    QTest::newRow("not audited") << with(2, 2) << 2024 << 3 << today << QStringLiteral(" and fstatus=0");
+    QTest::newRow("void") << with(3, 1) << 2024 << 3 << today << QStringLiteral(" and fcancellation=1");
+    QTest::newRow("normal") << with(3, 2) << 2024 << 3 << today << QStringLiteral(" and fcancellation=0");
+    QTest::newRow("red") << with(4, 1) << 2024 << 3 << today << QStringLiteral(" and frob=1");
+    QTest::newRow("blue") << with(4, 0) << 2024 << 3 << today << QStringLiteral(" and frob=0");
+    QTest::newRow("unmatched") << with(0, 0) << 2024 << 3 << today << QStringLiteral(" and isnull(fEndAmount,0)=0 ");
+    QTest::newRow("partly matched") << with(0, 1) << 2024 << 3 << today
+                                    << QStringLiteral(" and isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))");
+    QTest::newRow("fully matched") << with(0, 2) << 2024 << 3 << today
+                                   << QStringLiteral(" and    abs(isnull(fAmount,0))<=abs(isnull(fEndAmount,0)) ");
+
+    QTest::newRow("every list, matching last")
+        << QList<int>{0, 20, 2, 2, 0} << 2024 << 3 << today
+        << QStringLiteral(" and fYear=2024 and fperiod=3 and fstatus=0 and fcancellation=0 and frob=0 and isnull(fEndAmount,0)=0 ");
+    QTest::newRow("every list with this month")
+        << QList<int>{1, 2, 1, 1, 1} << 2024 << 3 << today
+        << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11 and fstatus=1 and fcancellation=1 and frob=1"
+                          " and isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))");
+}
+
+void TestQuerySql::mainSql()
+{
+    QFETCH(QList<int>, codes);
+    QFETCH(int, year);
+    QFETCH(int, period);
+    QFETCH(QDate, today);
+    QFETCH(QString, expected);
+    Clock::setToday(today);
+    QCOMPARE(buildMainSQL(codesOf(codes), year, period), expected);
+}
+
+void TestQuerySql::findStatement_data()
+{
+    QTest::addColumn<QString>("view");
+    QTest::addColumn<QString>("seek");
+    QTest::addColumn<QString>("main");
+    QTest::addColumn<QString>("findSql");
+    QTest::addColumn<QString>("order");
+    QTest::addColumn<QString>("expected");
+
+    const QString view = QStringLiteral("vPurFP");
+    const QString seek = QStringLiteral(" and ( fAmount >100");
+    const QString main = QStringLiteral(" and fstatus=1");
+    const QString host = QStringLiteral(" and fsupplyid=5");
+
+    QTest::newRow("nothing") << view << QString() << QString() << QString() << QString()
+                             << QStringLiteral("select top 20000 * from vPurFP where 1=1  order by fdate,fbillno,finterid");
+    QTest::newRow("host condition only") << view << QString() << QString() << host << QString()
+                                         << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fsupplyid=5 order by fdate,fbillno,finterid");
+    QTest::newRow("seek closed") << view << seek << QString() << QString() << QString()
+                                 << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fAmount >100) order by fdate,fbillno,finterid");
+    QTest::newRow("main only") << view << QString() << main << QString() << QString()
+                               << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fdate,fbillno,finterid");
+    QTest::newRow("seek, main and host")
+        << view << seek << main << host << QString()
+        << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fAmount >100) and fstatus=1 and fsupplyid=5 order by fdate,fbillno,finterid");
+    QTest::newRow("simple page seek")
+        << view << buildSeekSQLB(QDate(2024, 1, 1), QDate(2024, 1, 31), {}) << QString() << QString() << QString()
+        << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fdate>='2024-01-01'   and fdate<='2024-01-31' ) order by fdate,fbillno,finterid");
+    QTest::newRow("own order clause") << view << QString() << main << QString() << QStringLiteral(" order by fbillno desc")
+                                      << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fbillno desc");
+    QTest::newRow("other view") << QStringLiteral("vOther") << QString() << QString() << QString() << buildOrderSQL()
+                                << QStringLiteral("select top 20000 * from vOther where 1=1  order by fdate,fbillno,finterid");
+}
+
+void TestQuerySql::findStatement()
+{
+    QFETCH(QString, view);
+    QFETCH(QString, seek);
+    QFETCH(QString, main);
+    QFETCH(QString, findSql);
+    QFETCH(QString, order);
+    QFETCH(QString, expected);
+    QCOMPARE(buildFindStatement(view, seek, main, findSql, order), expected);
+}
+
+void TestQuerySql::samplesCoverEveryCodeAndOperator()
+{
+    // The statements run against the schema elsewhere are only as good as
+    // this coverage: every fragment the builders know must appear.
+    QSet<QString> mainFragments;
+    for (const auto &sample : QuerySqlSamples::filterCodes())
+        mainFragments.insert(buildMainSQL(sample.value, 2024, 3));
+    // "" (全部), 3 matching, 4 date range, 2 each for audit, cancellation and
+    // red or blue, and all lists set at once.
+    QCOMPARE(mainFragments.size(), 1 + 3 + 4 + 2 + 2 + 2 + 1);
+
+    QSet<QString> seekTails;
+    int operators = 0;
+    for (int kind = 1; kind <= 3; ++kind)
+        operators += int(operatorNames(kind).size());
+    for (const auto &sample : QuerySqlSamples::conditionTables()) {
+        const QString seek = buildSeekSQL(sample.value);
+        QVERIFY2(seek.isEmpty() || seek.startsWith(QStringLiteral(" and ( ")), qPrintable(sample.name));
+        if (sample.value.lastUsedRow() == 1)
+            seekTails.insert(sample.value.cell(1, ConditionTable::ColKind) + sample.value.cell(1, ConditionTable::ColOperator));
+    }
+    QCOMPARE(seekTails.size(), operators);
+
+    const auto statements = QuerySqlSamples::findStatements(QStringLiteral("vPurFP"), QStringLiteral(" and finterid>0"), 2024, 3);
+    QSet<QString> names;
+    for (const auto &statement : statements) {
+        QVERIFY(statement.value.startsWith(QStringLiteral("select top 20000 * from vPurFP where 1=1 ")));
+        QCOMPARE(statement.value.count(u'('), statement.value.count(u')'));
+        names.insert(statement.name);
+    }
+    QCOMPARE(names.size(), statements.size());
+}
+
+QTEST_GUILESS_MAIN(TestQuerySql)
+#include "tst_querysql.moc"

@@ -1,0 +1,400 @@
+// The host schema on both engines: every table and view with the columns the
+// module's statements name, the views' joins, and the functions the module's
+// dialect relies on, exercised through Connection so that statements pass the
+// same translation as in the program.
+#include "support/TestDatabase.h"
+
+#include "platform/DbError.h"
+#include "sql/DatabaseSetup.h"
+
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+struct SchemaObject {
+    const char *name;
+    bool view;
+    const char *columns;
+};
+
+// Columns that the module's statements read or write, per table and view.
+const SchemaObject kTables[] = {
+    {"tblFP", false, "finterid,fbillno,fstatus,fchecker,fcancellation,fyear,fperiod,fdate,fOperator,ftrantype,frob,"
+                     "fAmount,fEndAmount,fbillNumber,fSupplyId,fDeptId,fInvoiceNo,fNote"},
+    {"tblFPEntry", false, "fInterId,fEntryId,fStockInterId,fHXAmount"},
+    {"icstockbill", false, "finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP"},
+    {"tblMaxBillNo", false, "ftypeid,fNewBillName,fbillno,fPreLetter,flength,fYLength"},
+    {"tblBillNoAdd", false, "finterid,ftypeid"},
+    {"tblmaxNum", false, "ftablename,fmaxnum"},
+    {"tblSystemInfo", false, "ftypeid,fvalue"},
+    {"tblPeriod", false, "fYear,fPeriod,fstartdate"},
+    {"tblUser", false, "fuserid,fname,fisadmin"},
+    {"tblUserPrivillenge", false, "fuserid,fNumber"},
+    {"tblUserVisible", false, "fUserid,fFieldName,ftype,fbilltypeid"},
+    {"tblItem", false, "fitemid,fnumber,fname,fitemclassid,fisdetail,fislock"},
+    {"tblsubtype", false, "fitemclassid,fitemid,fnumber,fname,fmodel"},
+    {"icitem", false, "fitemid,fnumber,fname,fModel,fUnit,fInPrice,fOutPrice,fA,fB,fC,fD,fE,fF,fG,fH,fZSPer,fZLPer"},
+    {"tblItemInput", false, "fuserid,fitemid,fqty,fEntryId"},
+    {"tblMeasureUnit", false, "fitemid,fname"},
+    {"tblTimeStock", false, "fitemid,funitid,fstockid,fqty,famount,fbatchno"},
+    {"tblItemclass", false, "fitemclassid,fname,fItemType"},
+    {"tblBillInfo", false, "ftypeid,findex,fitemclassid,fcaption,ftop,fleft,fwidth,ftabindex,fisvisible,FFieldName,fFieldType,fCanNull"},
+    {"tblFindInfoEntry", false, "ftypeid,fentryid,fFieldname,fTitleName,fAlign,fDataFormat,fIsMerge,fIsSum"},
+    {"tblFindInfoentry2", false, "ftypeid,fentryid,fTitlename,fFieldName,fNumType,fItemclassid,fNumberName"},
+    {"tblFindSeek", false, "fuserid,ftypeid,fsql"},
+    {"tblProject", false, "finterid,fname,ftype,fUserid"},
+    {"tblprojectEntry", false, "finterid,ftype,fline,f1col,f2col,f3col,f4col,f5col,f6col,f7col,f8col,f9col,f10col"},
+    {"tblViewDesc", false, "fTypeid,fFieldName,fFieldDesc"},
+    {"tblBillPrint", false, "finterid,ftypeid,fReportName,fViewName,fFileName,fOrderSQL,fIsDefault,fcontent"},
+    {"t_GS_tableinfo", false, "ftablename,fwidth,fsequence,ftype"},
+    {"vICItem", true, "fitemid,fNumber,fname,fmodel,fInPrice,fOutPrice,fislock"},
+    {"vPurFP", true, "finterid,fbillno,fdate,fstatus,fchecker,fcancellation,fyear,fperiod,fOperator,ftrantype,frob,fAmount,"
+                     "fEndAmount,fBillNumber,fSupplyId,fDeptId,fInvoiceNo,fNote,fSupplyIdNumber,fSupplyIdName,"
+                     "fDeptIdNumber,fDeptIdName,fOperatorName,fCheckerName,fNoHXAmount"},
+    {"vPurFPPrint", true, "finterid,forderid,fbillno,fdate,fAmount,fInvoiceNo,fNote,fSupplyIdNumber,fSupplyIdName,"
+                          "fDeptIdName,fOperatorName,fCheckerName,fStockBillNo,fStockDate,fAllAmount,fHXAmount"},
+};
+
+// A few rows in the module's own dialect: two invoices, one matched against
+// two stock bills, a supplier, a department, three goods codes, users and
+// periods.
+const char *const kFixture[] = {
+    "insert into tblUser(fuserid,fname,fisadmin) values(1,'管理员',1)",
+    "insert into tblUser(fuserid,fname,fisadmin) values(3,'李主管',0)",
+    "insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(10,'04.001','苏州恒通五金制品有限公司',4,1,0)",
+    "insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(20,'02.01','采购部',2,1,0)",
+    "insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail) values(30,'03.0001','六角螺栓',3,1)",
+    "insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(31,'03.0002','铜芯电线',3,1,0)",
+    "insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(32,'03.0003','封箱胶带',3,1,1)",
+    "update tblItem set fislock=null where fitemid=30",
+    "insert into icitem(fitemid,fnumber,fname,fModel,fUnit,fInPrice,fOutPrice,fH) values(31,'03.0002','铜芯电线','BV2.5','卷',12.5,15,10)",
+    "insert into icitem(fitemid,fnumber,fname,fModel,fInPrice) values(32,'03.0003','封箱胶带','48mm',3.2)",
+    "insert into tblFP(finterid,fbillno,fstatus,fchecker,fcancellation,fyear,fperiod,fdate,fOperator,ftrantype,frob,fAmount,"
+    "fbillNumber,fSupplyId,fDeptId,fInvoiceNo) values(1,'CGFP2024030001',1,3,0,2024,3,'2024-03-15',1,71,0,100.5,'0001',10,20,'00012345')",
+    "insert into tblFP(finterid,fbillno,fstatus,fchecker,fcancellation,fyear,fperiod,fdate,fOperator,ftrantype,frob,fAmount,"
+    "fEndAmount,fbillNumber,fSupplyId,fDeptId,fInvoiceNo,fNote) values(2,'CGFP2024040002',0,0,0,2024,4,'2024-04-02',1,71,0,300,"
+    "120.25,'0002',10,0,'00012346','备注')",
+    "insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) values(7,'WIN000007','2024-03-01',10,1,0,80,80,null)",
+    "insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) values(8,'WIN000008','2024-03-02',10,1,0,90.25,40.25,1)",
+    "insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount) values(9,'WIN000009','2024-03-03',10,1,0,55)",
+    "insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(2,1,7,80)",
+    "insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(2,2,8,40.25)",
+    "insert into tblPeriod(fYear,fPeriod,fstartdate) values(2024,3,null)",
+    "insert into tblPeriod(fYear,fPeriod,fstartdate) values(2024,4,'2024-04-01')",
+};
+
+// A value as the module reads it: numbers compared as amounts (PostgreSQL
+// gives 120.2500 where SQLite gives 120.25), everything else as text.
+bool sameValue(const QVariant &actual, const QString &expected)
+{
+    const QString text = Recordset::variantText(actual);
+    const std::optional<Amount> number = Amount::parse(expected);
+    if (number) {
+        const std::optional<Amount> got = Amount::parse(text);
+        return got && *got == *number;
+    }
+    return text == expected;
+}
+
+QStringList catalogueObjects(Connection &conn, bool views)
+{
+    QStringList names;
+    Recordset rs = conn.engine() == DbEngine::SQLite
+        ? conn.openRecordsetNative(QStringLiteral("select name from sqlite_master where type=? and name not like 'sqlite%'"),
+                                   {views ? QStringLiteral("view") : QStringLiteral("table")})
+        : conn.openRecordsetNative(QStringLiteral("select table_name as name from information_schema.tables "
+                                                  "where table_schema='public' and table_type=?"),
+                                   {views ? QStringLiteral("VIEW") : QStringLiteral("BASE TABLE")});
+    for (; !rs.eof(); rs.moveNext())
+        names << rs.text(QStringLiteral("name")).toLower();
+    return names;
+}
+
+} // namespace
+
+class TestSchema : public QObject {
+    Q_OBJECT
+
+    // One database per engine with the fixture, shared by the read-only
+    // tests. On PostgreSQL every TestDatabase of the process uses the same
+    // database, so a test that needs its own must release this one first.
+    std::unique_ptr<TestDatabase> m_shared;
+
+    TestDatabase &shared(DbEngine engine)
+    {
+        if (!m_shared || m_shared->engine() != engine) {
+            m_shared.reset();
+            m_shared = std::make_unique<TestDatabase>(engine, TestDatabase::Content::Schema);
+            for (const char *sql : kFixture)
+                m_shared->exec(QString::fromUtf8(sql));
+        }
+        return *m_shared;
+    }
+
+private slots:
+    void objectsExist_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("view");
+        QTest::addColumn<QStringList>("columns");
+        for (DbEngine e : TestDatabase::engines())
+            for (const SchemaObject &t : kTables)
+                QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(t.name))))
+                    << e << QString::fromLatin1(t.name) << t.view << QString::fromLatin1(t.columns).split(u',');
+    }
+
+    void objectsExist()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, name);
+        QFETCH(bool, view);
+        QFETCH(QStringList, columns);
+        Connection &conn = shared(engine).conn();
+
+        QVERIFY2(catalogueObjects(conn, view).contains(name.toLower()),
+                 qPrintable(name + (view ? QStringLiteral(" is not a view") : QStringLiteral(" is not a table"))));
+        Recordset rs;
+        try {
+            rs = conn.openRecordset(QStringLiteral("select ") + columns.join(u',') + QStringLiteral(" from ") + name + QStringLiteral(" where 1=0"));
+        } catch (const DbError &e) {
+            QFAIL(qPrintable(e.description()));
+        }
+        QCOMPARE(rs.fieldCount(), int(columns.size()));
+        QVERIFY(rs.isEmpty());
+    }
+
+    // Every object of the script is one of the known ones: nothing is left
+    // out of the list above by accident, and nothing stray is created.
+    void noUnknownObjects_data() { addEngineRows(); }
+    void noUnknownObjects()
+    {
+        QFETCH(DbEngine, engine);
+        Connection &conn = shared(engine).conn();
+        QStringList known;
+        for (const SchemaObject &t : kTables)
+            known << QString::fromLatin1(t.name).toLower();
+        QStringList found = catalogueObjects(conn, false) + catalogueObjects(conn, true);
+        found.sort();
+        known.sort();
+        QCOMPARE(found, known);
+    }
+
+    // The module's functions and its dialect, on real columns.
+    void moduleFunctions_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<QString>("expected");
+        const QList<std::tuple<const char *, const char *, const char *>> cases = {
+            {"isnull2-null-amount", "select isnull(fEndAmount,0) as v from tblFP where finterid=1", "0"},
+            {"isnull2-amount", "select isnull(fEndAmount,0) as v from tblFP where finterid=2", "120.25"},
+            {"isnull2-plus", "select isnull(fEndAmount,0)+100.5 as v from tblFP where finterid=1", "100.5"},
+            {"isnull2-plus-negative", "select isnull(fEndAmount,0)+-20.25 as v from tblFP where finterid=2", "100"},
+            {"isnull2-null-text", "select isnull(fNote,'') as v from tblFP where finterid=1", ""},
+            {"isnull2-text", "select isnull(fNote,'') as v from tblFP where finterid=2", "备注"},
+            {"isnull2-date", "select isnull(fstartdate,'1900-01-01') as v from tblPeriod where fYear=2024 and fPeriod=3", "1900-01-01"},
+            {"isnull2-date-set", "select isnull(fstartdate,'1900-01-01') as v from tblPeriod where fYear=2024 and fPeriod=4", "2024-04-01"},
+            {"isnull2-aggregate", "select isnull(max(finterid),0) as v from tblProject", "0"},
+            {"isnull2-compare", "select count(*) as v from icstockbill where isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1", "2"},
+            {"isnull1-true", "select iif(isnull(fNote)=true,'空',fNote) as v from tblFP where finterid=1", "空"},
+            {"isnull1-false", "select iif(isnull(fNote)=true,'空',fNote) as v from tblFP where finterid=2", "备注"},
+            {"isnull1-where", "select count(*) as v from icstockbill where isnull(fKPAmount)=true", "1"},
+            {"year", "select year(fdate) as v from tblFP where finterid=1", "2024"},
+            {"month", "select month(fdate) as v from tblFP where finterid=1", "3"},
+            {"day", "select day(fdate) as v from tblFP where finterid=1", "15"},
+            {"date-parts-where", "select count(*) as v from tblFP where year(fdate)=2024 and month(fdate)=4 and day(fdate)=2", "1"},
+            {"top", "select top 1 fbillno as v from tblFP order by finterid desc", "CGFP2024040002"},
+            {"top-subselect", "select count(*) as v from (select top 1 finterid from tblFPEntry order by fEntryId) as a", "1"},
+            {"matching-partial", "select count(*) as v from vPurFP where 1=1 and isnull(fEndAmount,0)<>0 and "
+                                 "abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))", "1"},
+            {"matching-none", "select count(*) as v from vPurFP where 1=1 and isnull(fEndAmount,0)=0 ", "1"},
+            {"date-compare", "select count(*) as v from tblFP where fdate>='2024-03-15'   and fdate<='2024-03-31' ", "1"},
+        };
+        for (DbEngine e : TestDatabase::engines())
+            for (const auto &[tag, sql, expected] : cases)
+                QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(tag))))
+                    << e << QString::fromUtf8(sql) << QString::fromUtf8(expected);
+    }
+
+    void moduleFunctions()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, sql);
+        QFETCH(QString, expected);
+        Connection &conn = shared(engine).conn();
+        Recordset rs;
+        try {
+            rs = conn.openRecordset(sql);
+        } catch (const DbError &e) {
+            QFAIL(qPrintable(e.description()));
+        }
+        QCOMPARE(rs.recordCount(), 1);
+        const QVariant v = rs.value(QStringLiteral("v"));
+        QVERIFY2(sameValue(v, expected), qPrintable(QStringLiteral("got '%1'").arg(Recordset::variantText(v))));
+    }
+
+    // The goods view lists class-3 codes only, with or without attributes.
+    void goodsView_data() { addEngineRows(); }
+    void goodsView()
+    {
+        QFETCH(DbEngine, engine);
+        Connection &conn = shared(engine).conn();
+        Recordset rs = conn.openRecordset(QStringLiteral("select * from vICItem order by fitemid"));
+        QCOMPARE(rs.recordCount(), 3);
+        QCOMPARE(rs.toInt(QStringLiteral("fitemid")), 30);
+        QCOMPARE(rs.text(QStringLiteral("fNumber")), QStringLiteral("03.0001"));
+        QVERIFY(rs.isNull(QStringLiteral("fmodel")));
+        QCOMPARE(rs.toInt(QStringLiteral("fislock")), 0);
+        QVERIFY(!rs.isNull(QStringLiteral("fislock")));
+        rs.moveNext();
+        QCOMPARE(rs.text(QStringLiteral("fmodel")), QStringLiteral("BV2.5"));
+        QCOMPARE(rs.amount(QStringLiteral("fInPrice")), Amount::parse(QStringLiteral("12.5")).value());
+        QCOMPARE(rs.amount(QStringLiteral("fOutPrice")), Amount::fromInt(15));
+        rs.moveNext();
+        QCOMPARE(rs.toInt(QStringLiteral("fislock")), 1);
+    }
+
+    // The goods lookup joins the view with icitem and the linked code; a
+    // code without icitem row must still be found, with empty attributes.
+    void goodsLookupStatement_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QString>("linkedName");
+        for (DbEngine e : TestDatabase::engines()) {
+            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("without-icitem")))) << e << QStringLiteral("03.0001") << 1 << QString();
+            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("with-link")))) << e << QStringLiteral("03.0002") << 1
+                                                                                 << QStringLiteral("苏州恒通五金制品有限公司");
+            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("locked")))) << e << QStringLiteral("03.0003") << 0 << QString();
+            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("supplier-is-not-goods")))) << e << QStringLiteral("04.001") << 0 << QString();
+        }
+    }
+
+    void goodsLookupStatement()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, number);
+        QFETCH(int, rows);
+        QFETCH(QString, linkedName);
+        Connection &conn = shared(engine).conn();
+        Recordset rs = conn.openRecordset(
+            QStringLiteral("select a.*,b.fA as fA1,b.fB as fB1,b.fC as fC1,b.fD as fD1,b.fE as fE1,b.fF as fF1,b.fG as fG1"
+                           ",b.fH as fH1,c.fNumber as fHNumber1,c.fname as fHName1,isnull(b.fUnit,'') as fUnit "
+                           "  from ((vICItem as a  left outer join icitem as b on a.fitemid=b.fitemid)  "
+                           "left outer join tblitem as c on b.fH=c.fitemid) where a.fislock=0  and a.fNumber='")
+            + number + u'\'');
+        QCOMPARE(rs.recordCount(), rows);
+        if (rows)
+            QCOMPARE(rs.text(QStringLiteral("fHName1")), linkedName);
+    }
+
+    // The bill view: lookup numbers and names, user names, unmatched amount.
+    void billView_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<int>("id");
+        QTest::addColumn<QString>("column");
+        QTest::addColumn<QString>("expected");
+        const QList<std::tuple<int, const char *, const char *>> cases = {
+            {1, "fSupplyIdNumber", "04.001"},
+            {1, "fSupplyIdName", "苏州恒通五金制品有限公司"},
+            {1, "fDeptIdNumber", "02.01"},
+            {1, "fDeptIdName", "采购部"},
+            {1, "fOperatorName", "管理员"},
+            {1, "fCheckerName", "李主管"},
+            {1, "fNoHXAmount", "100.5"},
+            {1, "fBillNumber", "0001"},
+            {2, "fDeptIdName", ""},       // no department chosen (0)
+            {2, "fCheckerName", ""},      // not audited (fchecker 0)
+            {2, "fNoHXAmount", "179.75"},
+            {2, "fEndAmount", "120.25"},
+            {2, "fInvoiceNo", "00012346"},
+        };
+        for (DbEngine e : TestDatabase::engines())
+            for (const auto &[id, column, expected] : cases)
+                QTest::newRow(qPrintable(engineTag(e, QStringLiteral("%1-%2").arg(id).arg(QLatin1String(column)))))
+                    << e << id << QString::fromLatin1(column) << QString::fromUtf8(expected);
+    }
+
+    void billView()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(int, id);
+        QFETCH(QString, column);
+        QFETCH(QString, expected);
+        Connection &conn = shared(engine).conn();
+        Recordset rs = conn.openRecordset(QStringLiteral(" select * from vPurFP where finterid=") + QString::number(id));
+        QCOMPARE(rs.recordCount(), 1); // one row per bill, whatever its lookups hold
+        QVERIFY2(sameValue(rs.value(column), expected), qPrintable(QStringLiteral("got '%1'").arg(rs.text(column))));
+    }
+
+    // The print view: one row per entry in line order with its stock bill,
+    // and one row for a bill without entries so that its header prints.
+    void printView_data() { addEngineRows(); }
+    void printView()
+    {
+        QFETCH(DbEngine, engine);
+        Connection &conn = shared(engine).conn();
+        Recordset rs = conn.openRecordset(QStringLiteral("select * from vPurFPPrint where finterid=2 order by forderid "));
+        QCOMPARE(rs.recordCount(), 2);
+        QCOMPARE(rs.toInt(QStringLiteral("forderid")), 1);
+        QCOMPARE(rs.text(QStringLiteral("fStockBillNo")), QStringLiteral("WIN000007"));
+        QCOMPARE(rs.text(QStringLiteral("fStockDate")), QStringLiteral("2024-03-01"));
+        QCOMPARE(rs.amount(QStringLiteral("fAllAmount")), Amount::fromInt(80));
+        QCOMPARE(rs.text(QStringLiteral("fSupplyIdName")), QStringLiteral("苏州恒通五金制品有限公司"));
+        rs.moveNext();
+        QCOMPARE(rs.toInt(QStringLiteral("forderid")), 2);
+        QCOMPARE(rs.text(QStringLiteral("fStockBillNo")), QStringLiteral("WIN000008"));
+        QCOMPARE(rs.amount(QStringLiteral("fAllAmount")), Amount::parse(QStringLiteral("90.25")).value());
+        QCOMPARE(rs.amount(QStringLiteral("fHXAmount")), Amount::parse(QStringLiteral("40.25")).value());
+
+        rs = conn.openRecordset(QStringLiteral("select * from vPurFPPrint where finterid=1 order by forderid "));
+        QCOMPARE(rs.recordCount(), 1);
+        QCOMPARE(rs.text(QStringLiteral("fbillno")), QStringLiteral("CGFP2024030001"));
+        QCOMPARE(rs.text(QStringLiteral("fCheckerName")), QStringLiteral("李主管"));
+        QVERIFY(rs.isNull(QStringLiteral("fStockBillNo")));
+    }
+
+    // Bill numbers are unique; a second bill with the same number is refused.
+    void billNumberIsUnique_data() { addEngineRows(); }
+    void billNumberIsUnique()
+    {
+        QFETCH(DbEngine, engine);
+        TestDatabase &db = shared(engine);
+        QVERIFY_THROWS_EXCEPTION(DbError, db.exec(QStringLiteral(
+            "insert into tblFP(finterid,fbillno,fstatus,fcancellation,fdate,ftrantype,frob,fAmount) "
+            "values(3,'CGFP2024030001',0,0,'2024-03-20',71,0,1)")));
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFP")).toInt(), 2);
+    }
+
+    // Dropping removes every object (and on PostgreSQL the functions), so
+    // the script runs again on the same database.
+    void dropAndCreateAgain_data() { addEngineRows(); }
+    void dropAndCreateAgain()
+    {
+        QFETCH(DbEngine, engine);
+        m_shared.reset();
+        TestDatabase db(engine, TestDatabase::Content::Schema);
+        Connection &conn = db.conn();
+        db.exec(QStringLiteral("insert into tblUser(fuserid,fname,fisadmin) values(1,'管理员',1)"));
+
+        DatabaseSetup::dropSchema(conn);
+        QVERIFY(catalogueObjects(conn, false).isEmpty());
+        QVERIFY(catalogueObjects(conn, true).isEmpty());
+        if (engine == DbEngine::PostgreSQL)
+            QVERIFY_THROWS_EXCEPTION(DbError, conn.openRecordset(QStringLiteral("select isnull(1,2) as v")));
+
+        DatabaseSetup::createSchema(conn);
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblUser")).toInt(), 0);
+        QCOMPARE(db.scalar(QStringLiteral("select isnull(null,7)")).toInt(), 7);
+    }
+
+    void cleanupTestCase() { m_shared.reset(); }
+};
+
+QTEST_GUILESS_MAIN(TestSchema)
+#include "tst_schema.moc"
