@@ -8,9 +8,13 @@
 namespace {
 const QString kReadError = QStringLiteral("数据读取错误！");
 
-// The void flag is 1 in an integer column; a yes/no column reads as true or
-// as -1.
-bool isVoid(const QVariant &value)
+QString refusal(const Recordset &rows, const char *reason)
+{
+    return QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + QString::fromUtf8(reason);
+}
+} // namespace
+
+bool isVoidFlag(const QVariant &value)
 {
     if (value.isNull())
         return false;
@@ -19,12 +23,6 @@ bool isVoid(const QVariant &value)
     const QString text = Recordset::variantText(value).trimmed().toLower();
     return text == u"1" || text == u"-1" || text == u"true";
 }
-
-QString refusal(const Recordset &rows, const char *reason)
-{
-    return QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + QString::fromUtf8(reason);
-}
-} // namespace
 
 std::optional<QString> auditRefusal(const Recordset &rows, const QDate &periodStart)
 {
@@ -36,7 +34,7 @@ std::optional<QString> auditRefusal(const Recordset &rows, const QDate &periodSt
         const QDate date = rs.date(QStringLiteral("fdate"));
         if (date.isValid() && date < periodStart)
             return refusal(rs, "的单据为以前期间的单据，不能审核!操作不成功");
-        if (isVoid(rs.value(QStringLiteral("fcancellation"))))
+        if (isVoidFlag(rs.value(QStringLiteral("fcancellation"))))
             return refusal(rs, "的单据已经作废!操作不成功");
     }
     return std::nullopt;

@@ -16,6 +16,10 @@
 // closed on every path.
 bool CheckBills(const QString &ids);
 
+// True when a bill's fcancellation marks it void: 1 in an integer column, or
+// true / -1 from a yes/no column.
+bool isVoidFlag(const QVariant &value);
+
 // The parts of CheckBills, usable on any connection and free of dialogs, so
 // that each step can be exercised on its own.
 

@@ -1,0 +1,291 @@
+#include "list/BillStateOperations.h"
+
+#include "component/Session.h"
+#include "modules/BillAudit.h"
+#include "modules/ConnectionRoutines.h"
+#include "modules/Privilege.h"
+#include "platform/Amount.h"
+#include "platform/Connection.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+#include <optional>
+
+namespace {
+const QString kReadError = QStringLiteral("数据读取错误！");
+
+// How each routine reads its bills and what it refuses. The checks run in
+// this order for every row: audit state, period, void state.
+struct RoutineRules {
+    const char *headerSql;   // completed by the selection and ")"
+    int readErrorIcon;       // icon of "数据读取错误！"
+    bool refuseAudited;      // true: refuse audited bills; false: refuse unaudited ones
+    const char *auditReason;
+    const char *periodReason;
+    bool refuseVoid;         // true: refuse void bills; false: refuse valid ones
+    const char *voidReason;
+    const char *unchangedState; // the header state the checks let through, as a condition
+};
+
+const RoutineRules kDeleteRules{
+    "select fstatus,fbillno,fcancellation,fyear,fperiod,fdate,fbillnumber from tblFP where finterid in (",
+    Prompt::Exclamation,
+    true, "的单据已经审核!操作不成功",
+    "的单据为以前期间的单据，不能删除!操作不成功",
+    true, "的单据作废!操作不成功",
+    " and isnull(fstatus,0)<>1 and isnull(fcancellation,0) not in (1,-1)",
+};
+// The reverse operations report an unreadable selection with the critical
+// icon, the forward ones with the exclamation icon.
+const RoutineRules kUnCheckRules{
+    "select * from tblFP where finterid in (",
+    Prompt::Critical,
+    false, "的单据未审核!操作不成功",
+    "的单据为以前期间的单据，不能反审核!操作不成功",
+    true, "的单据已经作废!操作不成功",
+    " and fstatus=1 and isnull(fcancellation,0) not in (1,-1)",
+};
+const RoutineRules kCancelRules{
+    "select * from tblFP where finterid in (",
+    Prompt::Exclamation,
+    true, "的单据已经审核!操作不成功",
+    "的单据为以前期间的单据，不能作废!操作不成功",
+    true, "的单据已经作废!操作不成功",
+    " and isnull(fstatus,0)<>1 and isnull(fcancellation,0) not in (1,-1)",
+};
+const RoutineRules kUnCancelRules{
+    "select * from tblFP where finterid in (",
+    Prompt::Critical,
+    true, "的单据已经审核!操作不成功",
+    "的单据为以前期间的单据，不能取消作废!操作不成功",
+    false, "的单据未作废!操作不成功",
+    " and isnull(fstatus,0)<>1 and isnull(fcancellation,0) in (1,-1)",
+};
+
+// The reason the current row is refused, or none.
+std::optional<QString> refusal(const RoutineRules &rules, const Recordset &row, const QDate &periodStart)
+{
+    const bool audited = row.toInt(QStringLiteral("fstatus")) == 1;
+    if (audited == rules.refuseAudited)
+        return QString::fromUtf8(rules.auditReason);
+    // A bill without a date does not belong to an earlier period.
+    const QDate date = row.date(QStringLiteral("fdate"));
+    if (date.isValid() && date < periodStart)
+        return QString::fromUtf8(rules.periodReason);
+    if (isVoidFlag(row.value(QStringLiteral("fcancellation"))) == rules.refuseVoid)
+        return QString::fromUtf8(rules.voidReason);
+    return std::nullopt;
+}
+
+QString inList(const QString &ids)
+{
+    return QStringLiteral(" in (") + ids + QStringLiteral(")");
+}
+
+// Moves each matched stock bill's invoiced amount by the entries of the
+// selected bills: sign -1 takes the amounts back (delete, void), +1 puts them
+// back (un-void). One statement per entry, so a stock bill named by several
+// entries is updated several times. An empty amount moves nothing; an empty
+// stock bill id names no stock bill.
+void adjustInvoicedAmounts(Connection &conn, const QString &ids, int sign)
+{
+    Recordset entries = conn.openRecordset(QStringLiteral("select fstockinterid,fhxamount from tblFPEntry where finterid")
+                                           + inList(ids));
+    for (; !entries.eof(); entries.moveNext()) {
+        Amount amount = entries.amount(QStringLiteral("fhxamount"));
+        if (sign < 0)
+            amount = -amount;
+        conn.execute(QStringLiteral("update icstockbill set fkpamount=isnull(fkpamount,0)+") + amount.toString()
+                     + QStringLiteral(" where finterid=") + QString::number(entries.toInt(QStringLiteral("fstockinterid"))));
+    }
+}
+
+struct CommandRules {
+    const char *rightCode;
+    const char *successMessage;
+};
+
+CommandRules commandRules(ListCommand command)
+{
+    switch (command) {
+    case ListCommand::Delete: return {"03", "删除成功!"};
+    case ListCommand::Audit: return {"04", "审核成功!"};
+    case ListCommand::UnAudit: return {"05", "反审核成功!"};
+    case ListCommand::Void: return {"06", "作废成功!"};
+    case ListCommand::UnVoid: return {"07", "反作废成功!"};
+    }
+    return {"", ""};
+}
+} // namespace
+
+bool BillStateOperations::deleteBill()
+{
+    return runRoutine(Routine::Delete);
+}
+
+bool BillStateOperations::unCheckBill()
+{
+    return runRoutine(Routine::UnCheck);
+}
+
+bool BillStateOperations::cancelBill()
+{
+    return runRoutine(Routine::Cancel);
+}
+
+bool BillStateOperations::unCancelBill()
+{
+    return runRoutine(Routine::UnCancel);
+}
+
+bool BillStateOperations::runRoutine(Routine routine)
+{
+    Session &s = session();
+    bool done = false;
+    try {
+        OpenConnection();
+        done = checkAndApply(routine);
+    } catch (const DbError &e) {
+        if (s.gConn)
+            s.gConn->rollbackTrans();
+        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        done = false;
+    }
+    CloseConnection();
+    return done;
+}
+
+bool BillStateOperations::checkAndApply(Routine routine)
+{
+    Session &s = session();
+    Connection &conn = *s.gConn;
+    const RoutineRules &rules = routine == Routine::Delete ? kDeleteRules
+        : routine == Routine::UnCheck                      ? kUnCheckRules
+        : routine == Routine::Cancel                       ? kCancelRules
+                                                           : kUnCancelRules;
+    const QString ids = m_selection;
+
+    // Another workstation may change one of the bills between the checks
+    // and the statements. The statement phase therefore starts by taking the
+    // header rows in the state the checks saw; when fewer rows answer, the
+    // transaction is dropped and the checks run again, so they name the bill
+    // that changed instead of taking its amounts back twice.
+    constexpr int kAttempts = 3;
+    for (int attempt = 0;; ++attempt) {
+        if (routine == Routine::Delete)
+            m_billNumbers.clear();
+
+        // An empty selection names no bill; it is answered like a selection
+        // whose bills are all gone (an empty in-list is not valid SQL everywhere).
+        Recordset rows;
+        if (!ids.trimmed().isEmpty())
+            rows = conn.openRecordset(QString::fromUtf8(rules.headerSql) + ids + QStringLiteral(")"));
+        if (rows.isEmpty()) {
+            Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
+            return false;
+        }
+
+        for (rows.moveFirst(); !rows.eof(); rows.moveNext()) {
+            if (routine == Routine::Delete)
+                m_billNumbers += rows.text(QStringLiteral("fbillnumber")) + u',';
+            if (std::optional<QString> reason = refusal(rules, rows, s.gPeriodStartDate)) {
+                Prompt::msgBox(QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + *reason,
+                               Prompt::Exclamation, s.msgTitle);
+                return false;
+            }
+        }
+
+        if (afterChecks)
+            afterChecks();
+        conn.beginTrans();
+        const int held = conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid") + inList(ids)
+                                      + QString::fromUtf8(rules.unchangedState));
+        if (held == rows.recordCount())
+            break;
+        conn.rollbackTrans();
+        if (attempt + 1 == kAttempts) {
+            Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
+            return false;
+        }
+    }
+
+    // The statements below run one by one; they are wrapped in one
+    // transaction so that a database error part-way leaves no half-done
+    // batch (stock bills adjusted for bills that were not voided or deleted).
+    // The caller rolls back when an error escapes.
+    switch (routine) {
+    case Routine::Delete: {
+        adjustInvoicedAmounts(conn, ids, -1);
+        // Return the serial numbers for reuse by bill numbering. A bill
+        // without a serial returns nothing: an empty released number would
+        // be offered first and produce a bill number without its sequence.
+        QString numbers = m_billNumbers;
+        numbers.chop(1);
+        const QStringList pieces = numbers.split(u',');
+        for (const QString &piece : pieces) {
+            if (piece.isEmpty())
+                continue;
+            conn.execute(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values('") + piece + QStringLiteral("',")
+                         + QString::number(s.gBillTypeId) + QStringLiteral(")"));
+        }
+        conn.execute(QStringLiteral("delete from tblFP  where finterid") + inList(ids));
+        conn.execute(QStringLiteral("delete from tblFPentry  where finterid") + inList(ids));
+        break;
+    }
+    case Routine::UnCheck:
+        conn.execute(QStringLiteral("update tblFP set fchecker=0,fstatus=0 where finterid") + inList(ids));
+        break;
+    case Routine::Cancel:
+        adjustInvoicedAmounts(conn, ids, -1);
+        conn.execute(QStringLiteral("update tblFP set fcancellation=1 where finterid") + inList(ids));
+        break;
+    case Routine::UnCancel:
+        adjustInvoicedAmounts(conn, ids, +1);
+        conn.execute(QStringLiteral("update tblFP set fcancellation=0 where finterid") + inList(ids));
+        break;
+    }
+    conn.commitTrans();
+    return true;
+}
+
+bool BillStateOperations::runCommand(ListCommand command, const ListGridState &grid)
+{
+    Session &s = session();
+    const CommandRules rules = commandRules(command);
+
+    // Without the right the command ends silently.
+    if (!HasPrivilege(s.gRightPrefix + QString::fromLatin1(rules.rightCode)))
+        return false;
+
+    if (command == ListCommand::Delete) {
+        if (!deleteMayAct(grid))
+            return false;
+        if (Prompt::msgBox(QStringLiteral("确定要删除所选定的单据吗?"), Prompt::YesNo, Prompt::Question, s.msgTitle) != Prompt::Yes)
+            return false;
+    }
+
+    // A grid without bill rows or without a current row gives an empty
+    // selection, never the one of an earlier command.
+    m_selection = buildSelectionList(grid);
+
+    bool done = false;
+    switch (command) {
+    case ListCommand::Delete: done = deleteBill(); break;
+    case ListCommand::UnAudit: done = unCheckBill(); break;
+    case ListCommand::Void: done = cancelBill(); break;
+    case ListCommand::UnVoid: done = unCancelBill(); break;
+    case ListCommand::Audit:
+        if (m_selection.isEmpty()) {
+            // What the audit routine says when it finds none of the bills.
+            Prompt::msgBox(kReadError, Prompt::Exclamation, s.msgTitle);
+            done = false;
+        } else {
+            done = CheckBills(m_selection);
+        }
+        break;
+    }
+
+    if (done)
+        Prompt::msgBox(QString::fromUtf8(rules.successMessage), Prompt::Information, s.msgTitle);
+    return done;
+}

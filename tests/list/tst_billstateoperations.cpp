@@ -1,0 +1,918 @@
+// Deleting, un-auditing, voiding and un-voiding the bills selected in the
+// list, and the menu commands that run them.
+#include "list/BillStateOperations.h"
+#include "list/ListSelection.h"
+
+#include "component/Session.h"
+#include "platform/Amount.h"
+#include "platform/DbError.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QElapsedTimer>
+#include <QMap>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <array>
+
+namespace {
+const QDate kPeriodStart(2024, 3, 1);
+const QDate kCurrent(2024, 3, 12);
+const QDate kEarlier(2024, 2, 27);
+const QString kReadError = QStringLiteral("数据读取错误！");
+
+enum Op { Delete, UnCheck, Cancel, UnCancel };
+
+bool runOp(BillStateOperations &ops, int op)
+{
+    switch (op) {
+    case Delete: return ops.deleteBill();
+    case UnCheck: return ops.unCheckBill();
+    case Cancel: return ops.cancelBill();
+    case UnCancel: return ops.unCancelBill();
+    }
+    return false;
+}
+
+// One text per row of the tables the operations write, nulls kept apart from
+// zeros, so that "nothing written" can be compared whole.
+QStringList tableRows(Connection &conn, const QString &sql)
+{
+    QStringList lines;
+    Recordset rs = conn.openRecordset(sql);
+    for (; !rs.eof(); rs.moveNext()) {
+        QStringList cells;
+        for (int c = 0; c < rs.fieldCount(); ++c) {
+            const QVariant v = rs.value(c);
+            cells << (v.isNull() ? QStringLiteral("null") : Recordset::variantText(v));
+        }
+        lines << cells.join(u'|');
+    }
+    lines.sort();
+    return lines;
+}
+
+QStringList snapshot(Connection &conn)
+{
+    QStringList all;
+    all << tableRows(conn, QStringLiteral("select finterid,fbillno,fstatus,fchecker,fcancellation,fbillNumber from tblFP"));
+    all << tableRows(conn, QStringLiteral("select fInterId,fEntryId,fStockInterId,fHXAmount from tblFPEntry"));
+    // Amounts as exact decimals: the engines differ in how they print them.
+    Recordset rs = conn.openRecordset(QStringLiteral("select finterid,fKPAmount from icstockbill"));
+    QStringList stock;
+    for (; !rs.eof(); rs.moveNext())
+        stock << rs.text(QStringLiteral("finterid")) + u'|'
+                + (rs.isNull(QStringLiteral("fKPAmount")) ? QStringLiteral("null") : rs.amount(QStringLiteral("fKPAmount")).toString());
+    stock.sort();
+    all << stock;
+    all << tableRows(conn, QStringLiteral("select finterid,ftypeid from tblBillNoAdd"));
+    return all;
+}
+
+QMap<int, Amount> invoicedAmounts(Connection &conn)
+{
+    QMap<int, Amount> result;
+    Recordset rs = conn.openRecordset(QStringLiteral("select finterid,fKPAmount from icstockbill"));
+    for (; !rs.eof(); rs.moveNext())
+        result.insert(int(rs.toInt(QStringLiteral("finterid"))), rs.amount(QStringLiteral("fKPAmount")));
+    return result;
+}
+
+// A grid with the given bills selected on rows 1.., a totals row after them,
+// and the first row current.
+ListGridState gridOf(const QList<int> &ids)
+{
+    ListGridState grid;
+    for (int id : ids)
+        grid.rows.push_back({QString::number(id), true});
+    grid.rows.push_back({QString(), false});
+    grid.currentRow = 1;
+    return grid;
+}
+
+QString joinIds(const QList<int> &ids)
+{
+    QStringList parts;
+    for (int id : ids)
+        parts << QString::number(id);
+    return parts.join(u',');
+}
+
+struct Entry {
+    int stockId;       // -1: null fStockInterId
+    QString amount;    // SQL literal: "12.5" or "null"
+};
+
+struct Env {
+    TestSession ts; // first: resets the session before the database exists
+    TestDatabase db;
+    BillStateOperations ops;
+
+    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
+        : db(engine, content)
+    {
+        if (content != TestDatabase::Content::Demo) {
+            Session &s = session();
+            s.DBConnectionString = db.connectionString();
+            s.gPeriodStartDate = kPeriodStart;
+            s.gLoginUserId = QStringLiteral("1");
+            s.IsAdmin = 1;
+        }
+    }
+    // Demo data: the session comes from the host's settings and the database.
+    QString start(int userId = Demo::kAdminUserId, bool admin = true)
+    {
+        ts.writeHostSettings(db.connectionString(), userId, admin);
+        return ts.start();
+    }
+
+    // kpAmount: SQL literal, "null" for an empty column.
+    void addStock(int id, const QString &kpAmount)
+    {
+        db.exec(QStringLiteral("insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) "
+                               "values(%1,'WIN%1','2024-01-15',7,1,0,50000,%2,1)")
+                    .arg(id)
+                    .arg(kpAmount));
+    }
+    // serial: SQL literal of fbillNumber.
+    void addInvoice(int id, int status, int cancellation, const QDate &date, const QList<Entry> &entries,
+                    const QString &serial = QString())
+    {
+        const QString serialSql = serial.isNull() ? QStringLiteral("'%1'").arg(id, 4, 10, QLatin1Char('0')) : serial;
+        db.exec(QStringLiteral("insert into tblFP(finterid,fbillno,fstatus,fchecker,fcancellation,fyear,fperiod,fdate,ftrantype,frob,fAmount,fbillNumber) "
+                               "values(%1,'FP-%1',%2,%3,%4,%5,%6,'%7',71,0,100,%8)")
+                    .arg(id)
+                    .arg(status)
+                    .arg(status == 1 ? 3 : 0)
+                    .arg(cancellation)
+                    .arg(date.year())
+                    .arg(date.month())
+                    .arg(date.toString(QStringLiteral("yyyy-MM-dd")))
+                    .arg(serialSql));
+        int line = 0;
+        for (const Entry &e : entries)
+            db.exec(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(%1,%2,%3,%4)")
+                        .arg(id)
+                        .arg(++line)
+                        .arg(e.stockId < 0 ? QStringLiteral("null") : QString::number(e.stockId))
+                        .arg(e.amount));
+    }
+    Amount kp(int stockId)
+    {
+        return Amount::fromVariant(db.scalar(QStringLiteral("select fKPAmount from icstockbill where finterid=%1").arg(stockId)));
+    }
+    int count(const QString &sql) { return db.scalar(sql).toInt(); }
+    std::vector<Prompt::Call> messages() { return ts.prompts().messages(); }
+};
+} // namespace
+
+class TestBillStateOperations : public QObject {
+    Q_OBJECT
+
+private slots:
+    void selectionList_data();
+    void selectionList();
+    void refusals_data();
+    void refusals();
+    void periodStartItselfIsOpen_data();
+    void periodStartItselfIsOpen();
+    void batchFailingOnThirdWritesNothing_data();
+    void batchFailingOnThirdWritesNothing();
+    void unknownSelection_data();
+    void unknownSelection();
+    void deleteReturnsSerialsAndTakesBackAmounts_data() { addEngineRows(); }
+    void deleteReturnsSerialsAndTakesBackAmounts();
+    void deleteOnDemoData_data() { addEngineRows(); }
+    void deleteOnDemoData();
+    void voidThenUnvoidRestoresAmounts_data() { addEngineRows(); }
+    void voidThenUnvoidRestoresAmounts();
+    void emptyAmountMovesNothing_data();
+    void emptyAmountMovesNothing();
+    void unCheckClearsAuditOnly_data() { addEngineRows(); }
+    void unCheckClearsAuditOnly();
+    void databaseErrorShowsItsText_data() { addEngineRows(); }
+    void databaseErrorShowsItsText();
+    void errorPartWayWritesNothing_data() { addEngineRows(); }
+    void errorPartWayWritesNothing();
+    void commands_data();
+    void commands();
+    void deleteCommandGuardAndQuestion_data() { addEngineRows(); }
+    void deleteCommandGuardAndQuestion();
+    void clerkLacksDeleteAndAuditRights_data() { addEngineRows(); }
+    void clerkLacksDeleteAndAuditRights();
+    void randomSequenceKeepsInvoicedAmounts_data() { addEngineRows(); }
+    void randomSequenceKeepsInvoicedAmounts();
+};
+
+void TestBillStateOperations::selectionList_data()
+{
+    QTest::addColumn<QStringList>("ids");     // finterid cell per grid row 1.., the last being the totals row
+    QTest::addColumn<QList<bool>>("selected");
+    QTest::addColumn<int>("currentRow");
+    QTest::addColumn<QString>("list");
+
+    QTest::newRow("selected rows in grid order")
+        << QStringList{"18", "12", "15", ""} << QList<bool>{true, false, true, false} << 1 << QStringLiteral("18,15");
+    QTest::newRow("a bill on several rows is listed once")
+        << QStringList{"12", "12", "15", "12", ""} << QList<bool>{true, true, true, true, false} << 2 << QStringLiteral("12,15");
+    QTest::newRow("an id that begins another id is still listed")
+        << QStringList{"12", "1", "121", "1", ""} << QList<bool>{true, true, true, true, false} << 1 << QStringLiteral("12,1,121");
+    QTest::newRow("the totals row never counts")
+        << QStringList{"7", "8"} << QList<bool>{true, true} << 1 << QStringLiteral("7");
+    QTest::newRow("nothing selected")
+        << QStringList{"7", "8", ""} << QList<bool>{false, false, false} << 1 << QString();
+    QTest::newRow("no current row")
+        << QStringList{"7", "8", ""} << QList<bool>{true, true, false} << -1 << QString();
+    QTest::newRow("current row outside the grid")
+        << QStringList{"7", "8", ""} << QList<bool>{true, true, false} << 4 << QString();
+    QTest::newRow("current row on the totals row still selects")
+        << QStringList{"7", "8", ""} << QList<bool>{true, false, false} << 3 << QStringLiteral("7");
+    QTest::newRow("header row only") << QStringList{} << QList<bool>{} << 1 << QString();
+    QTest::newRow("a row without id is skipped")
+        << QStringList{"7", " ", "9", ""} << QList<bool>{true, true, true, false} << 1 << QStringLiteral("7,9");
+}
+
+void TestBillStateOperations::selectionList()
+{
+    QFETCH(QStringList, ids);
+    QFETCH(QList<bool>, selected);
+    QFETCH(int, currentRow);
+    QFETCH(QString, list);
+
+    ListGridState grid;
+    for (int i = 0; i < ids.size(); ++i)
+        grid.rows.push_back({ids[i], selected[i]});
+    grid.currentRow = currentRow;
+    QCOMPARE(buildSelectionList(grid), list);
+}
+
+void TestBillStateOperations::refusals_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("cancellation");
+    QTest::addColumn<bool>("earlier");
+    QTest::addColumn<QString>("reason");
+
+    struct Case { const char *name; int op; int status; int cancellation; bool earlier; const char *reason; };
+    const Case cases[] = {
+        {"delete audited", Delete, 1, 0, false, "的单据已经审核!操作不成功"},
+        {"delete audited before earlier and void", Delete, 1, 1, true, "的单据已经审核!操作不成功"},
+        {"delete earlier before void", Delete, 0, 1, true, "的单据为以前期间的单据，不能删除!操作不成功"},
+        {"delete void", Delete, 0, 1, false, "的单据作废!操作不成功"},
+        {"delete void flag as yes/no", Delete, 0, -1, false, "的单据作废!操作不成功"},
+        {"un-audit not audited", UnCheck, 0, 1, true, "的单据未审核!操作不成功"},
+        {"un-audit earlier before void", UnCheck, 1, 1, true, "的单据为以前期间的单据，不能反审核!操作不成功"},
+        {"un-audit void", UnCheck, 1, 1, false, "的单据已经作废!操作不成功"},
+        {"void audited before earlier", Cancel, 1, 0, true, "的单据已经审核!操作不成功"},
+        {"void earlier before void", Cancel, 0, 1, true, "的单据为以前期间的单据，不能作废!操作不成功"},
+        {"void already void", Cancel, 0, 1, false, "的单据已经作废!操作不成功"},
+        {"void flag as yes/no already void", Cancel, 0, -1, false, "的单据已经作废!操作不成功"},
+        {"un-void audited void", UnCancel, 1, 1, false, "的单据已经审核!操作不成功"},
+        {"un-void earlier", UnCancel, 0, 1, true, "的单据为以前期间的单据，不能取消作废!操作不成功"},
+        {"un-void not void", UnCancel, 0, 0, false, "的单据未作废!操作不成功"},
+    };
+    for (DbEngine e : TestDatabase::engines())
+        for (const Case &c : cases)
+            QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(c.name))))
+                << e << c.op << c.status << c.cancellation << c.earlier << QString::fromUtf8(c.reason);
+}
+
+void TestBillStateOperations::refusals()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(int, status);
+    QFETCH(int, cancellation);
+    QFETCH(bool, earlier);
+    QFETCH(QString, reason);
+
+    Env env(engine);
+    env.addStock(501, QStringLiteral("300"));
+    env.addInvoice(7, status, cancellation, earlier ? kEarlier : kCurrent, {{501, QStringLiteral("120.25")}});
+    const QStringList before = snapshot(env.db.conn());
+
+    env.ops.setSelection(QStringLiteral("7"));
+    QVERIFY(!runOp(env.ops, op));
+
+    const auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].text, QStringLiteral("编号为:FP-7") + reason);
+    QCOMPARE(messages[0].icon, int(Prompt::Exclamation));
+    QCOMPARE(messages[0].title, session().msgTitle);
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::periodStartItselfIsOpen_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("cancellation");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "delete"))) << e << int(Delete) << 0 << 0;
+        QTest::newRow(qPrintable(engineTag(e, "un-audit"))) << e << int(UnCheck) << 1 << 0;
+        QTest::newRow(qPrintable(engineTag(e, "void"))) << e << int(Cancel) << 0 << 0;
+        QTest::newRow(qPrintable(engineTag(e, "un-void"))) << e << int(UnCancel) << 0 << 1;
+    }
+}
+
+void TestBillStateOperations::periodStartItselfIsOpen()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(int, status);
+    QFETCH(int, cancellation);
+
+    Env env(engine);
+    env.addInvoice(3, status, cancellation, kPeriodStart, {});
+    env.ops.setSelection(QStringLiteral("3"));
+    QVERIFY(runOp(env.ops, op));
+    QVERIFY(env.messages().empty());
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::batchFailingOnThirdWritesNothing_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<int>("passStatus");
+    QTest::addColumn<int>("passCancellation");
+    QTest::addColumn<int>("failStatus");
+    QTest::addColumn<int>("failCancellation");
+    QTest::addColumn<QString>("reason");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "delete"))) << e << int(Delete) << 0 << 0 << 1 << 0 << QStringLiteral("的单据已经审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "un-audit"))) << e << int(UnCheck) << 1 << 0 << 0 << 0 << QStringLiteral("的单据未审核!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "void"))) << e << int(Cancel) << 0 << 0 << 0 << 1 << QStringLiteral("的单据已经作废!操作不成功");
+        QTest::newRow(qPrintable(engineTag(e, "un-void"))) << e << int(UnCancel) << 0 << 1 << 0 << 0 << QStringLiteral("的单据未作废!操作不成功");
+    }
+}
+
+void TestBillStateOperations::batchFailingOnThirdWritesNothing()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(int, passStatus);
+    QFETCH(int, passCancellation);
+    QFETCH(int, failStatus);
+    QFETCH(int, failCancellation);
+    QFETCH(QString, reason);
+
+    Env env(engine);
+    env.addStock(501, QStringLiteral("1000"));
+    env.addStock(502, QStringLiteral("null"));
+    env.addInvoice(1, passStatus, passCancellation, kCurrent, {{501, QStringLiteral("100")}});
+    env.addInvoice(2, passStatus, passCancellation, kCurrent, {{501, QStringLiteral("200")}, {502, QStringLiteral("33.33")}});
+    env.addInvoice(3, failStatus, failCancellation, kCurrent, {{502, QStringLiteral("5")}});
+    const QStringList before = snapshot(env.db.conn());
+
+    env.ops.setSelection(QStringLiteral("1,2,3"));
+    QVERIFY(!runOp(env.ops, op));
+    const auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].text, QStringLiteral("编号为:FP-3") + reason);
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::unknownSelection_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<QString>("selection");
+    QTest::addColumn<int>("icon");
+    for (DbEngine e : TestDatabase::engines()) {
+        const struct { const char *name; int op; int icon; } ops[] = {
+            {"delete", Delete, Prompt::Exclamation},
+            {"un-audit", UnCheck, Prompt::Critical},
+            {"void", Cancel, Prompt::Exclamation},
+            {"un-void", UnCancel, Prompt::Critical},
+        };
+        for (const auto &o : ops) {
+            QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(o.name) + QStringLiteral(" unknown ids"))))
+                << e << o.op << QStringLiteral("999998,999999") << o.icon;
+            QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(o.name) + QStringLiteral(" empty selection"))))
+                << e << o.op << QString() << o.icon;
+        }
+    }
+}
+
+void TestBillStateOperations::unknownSelection()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(QString, selection);
+    QFETCH(int, icon);
+
+    Env env(engine);
+    env.addStock(501, QStringLiteral("10"));
+    env.addInvoice(1, 1, 1, kCurrent, {{501, QStringLiteral("10")}});
+    const QStringList before = snapshot(env.db.conn());
+
+    env.ops.setSelection(selection);
+    QVERIFY(!runOp(env.ops, op));
+    const auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].text, kReadError);
+    QCOMPARE(messages[0].icon, icon);
+    QCOMPARE(messages[0].title, session().msgTitle);
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::deleteReturnsSerialsAndTakesBackAmounts()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addStock(501, QStringLiteral("1000"));
+    env.addStock(502, QStringLiteral("77.77"));
+    env.addStock(503, QStringLiteral("40"));
+    // Bill 1 names stock bill 501 twice: each entry is taken back.
+    env.addInvoice(1, 0, 0, kCurrent, {{501, QStringLiteral("100.1")}, {501, QStringLiteral("200.2")}, {502, QStringLiteral("33.33")}});
+    env.addInvoice(2, 0, 0, kCurrent, {{502, QStringLiteral("44.44")}});
+    env.addInvoice(3, 0, 0, kCurrent, {});
+    // Not selected: must stay, entries and amounts included.
+    env.addInvoice(4, 0, 0, kCurrent, {{503, QStringLiteral("40")}});
+    env.db.exec(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values('0004',72)"));
+
+    env.ops.setSelection(QStringLiteral("1,2,3"));
+    QVERIFY(env.ops.deleteBill());
+    QVERIFY(env.messages().empty());
+    QVERIFY(!session().gConn);
+
+    QCOMPARE(env.kp(501), Amount::parse(QStringLiteral("699.7")).value());
+    QCOMPARE(env.kp(502), Amount::fromInt(0));
+    QCOMPARE(env.kp(503), Amount::fromInt(40));
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP where finterid in (1,2,3)")), 0);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFPEntry where fInterId in (1,2,3)")), 0);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFPEntry where fInterId=4")), 1);
+
+    QStringList released = tableRows(env.db.conn(), QStringLiteral("select finterid,ftypeid from tblBillNoAdd"));
+    QCOMPARE(released, (QStringList{"0001|71", "0002|71", "0003|71", "0004|72"}));
+    QCOMPARE(env.ops.billNumberCollector(), QStringLiteral("0001,0002,0003,"));
+}
+
+void TestBillStateOperations::deleteOnDemoData()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine, TestDatabase::Content::Demo);
+    QCOMPARE(env.start(), QString());
+
+    // Deletable demo bills with entries: current period, not audited, valid.
+    Recordset rs = env.db.conn().openRecordset(
+        QStringLiteral("select f.finterid,f.fbillNumber from tblFP f where f.fstatus=0 and f.fcancellation=0 and f.fdate>='")
+        + session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"))
+        + QStringLiteral("' and exists (select 1 from tblFPEntry e where e.fInterId=f.finterid) order by f.finterid"));
+    QList<int> ids;
+    QStringList serials;
+    for (; !rs.eof() && ids.size() < 4; rs.moveNext()) {
+        ids << int(rs.toInt(QStringLiteral("finterid")));
+        serials << rs.text(QStringLiteral("fbillNumber"));
+    }
+    QVERIFY2(ids.size() == 4, "the demo data has deletable bills with entries");
+
+    QMap<int, Amount> expected = invoicedAmounts(env.db.conn());
+    Recordset entries = env.db.conn().openRecordset(QStringLiteral("select fStockInterId,fHXAmount from tblFPEntry where fInterId in (")
+                                                    + joinIds(ids) + u')');
+    for (; !entries.eof(); entries.moveNext())
+        expected[int(entries.toInt(QStringLiteral("fStockInterId")))] -= entries.amount(QStringLiteral("fHXAmount"));
+    const int releasedBefore = env.count(QStringLiteral("select count(*) from tblBillNoAdd"));
+
+    env.ops.setSelection(joinIds(ids));
+    QVERIFY(env.ops.deleteBill());
+    QVERIFY(env.messages().empty());
+
+    QCOMPARE(invoicedAmounts(env.db.conn()), expected);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP where finterid in (") + joinIds(ids) + u')'), 0);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFPEntry where fInterId in (") + joinIds(ids) + u')'), 0);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblBillNoAdd")), releasedBefore + ids.size());
+    for (const QString &serial : serials) {
+        QVERIFY(!serial.isEmpty());
+        QCOMPARE(env.count(QStringLiteral("select count(*) from tblBillNoAdd where finterid='") + serial + QStringLiteral("' and ftypeid=71")), 1);
+    }
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::voidThenUnvoidRestoresAmounts()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine, TestDatabase::Content::Demo);
+    QCOMPARE(env.start(), QString());
+
+    Recordset rs = env.db.conn().openRecordset(
+        QStringLiteral("select f.finterid from tblFP f where f.fstatus=0 and f.fcancellation=0 and f.fdate>='")
+        + session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"))
+        + QStringLiteral("' and exists (select 1 from tblFPEntry e where e.fInterId=f.finterid) order by f.finterid"));
+    QList<int> ids;
+    for (; !rs.eof(); rs.moveNext())
+        ids << int(rs.toInt(QStringLiteral("finterid")));
+    QVERIFY2(ids.size() >= 2, "the demo data has voidable bills with entries");
+
+    const QStringList before = snapshot(env.db.conn());
+    const QMap<int, Amount> amountsBefore = invoicedAmounts(env.db.conn());
+    QMap<int, Amount> expectedVoid = amountsBefore;
+    Recordset entries = env.db.conn().openRecordset(QStringLiteral("select fStockInterId,fHXAmount from tblFPEntry where fInterId in (")
+                                                    + joinIds(ids) + u')');
+    for (; !entries.eof(); entries.moveNext())
+        expectedVoid[int(entries.toInt(QStringLiteral("fStockInterId")))] -= entries.amount(QStringLiteral("fHXAmount"));
+    QVERIFY(expectedVoid != amountsBefore);
+
+    env.ops.setSelection(joinIds(ids));
+    QVERIFY(env.ops.cancelBill());
+    QCOMPARE(invoicedAmounts(env.db.conn()), expectedVoid);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP where fcancellation=1 and finterid in (") + joinIds(ids) + u')'),
+             int(ids.size()));
+    QVERIFY(!session().gConn);
+
+    QVERIFY(env.ops.unCancelBill());
+    QCOMPARE(invoicedAmounts(env.db.conn()), amountsBefore);
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP where fcancellation=1 and finterid in (") + joinIds(ids) + u')'), 0);
+    QVERIFY(env.messages().empty());
+    QVERIFY(!session().gConn);
+
+    QCOMPARE(snapshot(env.db.conn()), before);
+}
+
+void TestBillStateOperations::emptyAmountMovesNothing_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<int>("cancellation");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "delete"))) << e << int(Delete) << 0;
+        QTest::newRow(qPrintable(engineTag(e, "void"))) << e << int(Cancel) << 0;
+        QTest::newRow(qPrintable(engineTag(e, "un-void"))) << e << int(UnCancel) << 1;
+    }
+}
+
+void TestBillStateOperations::emptyAmountMovesNothing()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(int, cancellation);
+
+    Env env(engine);
+    env.addStock(501, QStringLiteral("123.45"));
+    env.addStock(502, QStringLiteral("null"));
+    // Empty amounts, and an entry that names no stock bill at all.
+    env.addInvoice(1, 0, cancellation, kCurrent,
+                   {{501, QStringLiteral("null")}, {502, QStringLiteral("null")}, {-1, QStringLiteral("8")}});
+
+    env.ops.setSelection(QStringLiteral("1"));
+    QVERIFY(runOp(env.ops, op));
+    QVERIFY(env.messages().empty());
+    QCOMPARE(env.kp(501), Amount::parse(QStringLiteral("123.45")).value());
+    QCOMPARE(env.kp(502), Amount());
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::unCheckClearsAuditOnly()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addStock(501, QStringLiteral("60"));
+    env.addInvoice(1, 1, 0, kCurrent, {{501, QStringLiteral("60")}});
+    env.addInvoice(2, 1, 0, kCurrent, {});
+    env.addInvoice(3, 1, 0, kCurrent, {});
+
+    env.ops.setSelection(QStringLiteral("1,2"));
+    QVERIFY(env.ops.unCheckBill());
+    QVERIFY(env.messages().empty());
+    QCOMPARE(tableRows(env.db.conn(), QStringLiteral("select finterid,fstatus,fchecker,fcancellation from tblFP")),
+             (QStringList{"1|0|0|0", "2|0|0|0", "3|1|3|0"}));
+    QCOMPARE(env.kp(501), Amount::fromInt(60));
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::databaseErrorShowsItsText()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addInvoice(1, 0, 1, kCurrent, {});
+    const QStringList before = snapshot(env.db.conn());
+
+    // What the engine says about the same statement.
+    QString engineText;
+    try {
+        env.db.conn().openRecordset(QStringLiteral("select * from tblFP where finterid in (1,x)"));
+    } catch (const DbError &e) {
+        engineText = e.description();
+    }
+    QVERIFY(!engineText.isEmpty());
+
+    env.ops.setSelection(QStringLiteral("1,x"));
+    QVERIFY(!env.ops.unCancelBill());
+    const auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].text, engineText);
+    QCOMPARE(messages[0].icon, int(Prompt::Critical));
+    QCOMPARE(messages[0].title, session().msgTitle);
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::errorPartWayWritesNothing()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    env.addStock(501, QStringLiteral("500"));
+    env.addInvoice(1, 0, 0, kCurrent, {{501, QStringLiteral("100")}}, QStringLiteral("'0001'"));
+    // A serial with a quote breaks the statement that returns it, after the
+    // amounts of both bills have been taken back.
+    env.addInvoice(2, 0, 0, kCurrent, {{501, QStringLiteral("150")}}, QStringLiteral("'00''2'"));
+    const QStringList before = snapshot(env.db.conn());
+
+    env.ops.setSelection(QStringLiteral("1,2"));
+    QVERIFY(!env.ops.deleteBill());
+    const auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].icon, int(Prompt::Critical));
+    QVERIFY(!messages[0].text.isEmpty());
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+
+    // The connection is usable again afterwards.
+    env.db.exec(QStringLiteral("update tblFP set fbillNumber='0002' where finterid=2"));
+    env.ts.prompts().clear();
+    QVERIFY(env.ops.deleteBill());
+    QCOMPARE(env.kp(501), Amount::fromInt(250));
+}
+
+void TestBillStateOperations::commands_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("command");
+    QTest::addColumn<int>("status");       // of the three bills
+    QTest::addColumn<int>("cancellation");
+    QTest::addColumn<bool>("succeeds");
+    QTest::addColumn<QString>("message");  // the last message shown
+    QTest::addColumn<QStringList>("rows"); // tblFP afterwards: finterid|fstatus|fchecker|fcancellation
+
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, "delete")))
+            << e << int(ListCommand::Delete) << 0 << 0 << true << QStringLiteral("删除成功!") << QStringList{"3|0|0|0"};
+        QTest::newRow(qPrintable(engineTag(e, "audit")))
+            << e << int(ListCommand::Audit) << 0 << 0 << true << QStringLiteral("审核成功!")
+            << QStringList{"1|1|1|0", "2|1|1|0", "3|0|0|0"};
+        QTest::newRow(qPrintable(engineTag(e, "audit refused")))
+            << e << int(ListCommand::Audit) << 0 << 1 << false << QStringLiteral("编号为:FP-1的单据已经作废!操作不成功")
+            << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|1"};
+        QTest::newRow(qPrintable(engineTag(e, "un-audit")))
+            << e << int(ListCommand::UnAudit) << 1 << 0 << true << QStringLiteral("反审核成功!")
+            << QStringList{"1|0|0|0", "2|0|0|0", "3|1|3|0"};
+        QTest::newRow(qPrintable(engineTag(e, "void")))
+            << e << int(ListCommand::Void) << 0 << 0 << true << QStringLiteral("作废成功!")
+            << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|0"};
+        QTest::newRow(qPrintable(engineTag(e, "un-void")))
+            << e << int(ListCommand::UnVoid) << 0 << 1 << true << QStringLiteral("反作废成功!")
+            << QStringList{"1|0|0|0", "2|0|0|0", "3|0|0|1"};
+        QTest::newRow(qPrintable(engineTag(e, "void refused")))
+            << e << int(ListCommand::Void) << 0 << 1 << false << QStringLiteral("编号为:FP-1的单据已经作废!操作不成功")
+            << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|1"};
+    }
+}
+
+void TestBillStateOperations::commands()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, command);
+    QFETCH(int, status);
+    QFETCH(int, cancellation);
+    QFETCH(bool, succeeds);
+    QFETCH(QString, message);
+    QFETCH(QStringList, rows);
+
+    Env env(engine);
+    for (int id = 1; id <= 3; ++id)
+        env.addInvoice(id, status, cancellation, kCurrent, {});
+
+    // Bill 1 fills two rows of the grid; bill 3 is shown but not selected.
+    ListGridState grid = gridOf({1, 1, 2, 3});
+    grid.rows[3].selected = false;
+    QCOMPARE(env.ops.runCommand(ListCommand(command), grid), succeeds);
+    QCOMPARE(env.ops.selection(), QStringLiteral("1,2"));
+
+    const Prompt::Call last = env.ts.prompts().lastMessage();
+    QCOMPARE(last.text, message);
+    QCOMPARE(last.icon, int(succeeds ? Prompt::Information : Prompt::Exclamation));
+    QCOMPARE(last.title, session().msgTitle);
+    QCOMPARE(tableRows(env.db.conn(), QStringLiteral("select finterid,fstatus,fchecker,fcancellation from tblFP")), rows);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::deleteCommandGuardAndQuestion()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    for (int id = 1; id <= 2; ++id)
+        env.addInvoice(id, 0, 0, kCurrent, {});
+    const QStringList before = snapshot(env.db.conn());
+
+    // The current row is the totals row: nothing happens, nothing is asked.
+    ListGridState onTotals = gridOf({1, 2});
+    onTotals.currentRow = 3;
+    QVERIFY(!env.ops.menuEditDelete(onTotals));
+    // A grid without rows below its header.
+    ListGridState empty;
+    QVERIFY(!env.ops.menuEditDelete(empty));
+    QVERIFY(env.messages().empty());
+    QCOMPARE(snapshot(env.db.conn()), before);
+
+    // The user answers No.
+    env.ts.prompts().answers.push_back(Prompt::No);
+    QVERIFY(!env.ops.menuEditDelete(gridOf({1, 2})));
+    auto messages = env.messages();
+    QCOMPARE(int(messages.size()), 1);
+    QCOMPARE(messages[0].text, QStringLiteral("确定要删除所选定的单据吗?"));
+    QCOMPARE(messages[0].buttons, int(Prompt::YesNo));
+    QCOMPARE(messages[0].title, session().msgTitle);
+    QCOMPARE(snapshot(env.db.conn()), before);
+
+    // Yes: deleted, then the success message.
+    env.ts.prompts().clear();
+    QVERIFY(env.ops.menuEditDelete(gridOf({1, 2})));
+    messages = env.messages();
+    QCOMPARE(int(messages.size()), 2);
+    QCOMPARE(messages[0].text, QStringLiteral("确定要删除所选定的单据吗?"));
+    QCOMPARE(messages[1].text, QStringLiteral("删除成功!"));
+    QCOMPARE(messages[1].icon, int(Prompt::Information));
+    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP")), 0);
+    QVERIFY(!session().gConn);
+}
+
+void TestBillStateOperations::clerkLacksDeleteAndAuditRights()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine, TestDatabase::Content::Demo);
+    QCOMPARE(env.start(Demo::kClerkUserId, false), QString());
+
+    Recordset rs = env.db.conn().openRecordset(
+        QStringLiteral("select finterid from tblFP where fstatus=0 and fcancellation=0 and fdate>='")
+        + session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral("' order by finterid"));
+    QList<int> ids;
+    for (; !rs.eof() && ids.size() < 3; rs.moveNext())
+        ids << int(rs.toInt(QStringLiteral("finterid")));
+    QCOMPARE(ids.size(), 3);
+    const QStringList before = snapshot(env.db.conn());
+
+    QVERIFY(!env.ops.menuEditDelete(gridOf(ids)));
+    QVERIFY(!env.ops.menuEditCheck(gridOf(ids)));
+    // Refused silently: not even the question is asked.
+    QVERIFY(env.messages().empty());
+    QCOMPARE(snapshot(env.db.conn()), before);
+    QVERIFY(!session().gConn);
+
+    // The same bills with a right the clerk holds.
+    QVERIFY(env.ops.menuEditCancel(gridOf(ids)));
+    QCOMPARE(env.ts.prompts().lastMessage().text, QStringLiteral("作废成功!"));
+}
+
+void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine, TestDatabase::Content::Demo);
+    QCOMPARE(env.start(), QString());
+    Connection &conn = env.db.conn();
+    const QDate periodStart = session().gPeriodStartDate;
+
+    // The test's own picture of the bills: audited, earlier period, void.
+    struct Bill { bool audited; bool earlier; bool isVoid; };
+    QMap<int, Bill> bills;
+    QList<int> current; // ids of the current period, where most operations may act
+    QList<int> all;
+    {
+        Recordset rs = conn.openRecordset(QStringLiteral("select finterid,fstatus,fcancellation,fdate from tblFP"));
+        for (; !rs.eof(); rs.moveNext()) {
+            const int id = int(rs.toInt(QStringLiteral("finterid")));
+            const Bill b{rs.toInt(QStringLiteral("fstatus")) == 1, rs.date(QStringLiteral("fdate")) < periodStart,
+                         rs.toInt(QStringLiteral("fcancellation")) == 1};
+            bills.insert(id, b);
+            all << id;
+            if (!b.earlier)
+                current << id;
+        }
+    }
+    QVERIFY(current.size() >= 10);
+    std::sort(all.begin(), all.end());
+    std::sort(current.begin(), current.end());
+
+    // Every stock bill's invoiced amount is the sum of the entries of the
+    // non-void invoices that name it.
+    auto checkInvariant = [&](const QString &step) {
+        QMap<int, Amount> expected;
+        Recordset stock = conn.openRecordset(QStringLiteral("select finterid from icstockbill"));
+        for (; !stock.eof(); stock.moveNext())
+            expected.insert(int(stock.toInt(QStringLiteral("finterid"))), Amount());
+        Recordset entries = conn.openRecordset(QStringLiteral("select e.fStockInterId,e.fHXAmount from tblFPEntry e "
+                                                              "inner join tblFP f on f.finterid=e.fInterId where f.fcancellation=0"));
+        for (; !entries.eof(); entries.moveNext())
+            expected[int(entries.toInt(QStringLiteral("fStockInterId")))] += entries.amount(QStringLiteral("fHXAmount"));
+        const QMap<int, Amount> actual = invoicedAmounts(conn);
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+            if (actual.value(it.key()) != it.value())
+                return QStringLiteral("%1: stock bill %2 has %3, entries say %4")
+                    .arg(step).arg(it.key()).arg(actual.value(it.key()).toString(), it.value().toString());
+        // The header states match the picture.
+        QMap<int, bool> voidState;
+        Recordset heads = conn.openRecordset(QStringLiteral("select finterid,fcancellation from tblFP"));
+        for (; !heads.eof(); heads.moveNext())
+            voidState.insert(int(heads.toInt(QStringLiteral("finterid"))), heads.toInt(QStringLiteral("fcancellation")) == 1);
+        if (voidState.size() != bills.size())
+            return QStringLiteral("%1: %2 bills, expected %3").arg(step).arg(voidState.size()).arg(bills.size());
+        for (auto it = bills.cbegin(); it != bills.cend(); ++it)
+            if (!voidState.contains(it.key()) || voidState.value(it.key()) != it->isVoid)
+                return QStringLiteral("%1: bill %2 has the wrong void state").arg(step).arg(it.key());
+        return QString();
+    };
+    {
+        const QString broken = checkInvariant(QStringLiteral("demo data"));
+        QVERIFY2(broken.isEmpty(), qPrintable(broken));
+    }
+
+    QRandomGenerator rng(20240311);
+    const char *names[] = {"delete", "un-audit", "void", "un-void"};
+    int successes[4] = {0, 0, 0, 0};
+    int failures = 0;
+    QElapsedTimer timer;
+    timer.start();
+    constexpr int kSteps = 60;
+    for (int step = 0; step < kSteps; ++step) {
+        const int op = std::array<int, 5>{Delete, Cancel, Cancel, UnCancel, UnCancel}[rng.bounded(5)];
+        // Half of the selections are drawn from the bills the operation may
+        // act on, so that batches succeed too; the rest from anywhere.
+        QList<int> open;
+        for (auto it = bills.cbegin(); it != bills.cend(); ++it)
+            if (!it->audited && !it->earlier && it->isVoid == (op == UnCancel))
+                open << it.key();
+        const bool favourable = rng.bounded(2) == 0 && !open.isEmpty();
+        QList<int> selection;
+        const int size = 1 + int(rng.bounded(4));
+        for (int attempt = 0; selection.size() < size && attempt < 50; ++attempt) {
+            const int roll = int(rng.bounded(100));
+            int id;
+            if (favourable && roll < 90)
+                id = open[int(rng.bounded(open.size()))];
+            else if (roll < 85)
+                id = current[int(rng.bounded(current.size()))];
+            else if (roll < 95)
+                id = all[int(rng.bounded(all.size()))];
+            else
+                id = 900000 + int(rng.bounded(1000)); // no such bill
+            if (!selection.contains(id))
+                selection << id;
+        }
+
+        // What the operation must do, from the picture alone.
+        bool found = false;
+        bool passes = true;
+        for (int id : selection) {
+            if (!bills.contains(id))
+                continue;
+            found = true;
+            const Bill &b = bills[id];
+            const bool refused = op == Delete ? (b.audited || b.earlier || b.isVoid)
+                : op == Cancel               ? (b.audited || b.earlier || b.isVoid)
+                                             : (b.audited || b.earlier || !b.isVoid);
+            passes = passes && !refused;
+        }
+        const bool expected = found && passes;
+
+        env.ts.prompts().clear();
+        env.ops.setSelection(joinIds(selection));
+        const QString label = QStringLiteral("step %1 %2 (%3)").arg(step).arg(QString::fromLatin1(names[op]), joinIds(selection));
+        const bool done = runOp(env.ops, op);
+        QVERIFY2(done == expected, qPrintable(label));
+        QVERIFY2(int(env.messages().size()) == (done ? 0 : 1), qPrintable(label));
+        QVERIFY2(!session().gConn, qPrintable(label));
+
+        if (done) {
+            ++successes[op];
+            for (int id : selection) {
+                if (!bills.contains(id))
+                    continue;
+                if (op == Delete)
+                    bills.remove(id);
+                else
+                    bills[id].isVoid = op == Cancel;
+            }
+        } else {
+            ++failures;
+        }
+        const QString broken = checkInvariant(label);
+        QVERIFY2(broken.isEmpty(), qPrintable(broken));
+    }
+    // The sequence exercised every operation both ways.
+    QVERIFY(successes[Delete] > 0);
+    QVERIFY(successes[Cancel] > 0);
+    QVERIFY(successes[UnCancel] > 0);
+    QVERIFY(failures > 0);
+    qDebug("%s: %d steps, %d deleted, %d voided, %d un-voided, %d refused, %lld ms", TestDatabase::engineName(engine), kSteps,
+           successes[Delete], successes[Cancel], successes[UnCancel], failures, timer.elapsed());
+}
+
+QTEST_GUILESS_MAIN(TestBillStateOperations)
+#include "tst_billstateoperations.moc"
