@@ -1,0 +1,50 @@
+#pragma once
+// Painting of laid-out pages. Screen preview, printer, PDF and page images all
+// go through PagePainter, so they show the same thing.
+#include "report/ReportLayout.h"
+
+#include <QHash>
+#include <QImage>
+#include <QPageLayout>
+
+class QPainter;
+class QPaintDevice;
+class QPagedPaintDevice;
+class QPrinter;
+
+namespace report {
+
+// The paper of the template with no margins: the painting places everything
+// itself, measured from the paper's corner.
+QPageLayout pageLayoutFor(const PageSettings &page);
+
+// Maps tenths of a millimetre to the device's pixels.
+void scaleToTenths(QPainter &painter, const QPaintDevice *device);
+
+class PagePainter {
+public:
+    PagePainter(const ReportLayout &layout, const QPaintDevice *device);
+    // The painter must already be scaled with scaleToTenths().
+    void paint(QPainter &painter, int page);
+
+private:
+    void paintBand(QPainter &painter, const PlacedBand &band);
+    void paintText(QPainter &painter, const ReportItem &item, const PlacedItem &placed, int key);
+    const QFont &fontFor(const ReportItem &item, int key);
+
+    const ReportLayout &m_layout;
+    const QPaintDevice *m_device;
+    QHash<int, QFont> m_fonts;
+    QHash<int, QImage> m_images;
+};
+
+// Paints every page onto a printer (or print preview); returns the number of
+// pages painted, 0 when the painter could not start.
+int printLayout(const ReportLayout &layout, QPrinter *printer);
+// Writes a PDF; fonts are embedded. `resolution` in dots per inch.
+bool writePdf(const ReportLayout &layout, const QString &path, const QString &title, QString *error = nullptr,
+              int resolution = 1200);
+// One page as a picture on white.
+QImage renderPageImage(const ReportLayout &layout, int page, int dpi);
+
+} // namespace report

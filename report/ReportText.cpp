@@ -1,0 +1,294 @@
+#include "report/ReportText.h"
+
+#include "report/ReportData.h"
+
+#include <QDate>
+#include <QDateTime>
+#include <QStringList>
+
+namespace report {
+
+namespace {
+
+TextSegment literal(const QString &text) { return TextSegment{TextSegment::Literal, text, QString()}; }
+
+// The inside of "[...]" (without the brackets); `whole` is the reference as
+// written, used when the function is unknown.
+TextSegment parseReference(const QString &inside, const QString &whole)
+{
+    QString body = inside;
+    QString format;
+    const int bar = body.indexOf(u'|');
+    if (bar >= 0) {
+        format = body.mid(bar + 1);
+        body = body.left(bar);
+    }
+    body = body.trimmed();
+    if (!body.startsWith(u'#'))
+        return TextSegment{TextSegment::Field, fieldKey(body), format};
+
+    QString name = body.mid(1).trimmed();
+    QString argument;
+    const int open = name.indexOf(u'(');
+    if (open >= 0) {
+        if (!name.endsWith(u')'))
+            return literal(whole);
+        argument = name.mid(open + 1, name.size() - open - 2).trimmed();
+        name = name.left(open).trimmed();
+    }
+    struct Function {
+        const char *name;
+        TextSegment::Kind kind;
+        bool takesField;
+    };
+    static const Function functions[] = {
+        {"page", TextSegment::Page, false},    {"pages", TextSegment::Pages, false},
+        {"sum", TextSegment::Sum, true},       {"pagesum", TextSegment::PageSum, true},
+        {"count", TextSegment::Count, false},  {"row", TextSegment::Row, false},
+        {"title", TextSegment::Title, false},  {"date", TextSegment::Date, false},
+    };
+    const QString folded = name.toCaseFolded();
+    for (const Function &f : functions) {
+        if (folded != QLatin1String(f.name))
+            continue;
+        if (f.takesField != (open >= 0) || (f.takesField && argument.isEmpty()))
+            return literal(whole);
+        return TextSegment{f.kind, f.takesField ? fieldKey(argument) : QString(), format};
+    }
+    return literal(whole);
+}
+
+void appendLiteral(QVector<TextSegment> &segments, const QString &text)
+{
+    if (text.isEmpty())
+        return;
+    if (!segments.isEmpty() && segments.last().kind == TextSegment::Literal)
+        segments.last().text += text;
+    else
+        segments.append(literal(text));
+}
+
+struct NumberSection {
+    QString prefix;
+    QString suffix;
+    bool grouping = false;
+    bool percent = false;
+    int minInt = 0;
+    int minDec = 0;
+    int maxDec = 0;
+};
+
+NumberSection parseSection(const QString &pattern)
+{
+    NumberSection s;
+    int start = -1, end = -1;
+    for (int i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == u'0' || pattern[i] == u'#') {
+            if (start < 0)
+                start = i;
+            end = i;
+        }
+    }
+    if (start < 0) {
+        s.prefix = pattern;
+    } else {
+        if (start > 0 && pattern[start - 1] == u'.')
+            --start;
+        s.prefix = pattern.left(start);
+        s.suffix = pattern.mid(end + 1);
+        const QString area = pattern.mid(start, end - start + 1);
+        const int point = area.indexOf(u'.');
+        const QString intPart = point < 0 ? area : area.left(point);
+        const QString decPart = point < 0 ? QString() : area.mid(point + 1);
+        s.grouping = intPart.contains(u',');
+        s.minInt = int(intPart.count(u'0'));
+        s.minDec = int(decPart.count(u'0'));
+        s.maxDec = s.minDec + int(decPart.count(u'#'));
+    }
+    s.percent = s.prefix.contains(u'%') || s.suffix.contains(u'%');
+    s.prefix.remove(u'"');
+    s.suffix.remove(u'"');
+    return s;
+}
+
+// `value` is not negative.
+QString formatSection(const NumberSection &s, Amount value)
+{
+    if (s.percent)
+        value = Amount::fromUnits(value.units() * 100);
+    const int places = std::min(s.maxDec, Amount::Decimals);
+    QString fixed = value.toFixed(places);
+    QString intDigits = fixed;
+    QString decDigits;
+    const int point = fixed.indexOf(u'.');
+    if (point >= 0) {
+        intDigits = fixed.left(point);
+        decDigits = fixed.mid(point + 1);
+    }
+    decDigits = decDigits.leftJustified(s.maxDec, u'0');
+    while (decDigits.size() > s.minDec && decDigits.endsWith(u'0'))
+        decDigits.chop(1);
+    while (intDigits.startsWith(u'0'))
+        intDigits.remove(0, 1);
+    intDigits = intDigits.rightJustified(s.minInt, u'0');
+    if (s.grouping) {
+        for (int i = int(intDigits.size()) - 3; i > 0; i -= 3)
+            intDigits.insert(i, u',');
+    }
+    QString text = s.prefix + intDigits;
+    if (!decDigits.isEmpty())
+        text += u'.' + decDigits;
+    return text + s.suffix;
+}
+
+std::optional<QDateTime> dateFromVariant(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QDate:
+        return QDateTime(value.toDate(), QTime(0, 0));
+    case QMetaType::QDateTime:
+        return value.toDateTime();
+    case QMetaType::QString: {
+        const QString s = value.toString().trimmed();
+        static const char *const formats[] = {"yyyy-MM-dd", "yyyy-MM-dd HH:mm:ss", "yyyy-MM-ddTHH:mm:ss",
+                                              "yyyy-MM-dd HH:mm:ss.zzz", "yyyy/M/d", "yyyy/M/d H:mm:ss",
+                                              "yyyyMMdd"};
+        for (const char *f : formats) {
+            const QDateTime dt = QDateTime::fromString(s, QLatin1String(f));
+            if (dt.isValid())
+                return dt;
+            const QDate d = QDate::fromString(s, QLatin1String(f));
+            if (d.isValid())
+                return QDateTime(d, QTime(0, 0));
+        }
+        return std::nullopt;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+QString plainText(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return QString::number(value.toDouble(), 'g', 15);
+    case QMetaType::QDate:
+        return value.toDate().toString(QStringLiteral("yyyy-MM-dd"));
+    case QMetaType::QDateTime: {
+        const QDateTime dt = value.toDateTime();
+        return dt.time() == QTime(0, 0) ? dt.date().toString(QStringLiteral("yyyy-MM-dd"))
+                                         : dt.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    }
+    default:
+        return value.toString();
+    }
+}
+
+} // namespace
+
+QVector<TextSegment> parseItemText(const QString &text)
+{
+    QVector<TextSegment> segments;
+    QString pending;
+    int i = 0;
+    while (i < text.size()) {
+        const QChar c = text[i];
+        if (c != u'[') {
+            pending += c;
+            ++i;
+            continue;
+        }
+        if (i + 1 < text.size() && text[i + 1] == u'[') {
+            pending += u'[';
+            i += 2;
+            continue;
+        }
+        const int close = text.indexOf(u']', i + 1);
+        if (close < 0) {
+            pending += text.mid(i);
+            break;
+        }
+        const QString whole = text.mid(i, close - i + 1);
+        const TextSegment segment = parseReference(text.mid(i + 1, close - i - 1), whole);
+        if (segment.kind == TextSegment::Literal) {
+            pending += segment.text;
+        } else {
+            appendLiteral(segments, pending);
+            pending.clear();
+            segments.append(segment);
+        }
+        i = close + 1;
+    }
+    appendLiteral(segments, pending);
+    return segments;
+}
+
+bool isNumberFormat(const QString &format)
+{
+    return format.contains(u'0') || format.contains(u'#');
+}
+
+bool isDateFormat(const QString &format)
+{
+    if (isNumberFormat(format))
+        return false;
+    for (const QChar c : format) {
+        if (c == u'y' || c == u'M' || c == u'd' || c == u'H' || c == u'h' || c == u'm' || c == u's')
+            return true;
+    }
+    return false;
+}
+
+QString formatAmount(Amount value, const QString &format)
+{
+    if (format.isEmpty())
+        return value.toString();
+    const QStringList sections = format.split(u';');
+    if (sections.size() >= 3 && value.isZero())
+        return formatSection(parseSection(sections[2]), value);
+    if (sections.size() >= 2 && value.isNegative())
+        return formatSection(parseSection(sections[1]), value.abs());
+    const QString text = formatSection(parseSection(sections[0]), value.abs());
+    if (!value.isNegative())
+        return text;
+    // No sign on a value that rounds to zero at the places shown.
+    const NumberSection first = parseSection(sections[0]);
+    Amount shown = first.percent ? Amount::fromUnits(value.units() * 100) : value;
+    if (Amount::parse(shown.abs().toFixed(std::min(first.maxDec, Amount::Decimals)))->isZero())
+        return text;
+    return u'-' + text;
+}
+
+QString formatValue(const QVariant &value, const QString &format)
+{
+    if (!value.isValid() || value.isNull())
+        return QString();
+    if (format.isEmpty())
+        return plainText(value);
+    if (isNumberFormat(format)) {
+        switch (value.typeId()) {
+        case QMetaType::Double:
+        case QMetaType::Float:
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+            return formatAmount(Amount::fromVariant(value), format);
+        case QMetaType::QString: {
+            const auto amount = Amount::parse(value.toString());
+            return amount ? formatAmount(*amount, format) : value.toString();
+        }
+        default:
+            return plainText(value);
+        }
+    }
+    if (isDateFormat(format)) {
+        const auto dt = dateFromVariant(value);
+        return dt ? dt->toString(format) : plainText(value);
+    }
+    return plainText(value);
+}
+
+} // namespace report

@@ -1,0 +1,250 @@
+// The band designer driven as a user would: keys, mouse, property panel,
+// undo, views, saving.
+#include "ReportSamples.h"
+
+#include "report/ReportDesigner.h"
+#include "report/ReportFile.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QGraphicsView>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUndoStack>
+
+using namespace report;
+
+namespace {
+
+// Sends a press, a move in steps and a release to the view at scene points.
+void drag(QGraphicsView *view, QPointF from, QPointF to)
+{
+    QWidget *viewport = view->viewport();
+    const QPoint a = view->mapFromScene(from);
+    const QPoint b = view->mapFromScene(to);
+    QTest::mousePress(viewport, Qt::LeftButton, Qt::NoModifier, a);
+    for (int i = 1; i <= 4; ++i) {
+        const QPoint p = a + (b - a) * i / 4;
+        QMouseEvent move(QEvent::MouseMove, p, viewport->mapToGlobal(p), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &move);
+    }
+    QTest::mouseRelease(viewport, Qt::LeftButton, Qt::NoModifier, b);
+}
+
+} // namespace
+
+class TestReportDesigner : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<ReportDesigner> designer;
+    ReportTemplate original;
+
+    QRect geometryOf(BandKind band, int index) const
+    {
+        return designer->reportTemplate().band(band).items[index].geometry;
+    }
+
+private slots:
+    void init()
+    {
+        original = samples::invoiceTemplate();
+        designer = std::make_unique<ReportDesigner>();
+        designer->resize(1400, 900);
+        designer->setReportTemplate(original);
+        designer->show();
+        QVERIFY(QTest::qWaitForWindowExposed(designer.get()));
+        // One pixel per tenth keeps mouse positions exact.
+        designer->view()->setTransform(QTransform());
+        designer->view()->setFocus();
+    }
+    void cleanup() { designer.reset(); }
+
+    void insertUndoRedo_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<int>("kind");
+        QTest::newRow("text") << "InsertText" << int(ItemKind::Text);
+        QTest::newRow("field") << "InsertField" << int(ItemKind::Text);
+        QTest::newRow("line") << "InsertLine" << int(ItemKind::Line);
+        QTest::newRow("box") << "InsertBox" << int(ItemKind::Rect);
+    }
+    void insertUndoRedo()
+    {
+        QFETCH(QString, action);
+        QFETCH(int, kind);
+        designer->setFieldNames({QStringLiteral("fbillno"), QStringLiteral("fqty")});
+        QSignalSpy modified(designer.get(), &ReportDesigner::modifiedChanged);
+        designer->selectItem(BandKind::Summary, 0);
+        const int before = int(original.band(BandKind::Summary).items.size());
+        designer->findChild<QAction *>(action)->trigger();
+        const Band &band = designer->reportTemplate().band(BandKind::Summary);
+        QCOMPARE(band.items.size(), before + 1);
+        QCOMPARE(int(band.items.last().kind), kind);
+        if (action == QStringLiteral("InsertField"))
+            QCOMPARE(band.items.last().text, QStringLiteral("[fbillno]"));
+        // The new item is selected, on the grid.
+        QCOMPARE(designer->selectedItems(), (QVector<ReportDesigner::ItemRef>{{BandKind::Summary, before}}));
+        QCOMPARE(band.items.last().geometry.width() % designer->gridSize(), 0);
+        QVERIFY(designer->isModified());
+        QCOMPARE(modified.count(), 1);
+
+        designer->findChild<QAction *>(QStringLiteral("Undo"))->trigger();
+        QVERIFY(designer->reportTemplate() == original);
+        QVERIFY(!designer->isModified());
+        designer->findChild<QAction *>(QStringLiteral("Redo"))->trigger();
+        QCOMPARE(designer->reportTemplate().band(BandKind::Summary).items.size(), before + 1);
+    }
+
+    void arrowKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<int>("presses");
+        QTest::addColumn<QRect>("expected");
+        // Detail item 1 starts at (100, 0), 220 x 60; grid 10.
+        QTest::newRow("right moves a grid step") << int(Qt::Key_Right) << 0 << 3 << QRect(130, 0, 220, 60);
+        QTest::newRow("down") << int(Qt::Key_Down) << 0 << 2 << QRect(100, 20, 220, 60);
+        QTest::newRow("up stops at the band's top") << int(Qt::Key_Up) << 0 << 2 << QRect(100, 0, 220, 60);
+        QTest::newRow("control moves a tenth") << int(Qt::Key_Left) << int(Qt::ControlModifier) << 3 << QRect(97, 0, 220, 60);
+        QTest::newRow("shift widens") << int(Qt::Key_Right) << int(Qt::ShiftModifier) << 2 << QRect(100, 0, 240, 60);
+        QTest::newRow("shift lowers") << int(Qt::Key_Up) << int(Qt::ShiftModifier) << 1 << QRect(100, 0, 220, 50);
+    }
+    void arrowKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(int, presses);
+        QFETCH(QRect, expected);
+        designer->selectItem(BandKind::Detail, 1);
+        for (int i = 0; i < presses; ++i)
+            QTest::keyClick(designer->view(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QCOMPARE(geometryOf(BandKind::Detail, 1), expected);
+        QCOMPARE(designer->selectedItems().size(), 1);
+        // Repeated presses are one step to undo.
+        if (expected != original.band(BandKind::Detail).items[1].geometry) {
+            designer->undoStack()->undo();
+            QCOMPARE(geometryOf(BandKind::Detail, 1), original.band(BandKind::Detail).items[1].geometry);
+        }
+    }
+
+    void deleteKey()
+    {
+        designer->selectItem(BandKind::Detail, 2);
+        QTest::keyClick(designer->view(), Qt::Key_Delete);
+        QCOMPARE(designer->reportTemplate().band(BandKind::Detail).items.size(), 7);
+        QVERIFY(designer->selectedItems().isEmpty());
+        designer->undoStack()->undo();
+        QVERIFY(designer->reportTemplate() == original);
+        QCOMPARE(designer->selectedItems(), (QVector<ReportDesigner::ItemRef>{{BandKind::Detail, 2}}));
+    }
+
+    void mouseMovesAndSnaps()
+    {
+        const QRectF band = designer->bandRect(BandKind::Detail);
+        const QRect start = geometryOf(BandKind::Detail, 2); // (320, 0) 400 x 60
+        const QPointF grab = band.topLeft() + QPointF(start.x() + 100, 30);
+        drag(designer->view(), grab, grab + QPointF(57, 23));
+        QTRY_COMPARE(geometryOf(BandKind::Detail, 2), QRect(380, 20, 400, 60));
+        designer->undoStack()->undo();
+        QCOMPARE(geometryOf(BandKind::Detail, 2), start);
+    }
+
+    void mouseResizesAtTheCorner()
+    {
+        designer->selectItem(BandKind::Detail, 2);
+        const QRectF band = designer->bandRect(BandKind::Detail);
+        const QRect start = geometryOf(BandKind::Detail, 2);
+        const QPointF corner = band.topLeft() + QPointF(start.right() + 1 - 3, start.bottom() + 1 - 3);
+        drag(designer->view(), corner, corner + QPointF(-84, 36));
+        QTRY_COMPARE(geometryOf(BandKind::Detail, 2), QRect(320, 0, 310, 90));
+    }
+
+    void bandHeightIsDragged()
+    {
+        const QRectF band = designer->bandRect(BandKind::Detail);
+        const double summaryTop = designer->bandRect(BandKind::Summary).top();
+        const QPointF handle(200, band.bottom() + 8);
+        drag(designer->view(), handle, handle + QPointF(0, 43));
+        QTRY_COMPARE(designer->reportTemplate().band(BandKind::Detail).height, 100);
+        // The bands below move down with it.
+        QCOMPARE(designer->bandRect(BandKind::Detail).height(), 100.0);
+        QCOMPARE(designer->bandRect(BandKind::Summary).top(), summaryTop + 40);
+        designer->undoStack()->undo();
+        QCOMPARE(designer->reportTemplate().band(BandKind::Detail).height, 60);
+    }
+
+    void snapCanBeTurnedOff()
+    {
+        designer->findChild<QAction *>(QStringLiteral("SnapToGrid"))->trigger();
+        QVERIFY(!designer->snapToGrid());
+        designer->selectItem(BandKind::Detail, 1);
+        QTest::keyClick(designer->view(), Qt::Key_Right);
+        QCOMPARE(geometryOf(BandKind::Detail, 1).x(), 101);
+    }
+
+    void propertyPanelEditsTheItem()
+    {
+        designer->selectItem(BandKind::Detail, 1);
+        auto *text = designer->findChild<QLineEdit *>(QStringLiteral("propText"));
+        QCOMPARE(text->text(), QStringLiteral("[fitemno]"));
+        text->setText(QStringLiteral("代码：[FItemNo]"));
+        emit text->editingFinished();
+        designer->findChild<QCheckBox *>(QStringLiteral("propBold"))->setChecked(true);
+        designer->findChild<QCheckBox *>(QStringLiteral("propFrameLeft"))->setChecked(false);
+        designer->findChild<QCheckBox *>(QStringLiteral("propCanGrow"))->setChecked(true);
+        const ReportItem &item = designer->reportTemplate().band(BandKind::Detail).items[1];
+        QCOMPARE(item.text, QStringLiteral("代码：[FItemNo]"));
+        QVERIFY(item.font.bold);
+        QVERIFY(!item.frame.left && item.frame.right);
+        QVERIFY(item.canGrow);
+        QCOMPARE(item.font.family, QString()); // still the template's font
+        QCOMPARE(designer->undoStack()->count(), 4);
+        while (designer->undoStack()->canUndo())
+            designer->undoStack()->undo();
+        QVERIFY(designer->reportTemplate() == original);
+    }
+
+    void pageViewPlacesBandsOnThePaper()
+    {
+        const PageSettings &page = original.page;
+        designer->setViewMode(ReportDesigner::ViewMode::Page);
+        QCOMPARE(designer->bandRect(BandKind::ReportHeader).topLeft(), QPointF(page.margins.left, page.margins.top));
+        QCOMPARE(designer->bandRect(BandKind::PageHeader).top(), double(page.margins.top + 300));
+        const QRectF footer = designer->bandRect(BandKind::PageFooter);
+        QCOMPARE(footer.bottom(), double(page.pageHeight() - page.margins.bottom));
+        designer->setViewMode(ReportDesigner::ViewMode::Normal);
+        // Normal view: bands one under the other from the top, with captions.
+        QCOMPARE(designer->bandRect(BandKind::ReportHeader).left(), 0.0);
+        QVERIFY(designer->bandRect(BandKind::PageFooter).bottom() < footer.bottom());
+        QVERIFY(!designer->isModified());
+    }
+
+    void saveAndLoad()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("DesignTemp.grf"));
+        designer->selectItem(BandKind::Detail, 0);
+        QTest::keyClick(designer->view(), Qt::Key_Down);
+        QVERIFY(designer->isModified());
+        QString error;
+        QVERIFY2(designer->saveFile(path, &error), qPrintable(error));
+        QVERIFY(!designer->isModified());
+        const auto saved = loadTemplate(path);
+        QVERIFY(saved && *saved == designer->reportTemplate());
+
+        ReportDesigner other;
+        QVERIFY(other.loadFile(path));
+        QVERIFY(other.reportTemplate() == *saved);
+        QVERIFY(!other.isModified());
+        QVERIFY(!other.loadFile(dir.filePath(QStringLiteral("missing.grf")), &error));
+        QVERIFY(!error.isEmpty());
+
+        designer->setModified(true);
+        QVERIFY(designer->isModified());
+    }
+};
+
+QTEST_MAIN(TestReportDesigner)
+#include "tst_reportdesigner.moc"

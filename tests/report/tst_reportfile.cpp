@@ -1,0 +1,244 @@
+// The template file: saving and loading give the same template back; bad
+// files give an error text and no template.
+#include "ReportSamples.h"
+
+#include "report/Report.h"
+#include "report/ReportFile.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace report;
+
+Q_DECLARE_METATYPE(report::ReportTemplate)
+
+namespace {
+
+QByteArray pngBytes()
+{
+    QImage image(8, 4, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+ReportTemplate everyKindOfItem()
+{
+    ReportTemplate tpl;
+    tpl.title = QStringLiteral("采购发票 \"引号\" \\ 斜杠");
+    tpl.page.paper = QStringLiteral("票据纸");
+    tpl.page.width = 2410;
+    tpl.page.height = 1400;
+    tpl.page.orientation = Orientation::Landscape;
+    tpl.page.margins = Margins{55, 60, 75, 80};
+    tpl.fontFamily = QStringLiteral("Noto Serif CJK SC");
+    tpl.fontSize = 10.5;
+    Band &detail = tpl.band(BandKind::Detail);
+    detail.height = 73;
+    ReportItem t = samples::text(-5, 1, 333, 72, QStringLiteral("[fqty|#,##0.00] [[x] 数量\n第二行"), HAlign::Right, true);
+    t.name = QStringLiteral("txtQty");
+    t.format = QStringLiteral("0.00;-0.00;");
+    t.font = FontSpec{QStringLiteral("Noto Sans CJK SC"), 12.25, true, true};
+    t.valign = VAlign::Bottom;
+    t.frame = Frame{true, false, true, false, 7};
+    t.wordWrap = true;
+    t.canGrow = true;
+    t.color = QStringLiteral("#123456");
+    t.fillColor = QStringLiteral("#fedcba");
+    ReportItem line;
+    line.kind = ItemKind::Line;
+    line.geometry = QRect(0, 72, 1000, 0);
+    line.lineWidth = 5;
+    ReportItem box;
+    box.kind = ItemKind::Rect;
+    box.geometry = QRect(10, 10, 50, 50);
+    box.fillColor = QStringLiteral("#00ff00");
+    box.lineWidth = 0;
+    ReportItem image;
+    image.kind = ItemKind::Image;
+    image.geometry = QRect(100, 0, 80, 40);
+    image.png = pngBytes();
+    image.keepAspect = false;
+    detail.items << t << line << box << image;
+    tpl.band(BandKind::PageFooter).height = 1;
+    return tpl;
+}
+
+QByteArray validJson()
+{
+    return templateToJson(samples::invoiceTemplate());
+}
+
+// The valid file with one value replaced (a path of keys, "bands.3.items.0.x").
+QByteArray withValue(const QString &path, const QJsonValue &value, const QByteArray &base = validJson())
+{
+    QJsonObject root = QJsonDocument::fromJson(base).object();
+    const QStringList keys = path.split(u'.');
+    std::function<QJsonValue(QJsonValue, int)> set = [&](QJsonValue node, int depth) -> QJsonValue {
+        if (depth == keys.size())
+            return value;
+        bool isIndex = false;
+        const int index = keys[depth].toInt(&isIndex);
+        if (isIndex) {
+            QJsonArray a = node.toArray();
+            a[index] = set(a[index], depth + 1);
+            return a;
+        }
+        QJsonObject o = node.toObject();
+        if (value.isUndefined() && depth == keys.size() - 1)
+            o.remove(keys[depth]);
+        else
+            o[keys[depth]] = set(o[keys[depth]], depth + 1);
+        return o;
+    };
+    return QJsonDocument(set(root, 0).toObject()).toJson();
+}
+
+} // namespace
+
+class TestReportFile : public QObject {
+    Q_OBJECT
+private slots:
+    void roundTrip_data()
+    {
+        QTest::addColumn<ReportTemplate>("tpl");
+        QTest::newRow("empty template") << ReportTemplate();
+        QTest::newRow("bill layout") << samples::invoiceTemplate();
+        QTest::newRow("every kind of item and setting") << everyKindOfItem();
+    }
+    void roundTrip()
+    {
+        QFETCH(ReportTemplate, tpl);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("模板.grf"));
+        QString error;
+        QVERIFY2(saveTemplate(tpl, path, &error), qPrintable(error));
+        const auto loaded = loadTemplate(path, &error);
+        QVERIFY2(loaded, qPrintable(error));
+        QVERIFY(*loaded == tpl);
+        // A second save writes the same bytes.
+        QCOMPARE(templateToJson(*loaded), templateToJson(tpl));
+    }
+
+    void equalityNoticesChanges()
+    {
+        // The round trip is only as good as the comparison.
+        const ReportTemplate base = everyKindOfItem();
+        ReportTemplate changed = base;
+        changed.band(BandKind::Detail).items[0].frame.width = 6;
+        QVERIFY(!(changed == base));
+        changed = base;
+        changed.band(BandKind::Detail).items[3].png.append('x');
+        QVERIFY(!(changed == base));
+        changed = base;
+        changed.page.margins.bottom = 81;
+        QVERIFY(!(changed == base));
+    }
+
+    void fileIsUtf8Json()
+    {
+        const QByteArray json = templateToJson(everyKindOfItem());
+        QVERIFY(json.contains("采购发票"));
+        QJsonParseError error;
+        const QJsonDocument doc = QJsonDocument::fromJson(json, &error);
+        QCOMPARE(error.error, QJsonParseError::NoError);
+        QCOMPARE(doc.object().value(QStringLiteral("units")).toString(), QStringLiteral("0.1mm"));
+    }
+
+    void byteOrderMarkIsAccepted()
+    {
+        QVERIFY(templateFromJson("\xEF\xBB\xBF" + validJson()));
+    }
+
+    void missingOptionalValuesTakeDefaults()
+    {
+        const QByteArray minimal = R"({"format":"purfp-report","version":1,"page":{"width":2100,"height":2970},
+            "bands":[{"kind":"detail","height":50,"items":[{"type":"text","x":0,"y":0,"width":100,"height":50}]}]})";
+        QString error;
+        const auto tpl = templateFromJson(minimal, &error);
+        QVERIFY2(tpl, qPrintable(error));
+        QCOMPARE(tpl->fontFamily, QStringLiteral("Noto Sans CJK SC"));
+        QCOMPARE(tpl->band(BandKind::Detail).items.size(), 1);
+        QCOMPARE(tpl->band(BandKind::Summary).height, 0);
+        QCOMPARE(tpl->page.margins, Margins());
+    }
+
+    void malformed_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("mentions");
+        QTest::newRow("empty file") << QByteArray() << "文件为空";
+        QTest::newRow("not JSON") << QByteArray("<report/>") << "JSON";
+        QTest::newRow("truncated") << validJson().left(200) << "JSON";
+        QTest::newRow("array at top") << QByteArray("[1,2]") << "顶层";
+        QTest::newRow("some other JSON") << QByteArray(R"({"name":"x"})") << "format";
+        QTest::newRow("newer version") << withValue(QStringLiteral("version"), 2) << "版本";
+        QTest::newRow("other units") << withValue(QStringLiteral("units"), QStringLiteral("inch")) << "单位";
+        QTest::newRow("no page") << withValue(QStringLiteral("page"), QJsonValue::Undefined) << "page";
+        QTest::newRow("page width as text") << withValue(QStringLiteral("page.width"), QStringLiteral("210")) << "page.width";
+        QTest::newRow("margins eat the paper") << withValue(QStringLiteral("page.margins.left"), 2100) << "页边距";
+        QTest::newRow("bad orientation") << withValue(QStringLiteral("page.orientation"), QStringLiteral("sideways")) << "orientation";
+        QTest::newRow("bands not an array") << withValue(QStringLiteral("bands"), 3) << "bands";
+        QTest::newRow("unknown band") << withValue(QStringLiteral("bands.0.kind"), QStringLiteral("groupHeader")) << "bands[0].kind";
+        QTest::newRow("band twice") << withValue(QStringLiteral("bands.1.kind"), QStringLiteral("reportHeader")) << "两次";
+        QTest::newRow("negative band height") << withValue(QStringLiteral("bands.3.height"), -1) << "bands[3].height";
+        QTest::newRow("item without type") << withValue(QStringLiteral("bands.3.items.0.type"), QJsonValue::Undefined) << "bands[3].items[0].type";
+        QTest::newRow("unknown item type") << withValue(QStringLiteral("bands.3.items.0.type"), QStringLiteral("chart")) << "chart";
+        QTest::newRow("fractional x") << withValue(QStringLiteral("bands.3.items.0.x"), 1.5) << "bands[3].items[0].x";
+        QTest::newRow("negative width") << withValue(QStringLiteral("bands.3.items.0.width"), -10) << "width";
+        QTest::newRow("bold as text") << withValue(QStringLiteral("bands.3.items.0.font.bold"), QStringLiteral("yes")) << "font.bold";
+        QTest::newRow("bad colour") << withValue(QStringLiteral("bands.3.items.0.color"), QStringLiteral("#zz")) << "颜色";
+        QTest::newRow("item not an object") << withValue(QStringLiteral("bands.3.items.0"), 5) << "items[0]";
+        const QByteArray image = withValue(QStringLiteral("bands.0.items.1.type"), QStringLiteral("image"));
+        QTest::newRow("image not PNG") << withValue(QStringLiteral("bands.0.items.1.png"), QStringLiteral("R0lGODlh"), image) << "PNG";
+        QTest::newRow("image not Base64") << withValue(QStringLiteral("bands.0.items.1.png"), QStringLiteral("*#!"), image) << "PNG";
+    }
+    void malformed()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, mentions);
+        QString error;
+        const auto tpl = templateFromJson(bytes, &error);
+        QVERIFY(!tpl);
+        QVERIFY2(error.contains(mentions), qPrintable(error));
+
+        // Through the report object and a file as the editor uses it.
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("bad.grf"));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        f.close();
+        Report r;
+        QVERIFY(r.loadFromData(validJson()));
+        QVERIFY(!r.loadFromFile(path));
+        QVERIFY(!r.hasTemplate());
+        QVERIFY(r.errorString().contains(mentions));
+    }
+
+    void missingFile()
+    {
+        QString error;
+        QVERIFY(!loadTemplate(QStringLiteral("/nonexistent/purfp/x.grf"), &error));
+        QVERIFY(error.contains(QStringLiteral("/nonexistent/purfp/x.grf")));
+    }
+
+    void unwritablePath()
+    {
+        QString error;
+        QVERIFY(!saveTemplate(ReportTemplate(), QStringLiteral("/proc/purfp-no-such/x.grf"), &error));
+        QVERIFY(!error.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestReportFile)
+#include "tst_reportfile.moc"

@@ -1,0 +1,371 @@
+// Pagination: where bands land, page breaks, clipping, page numbers and sums.
+#include "ReportSamples.h"
+
+#include "report/ReportFont.h"
+#include "report/ReportLayout.h"
+#include "report/ReportText.h"
+
+#include <QTest>
+
+using namespace report;
+
+namespace {
+
+// One word per band on each page: R P H S F for the report header, page
+// header, detail header, summary and footer, the record's index for a
+// detail band; "!" marks a band that was cut short.
+QStringList describe(const ReportLayout &layout)
+{
+    QStringList pages;
+    for (const LayoutPage &page : layout.pages) {
+        QStringList words;
+        for (const PlacedBand &band : page.bands) {
+            QString w;
+            switch (band.kind) {
+            case BandKind::ReportHeader: w = QStringLiteral("R"); break;
+            case BandKind::PageHeader: w = QStringLiteral("P"); break;
+            case BandKind::DetailHeader: w = QStringLiteral("H"); break;
+            case BandKind::Detail: w = QString::number(band.record); break;
+            case BandKind::Summary: w = QStringLiteral("S"); break;
+            case BandKind::PageFooter: w = QStringLiteral("F"); break;
+            }
+            if (band.clipped)
+                w += u'!';
+            words << w;
+        }
+        pages << words.join(u' ');
+    }
+    return pages;
+}
+
+// What must hold for every layout, whatever the template and the data.
+void checkInvariants(const ReportLayout &layout, int records)
+{
+    const ReportTemplate &tpl = layout.tpl;
+    const QRect content = tpl.page.contentRect();
+    const int footer = tpl.band(BandKind::PageFooter).height;
+    const double footerTop = content.top() + content.height() - footer;
+    QVERIFY(layout.pageCount() >= 1);
+    int nextRecord = 0;
+    int summaries = 0;
+    for (int p = 0; p < layout.pageCount(); ++p) {
+        const LayoutPage &page = layout.pages[p];
+        double previousBottom = content.top();
+        int footers = 0;
+        for (const PlacedBand &band : page.bands) {
+            QVERIFY2(band.rect.top() >= previousBottom - 1e-9, qPrintable(QStringLiteral("page %1: bands overlap").arg(p + 1)));
+            QVERIFY(band.rect.left() == content.left() && band.rect.width() == content.width());
+            QVERIFY(band.rect.bottom() <= content.top() + content.height() + 1e-9);
+            previousBottom = band.rect.bottom();
+            if (band.kind == BandKind::PageFooter) {
+                ++footers;
+                QCOMPARE(band.rect.top(), footerTop);
+                QCOMPARE(band.rect.height(), double(footer));
+            } else {
+                // Nothing but the footer in the footer's room.
+                QVERIFY2(band.rect.bottom() <= footerTop + 1e-9,
+                         qPrintable(QStringLiteral("page %1: band over the footer").arg(p + 1)));
+            }
+            if (band.kind == BandKind::Detail) {
+                QCOMPARE(band.record, nextRecord);
+                ++nextRecord;
+            }
+            if (band.kind == BandKind::Summary) {
+                ++summaries;
+                QCOMPARE(p, layout.pageCount() - 1);
+            }
+            if (!band.clip) {
+                for (const PlacedItem &item : band.items) {
+                    // Compared by edges: a line's box has no height.
+                    const QRectF &r = item.rect;
+                    QVERIFY(r.left() >= band.rect.left() && r.right() <= band.rect.right());
+                    QVERIFY(r.top() >= band.rect.top() && r.bottom() <= band.rect.bottom());
+                }
+            }
+        }
+        QCOMPARE(footers, footer > 0 ? 1 : 0);
+        if (tpl.band(BandKind::PageHeader).height > 0) {
+            const int expectedAt = (p == 0 && tpl.band(BandKind::ReportHeader).height > 0) ? 1 : 0;
+            QVERIFY(page.bands.size() > expectedAt);
+            QCOMPARE(page.bands[expectedAt].kind, BandKind::PageHeader);
+        }
+    }
+    QCOMPARE(nextRecord, tpl.band(BandKind::Detail).height > 0 ? records : 0);
+    QCOMPARE(summaries, tpl.band(BandKind::Summary).height > 0 ? 1 : 0);
+}
+
+const PlacedBand *findBand(const LayoutPage &page, BandKind kind)
+{
+    for (const PlacedBand &band : page.bands) {
+        if (band.kind == kind)
+            return &band;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+class TestReportLayout : public QObject {
+    Q_OBJECT
+private slots:
+    void pagination_data()
+    {
+        QTest::addColumn<int>("reportHeader");
+        QTest::addColumn<int>("detailHeader");
+        QTest::addColumn<int>("detail");
+        QTest::addColumn<int>("summary");
+        QTest::addColumn<int>("footer");
+        QTest::addColumn<int>("records");
+        QTest::addColumn<QStringList>("pages");
+        // Content 1000 tenths high; page header 100. With page header,
+        // detail header and footer of 100 each, seven rows of 100 fit.
+        QTest::newRow("no records: one page with headers and summary")
+            << 0 << 100 << 100 << 100 << 100 << 0 << QStringList{"P H S F"};
+        QTest::newRow("rows exactly fill the page, no extra page")
+            << 0 << 100 << 100 << 0 << 100 << 7 << QStringList{"P H 0 1 2 3 4 5 6 F"};
+        QTest::newRow("one row more than fits")
+            << 0 << 100 << 100 << 0 << 100 << 8 << QStringList{"P H 0 1 2 3 4 5 6 F", "P H 7 F"};
+        QTest::newRow("summary fits after the rows")
+            << 0 << 100 << 100 << 100 << 100 << 6 << QStringList{"P H 0 1 2 3 4 5 S F"};
+        QTest::newRow("summary moves to page 2 with headers repeated")
+            << 0 << 100 << 100 << 100 << 100 << 7 << QStringList{"P H 0 1 2 3 4 5 6 F", "P H S F"};
+        QTest::newRow("report header on page 1 only")
+            << 200 << 100 << 100 << 0 << 100 << 8 << QStringList{"R P H 0 1 2 3 4 F", "P H 5 6 7 F"};
+        QTest::newRow("row taller than a page is cut off, one per page")
+            << 0 << 100 << 1500 << 100 << 100 << 3 << QStringList{"P H 0! F", "P H 1! F", "P H 2! F", "P H S F"};
+        QTest::newRow("summary taller than a page")
+            << 0 << 100 << 100 << 1500 << 100 << 1 << QStringList{"P H 0 F", "P H S! F"};
+        QTest::newRow("no footer: the room is used")
+            << 0 << 100 << 100 << 0 << 0 << 8 << QStringList{"P H 0 1 2 3 4 5 6 7"};
+        QTest::newRow("no detail header")
+            << 0 << 0 << 100 << 0 << 100 << 9 << QStringList{"P 0 1 2 3 4 5 6 7 F", "P 8 F"};
+        QTest::newRow("rows that do not divide the room")
+            << 0 << 100 << 130 << 0 << 100 << 10 << QStringList{"P H 0 1 2 3 4 F", "P H 5 6 7 8 9 F"};
+        QTest::newRow("report header taller than a page")
+            << 1500 << 100 << 100 << 0 << 100 << 1 << QStringList{"R! P! H! F", "P H 0 F"};
+    }
+    void pagination()
+    {
+        QFETCH(int, reportHeader);
+        QFETCH(int, detailHeader);
+        QFETCH(int, detail);
+        QFETCH(int, summary);
+        QFETCH(int, footer);
+        QFETCH(int, records);
+        QFETCH(QStringList, pages);
+        samples::Bands b;
+        b.reportHeader = reportHeader;
+        b.detailHeader = detailHeader;
+        b.detail = detail;
+        b.summary = summary;
+        b.pageFooter = footer;
+        const ReportLayout layout = layoutReport(samples::bandTemplate(b), samples::numberedRecords(records), QString());
+        QCOMPARE(describe(layout), pages);
+        checkInvariants(layout, records);
+    }
+
+    void clippedRowKeepsTheRoomLeft()
+    {
+        samples::Bands b;
+        b.detail = 1500;
+        const ReportLayout layout = layoutReport(samples::bandTemplate(b), samples::numberedRecords(1), QString());
+        const PlacedBand *row = findBand(layout.pages[0], BandKind::Detail);
+        QVERIFY(row);
+        QVERIFY(row->clipped && row->clip);
+        // Page header and detail header take 200, the footer 100.
+        QCOMPARE(row->rect, QRectF(100, 300, 1900, 700));
+        QCOMPARE(row->items[0].rect.height(), 1500.0);
+    }
+
+    void pageNumbersOnEveryPage_data()
+    {
+        QTest::addColumn<int>("records");
+        QTest::addColumn<int>("pages");
+        QTest::newRow("none") << 0 << 1;
+        QTest::newRow("one page") << 7 << 1;
+        QTest::newRow("two pages") << 8 << 2;
+        QTest::newRow("eleven pages") << 75 << 11;
+    }
+    void pageNumbersOnEveryPage()
+    {
+        QFETCH(int, records);
+        QFETCH(int, pages);
+        const ReportLayout layout = layoutReport(samples::bandTemplate({}), samples::numberedRecords(records), QString());
+        QCOMPARE(layout.pageCount(), pages);
+        for (int p = 0; p < pages; ++p) {
+            const PlacedBand *header = findBand(layout.pages[p], BandKind::PageHeader);
+            const PlacedBand *footer = findBand(layout.pages[p], BandKind::PageFooter);
+            QVERIFY(header && footer);
+            QCOMPARE(header->items[0].text, QStringLiteral("第%1页 共%2页").arg(p + 1).arg(pages));
+            QCOMPARE(footer->items[0].text, QStringLiteral("%1/%2").arg(p + 1).arg(pages));
+        }
+    }
+
+    void wrappedPageCountIsFilledIn()
+    {
+        // A wrapping item measures the page count with a stand-in; its lines
+        // carry the real count.
+        ReportTemplate tpl = samples::bandTemplate({});
+        ReportItem &item = tpl.band(BandKind::PageFooter).items[0];
+        item.wordWrap = true;
+        const ReportLayout layout = layoutReport(tpl, samples::numberedRecords(20), QString());
+        QCOMPARE(layout.pageCount(), 3);
+        const PlacedBand *footer = findBand(layout.pages[1], BandKind::PageFooter);
+        QCOMPARE(footer->items[0].lines, QStringList{QStringLiteral("2/3")});
+    }
+
+    void sumsAreExactDecimals_data()
+    {
+        QTest::addColumn<QVariantList>("values");
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("0.1 + 0.2 as doubles") << QVariantList{0.1, 0.2} << QString() << "0.3";
+        QTest::newRow("0.1 + 0.2 formatted") << QVariantList{0.1, 0.2} << "0.00" << "0.30";
+        QTest::newRow("ten times 0.1") << QVariantList(10, 0.1) << QString() << "1";
+        QTest::newRow("33.33 three times, as text") << QVariantList(3, QStringLiteral("33.33")) << "#,##0.00" << "99.99";
+        QTest::newRow("large with thousands") << QVariantList{1234567.89, QStringLiteral("0.11")} << "#,##0.00" << "1,234,568.00";
+        QTest::newRow("negative and integer") << QVariantList{QStringLiteral("-5.5"), 2} << QString() << "-3.5";
+        QTest::newRow("nulls and blanks count as nothing") << QVariantList{QVariant(), QString(), 1.25} << QString() << "1.25";
+        QTest::newRow("four decimals kept") << QVariantList{0.0001, 0.0002} << QString() << "0.0003";
+    }
+    void sumsAreExactDecimals()
+    {
+        QFETCH(QVariantList, values);
+        QFETCH(QString, format);
+        QFETCH(QString, expected);
+        ReportTemplate tpl = samples::bandTemplate({});
+        samples::setBand(tpl, BandKind::Summary, 100, QStringLiteral("[#Sum(fhxamount)]"));
+        tpl.band(BandKind::Summary).items[0].format = format;
+        ReportData data;
+        for (const QVariant &v : values)
+            data.append(ReportRecord{{QStringLiteral("FHXAmount"), v}});
+        const ReportLayout layout = layoutReport(tpl, data, QString());
+        const PlacedBand *summary = findBand(layout.pages.last(), BandKind::Summary);
+        QVERIFY(summary);
+        QCOMPARE(summary->items[0].text, expected);
+    }
+
+    void pageSumsAddUpToTheTotal()
+    {
+        const ReportData data = samples::invoiceRecords(60);
+        const ReportLayout layout = layoutReport(samples::invoiceTemplate(), data, QStringLiteral("采购发票"));
+        QVERIFY(layout.pageCount() >= 2);
+        checkInvariants(layout, 60);
+        Amount all;
+        for (const LayoutPage &page : layout.pages) {
+            Amount onPage;
+            for (const PlacedBand &band : page.bands) {
+                if (band.kind == BandKind::Detail)
+                    onPage += Amount::parse(data.at(band.record).value(QStringLiteral("fhxamount")).toString()).value();
+            }
+            all += onPage;
+            const PlacedBand *footer = findBand(page, BandKind::PageFooter);
+            QCOMPARE(footer->items[0].text, QStringLiteral("本页金额小计：") + formatAmount(onPage, QStringLiteral("#,##0.00")));
+        }
+        const PlacedBand *summary = findBand(layout.pages.last(), BandKind::Summary);
+        QVERIFY(summary);
+        QCOMPARE(summary->items[3].text, formatAmount(all, QStringLiteral("#,##0.00")));
+        QCOMPARE(summary->items[0].text, QStringLiteral("合计（共 60 行）"));
+    }
+
+    void fieldNamesIgnoreCase()
+    {
+        ReportTemplate tpl = samples::bandTemplate({});
+        samples::setBand(tpl, BandKind::Detail, 100, QStringLiteral("[fbillno]|[FBILLNO]|[FbIlLnO]|[ fBillNo ]|[missing]"));
+        ReportData data;
+        ReportRecord record{{QStringLiteral("FBillNo"), QStringLiteral("old")}};
+        record.setValue(QStringLiteral("fbillNO"), QStringLiteral("CG-001"));
+        QCOMPARE(record.size(), 1);
+        QCOMPARE(record.fieldNames(), QStringList{QStringLiteral("FBillNo")});
+        data.append(record);
+        const ReportLayout layout = layoutReport(tpl, data, QString());
+        const PlacedBand *row = findBand(layout.pages[0], BandKind::Detail);
+        QCOMPARE(row->items[0].text, QStringLiteral("CG-001|CG-001|CG-001|CG-001|"));
+    }
+
+    void headerBandsReadTheirRecords()
+    {
+        // Header fields print from the first record, the summary from the
+        // last; [#Title] is the caller's title.
+        ReportTemplate tpl = samples::bandTemplate({});
+        samples::setBand(tpl, BandKind::ReportHeader, 100, QStringLiteral("[#Title] [fno]"));
+        samples::setBand(tpl, BandKind::Summary, 100, QStringLiteral("last [fno] of [#Count]"));
+        const ReportLayout layout = layoutReport(tpl, samples::numberedRecords(3), QStringLiteral("采购发票"));
+        QCOMPARE(findBand(layout.pages[0], BandKind::ReportHeader)->items[0].text, QStringLiteral("采购发票 1"));
+        QCOMPARE(findBand(layout.pages[0], BandKind::Summary)->items[0].text, QStringLiteral("last 3 of 3"));
+    }
+
+    void textThatCanGrowMakesItsBandTaller_data()
+    {
+        QTest::addColumn<QString>("content");
+        QTest::addColumn<bool>("grows");
+        QTest::newRow("short") << QStringLiteral("螺栓") << false;
+        QTest::newRow("long Chinese") << QString(QStringLiteral("不锈钢六角螺栓加长型表面镀锌处理")).repeated(4) << true;
+        QTest::newRow("long words") << QStringLiteral("stainless hexagon bolt extra long zinc plated for outdoor use").repeated(2) << true;
+        QTest::newRow("line feeds") << QStringLiteral("一\n二\n三") << true;
+    }
+    void textThatCanGrowMakesItsBandTaller()
+    {
+        QFETCH(QString, content);
+        QFETCH(bool, grows);
+        ReportTemplate tpl = samples::bandTemplate({});
+        Band &detail = tpl.band(BandKind::Detail);
+        detail.height = 60;
+        detail.items = {samples::text(0, 0, 400, 60, QStringLiteral("[fname]"), HAlign::Left, true),
+                        samples::text(400, 0, 300, 60, QStringLiteral("[fno]"), HAlign::Right, true),
+                        samples::text(700, 0, 300, 40, QStringLiteral("top only"))};
+        detail.items[0].canGrow = true;
+        ReportData data;
+        data.append(ReportRecord{{QStringLiteral("fname"), content}, {QStringLiteral("fno"), 1}});
+        data.append(ReportRecord{{QStringLiteral("fname"), QStringLiteral("x")}, {QStringLiteral("fno"), 2}});
+        const ReportLayout layout = layoutReport(tpl, data, QString());
+        checkInvariants(layout, 2);
+        const LayoutPage &page = layout.pages[0];
+        const PlacedBand &row = page.bands[2];
+        const PlacedBand &next = page.bands[3];
+        QCOMPARE(row.record, 0);
+        const PlacedItem &cell = row.items[0];
+        QCOMPARE(row.rect.height() > 60, grows);
+        QCOMPARE(cell.lines.size() > 1, grows);
+        // Nothing lost, every line within the cell.
+        QString joined = cell.lines.join(QString());
+        QString original = content;
+        joined.remove(u' ');
+        original.remove(u' ').remove(u'\n');
+        QCOMPARE(joined, original);
+        const TextMeasurer measurer;
+        const QFont font = itemFont(tpl, detail.items[0]);
+        for (const QString &line : cell.lines)
+            QVERIFY(measurer.textWidth(line, font) <= 400 - 2 * TextPaddingX + 0.01);
+        QVERIFY(cell.rect.height() >= cell.lines.size() * cell.lineHeight);
+        // The framed neighbour reaching the bottom stretches; the item that
+        // stops short does not; the next row starts below the grown row.
+        QCOMPARE(row.items[1].rect.height(), row.rect.height());
+        QCOMPARE(row.items[2].rect.height(), 40.0);
+        QCOMPARE(next.rect.top(), row.rect.bottom());
+    }
+
+    void growingRowsNeverCrossTheFooter()
+    {
+        ReportTemplate tpl = samples::invoiceTemplate();
+        ReportData data = samples::invoiceRecords(200);
+        const ReportLayout layout = layoutReport(tpl, data, QString());
+        checkInvariants(layout, 200);
+        int grown = 0;
+        for (const LayoutPage &page : layout.pages) {
+            for (const PlacedBand &band : page.bands)
+                grown += band.kind == BandKind::Detail && band.rect.height() > 60;
+        }
+        QVERIFY(grown > 0);
+    }
+
+    void emptyTemplateGivesOnePage()
+    {
+        const ReportLayout layout = layoutReport(ReportTemplate(), samples::numberedRecords(5), QString());
+        QCOMPARE(layout.pageCount(), 1);
+        QVERIFY(layout.pages[0].bands.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestReportLayout)
+#include "tst_reportlayout.moc"

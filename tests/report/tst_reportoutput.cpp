@@ -1,0 +1,314 @@
+// Outputs: the records feed, PDF, printer, preview and page images, all from
+// the same layout.
+#include "ReportSamples.h"
+
+#include "report/Report.h"
+#include "report/ReportPainter.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QPrintPreviewDialog>
+#include <QPrintPreviewWidget>
+#include <QPrinter>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace report;
+
+namespace {
+
+int pdfPageCount(const QString &path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray bytes = f.readAll();
+    if (!bytes.startsWith("%PDF"))
+        return -1;
+    static const QRegularExpression page(QStringLiteral("/Type\\s*/Page(?![s\\w])"));
+    return int(QString::fromLatin1(bytes).count(page));
+}
+
+// Runs a tool that may be missing; empty when it is.
+std::optional<QString> runTool(const QString &tool, const QStringList &arguments)
+{
+    if (QStandardPaths::findExecutable(tool).isEmpty())
+        return std::nullopt;
+    QProcess p;
+    p.start(tool, arguments);
+    if (!p.waitForFinished(60000) || p.exitCode() != 0)
+        return QString();
+    return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+// Bands with thick frames and no text: on a page image only the frames are
+// dark, so the painted rules can be measured.
+ReportTemplate framedBands()
+{
+    ReportTemplate tpl = samples::bandTemplate({});
+    for (Band &band : tpl.bands) {
+        for (ReportItem &item : band.items) {
+            item.text.clear();
+            item.frame = Frame::box(5);
+        }
+    }
+    return tpl;
+}
+
+// Centres of the horizontal rules painted across most of the page, in
+// tenths from the top of the paper.
+QVector<double> paintedRules(const QImage &image, int dpi)
+{
+    QVector<double> rules;
+    const int width = image.width();
+    int start = -1;
+    double weighted = 0, weight = 0;
+    for (int y = 0; y <= image.height(); ++y) {
+        double coverage = 0;
+        if (y < image.height()) {
+            const QRgb *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+            for (int x = 0; x < width; ++x)
+                coverage += 255 - qGray(line[x]);
+            coverage /= 255.0 * width;
+        }
+        if (coverage > 0.3) {
+            if (start < 0)
+                start = y;
+            weighted += (y + 0.5) * coverage;
+            weight += coverage;
+        } else if (start >= 0) {
+            rules.append(weighted / weight * TenthsPerInch / dpi);
+            start = -1;
+            weighted = weight = 0;
+        }
+    }
+    return rules;
+}
+
+} // namespace
+
+class TestReportOutput : public QObject {
+    Q_OBJECT
+private slots:
+    void recordsComeFromTheCallbackEachTime()
+    {
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        int asked = 0;
+        r.setFetchRecords([&](ReportData &data) {
+            ++asked;
+            const ReportData rows = samples::invoiceRecords(3);
+            for (const ReportRecord &record : rows.records())
+                data.append(record);
+        });
+        r.setTitle(QStringLiteral("采购发票"));
+        const ReportLayout &layout = r.prepare();
+        QCOMPARE(asked, 1);
+        QCOMPARE(r.data().count(), 3);
+        QCOMPARE(layout.pages[0].bands[0].items[0].text, QStringLiteral("采购发票"));
+        // Preparing again asks again and does not keep the old records.
+        r.prepare();
+        QCOMPARE(asked, 2);
+        QCOMPARE(r.data().count(), 3);
+    }
+
+    void recordsComeFromTheSignalWithoutCallback()
+    {
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        QCOMPARE(r.title(), QStringLiteral("单据"));
+        connect(&r, &Report::fetchRecords, this, [](ReportData *data) {
+            data->append(QVariantMap{{QStringLiteral("FITEMNAME"), QStringLiteral("垫圈")}});
+        });
+        const ReportLayout &layout = r.prepare();
+        QCOMPARE(r.data().count(), 1);
+        QCOMPARE(layout.pages[0].bands[0].items[0].text, QStringLiteral("单据"));
+        bool found = false;
+        for (const PlacedBand &band : layout.pages[0].bands) {
+            if (band.kind == BandKind::Detail)
+                found = band.items[2].text == QStringLiteral("垫圈");
+        }
+        QVERIFY(found);
+    }
+
+    void pdfEmbedsTheChineseFont()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("发票.pdf"));
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        r.setTitle(QStringLiteral("采购发票"));
+        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        QVERIFY2(r.exportPdf(path), qPrintable(r.errorString()));
+        QCOMPARE(pdfPageCount(path), r.layout().pageCount());
+
+        const auto fonts = runTool(QStringLiteral("pdffonts"), {path});
+        if (!fonts)
+            QSKIP("pdffonts (poppler-utils) is not installed: embedding not checked");
+        // name type encoding emb sub uni object ID
+        const QStringList lines = fonts->split(u'\n', Qt::SkipEmptyParts).mid(2);
+        QVERIFY2(!lines.isEmpty(), qPrintable(*fonts));
+        bool cjk = false;
+        for (const QString &line : lines) {
+            const QStringList columns = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+            QVERIFY(columns.size() >= 7);
+            QCOMPARE(columns[columns.size() - 5], QStringLiteral("yes")); // embedded
+            cjk = cjk || line.contains(QStringLiteral("NotoSansCJK"));
+        }
+        QVERIFY2(cjk, qPrintable(*fonts));
+
+        const auto extracted = runTool(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
+        QVERIFY(extracted);
+        // The writer maps a glyph that the font shares between an ideograph
+        // and a Kangxi radical back to the radical; compatibility
+        // normalisation turns those into the ideographs again.
+        const QString text = extracted->normalized(QString::NormalizationForm_KC);
+        QVERIFY2(text.contains(QStringLiteral("上海华东五金制品有限公司")), qPrintable(text.left(600)));
+        QVERIFY(text.contains(QStringLiteral("采购发票")));
+        // Digits inside mixed text keep their characters.
+        QVERIFY(text.contains(QStringLiteral("CGFP-2024-000123")));
+        QVERIFY(text.contains(QStringLiteral("1/%1").arg(r.layout().pageCount())));
+    }
+
+    void sameBreaksAtEveryResolution_data()
+    {
+        QTest::addColumn<int>("dpi");
+        QTest::newRow("96 dpi") << 96;
+        QTest::newRow("300 dpi") << 300;
+        QTest::newRow("1200 dpi") << 1200;
+    }
+    void sameBreaksAtEveryResolution()
+    {
+        QFETCH(int, dpi);
+        QTemporaryDir dir;
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(120); });
+        const int pages = r.prepare().pageCount();
+        QVERIFY(pages > 2);
+
+        const QString pdf = dir.filePath(QStringLiteral("writer.pdf"));
+        QVERIFY(r.exportPdf(pdf, dpi));
+        QCOMPARE(pdfPageCount(pdf), pages);
+
+        QPrinter printer(QPrinter::HighResolution);
+        printer.setOutputFormat(QPrinter::PdfFormat);
+        printer.setOutputFileName(dir.filePath(QStringLiteral("printer.pdf")));
+        printer.setResolution(dpi);
+        QCOMPARE(r.print(&printer), pages);
+        QCOMPARE(pdfPageCount(printer.outputFileName()), pages);
+    }
+
+    void paintedRulesSitWhereTheLayoutPutsThem_data()
+    {
+        QTest::addColumn<int>("dpi");
+        QTest::newRow("96 dpi") << 96;
+        QTest::newRow("150 dpi") << 150;
+        QTest::newRow("300 dpi") << 300;
+    }
+    void paintedRulesSitWhereTheLayoutPutsThem()
+    {
+        QFETCH(int, dpi);
+        const ReportLayout layout = layoutReport(framedBands(), samples::numberedRecords(20), QString());
+        QCOMPARE(layout.pageCount(), 3);
+        for (int page : {0, 2}) {
+            QVector<double> expected;
+            for (const PlacedBand &band : layout.pages[page].bands) {
+                for (double y : {band.rect.top(), band.rect.bottom()}) {
+                    if (!expected.contains(y))
+                        expected.append(y);
+                }
+            }
+            std::sort(expected.begin(), expected.end());
+            const QVector<double> painted = paintedRules(renderPageImage(layout, page, dpi), dpi);
+            QCOMPARE(painted.size(), expected.size());
+            const double tolerance = TenthsPerInch / dpi + 1;
+            for (int i = 0; i < painted.size(); ++i)
+                QVERIFY2(std::abs(painted[i] - expected[i]) <= tolerance,
+                         qPrintable(QStringLiteral("rule %1 at %2, expected %3").arg(i).arg(painted[i]).arg(expected[i])));
+        }
+    }
+
+    void nothingIsPaintedOverTheFooter()
+    {
+        // A row taller than the page, filled black, must stop at the footer.
+        ReportTemplate tpl = samples::bandTemplate({});
+        tpl.band(BandKind::PageFooter).items.clear();
+        Band &detail = tpl.band(BandKind::Detail);
+        detail.height = 1500;
+        ReportItem fill;
+        fill.kind = ItemKind::Rect;
+        fill.geometry = QRect(0, 0, 1900, 1500);
+        fill.fillColor = QStringLiteral("#000000");
+        detail.items = {fill};
+        const ReportLayout layout = layoutReport(tpl, samples::numberedRecords(1), QString());
+        const int dpi = 96;
+        const QImage image = renderPageImage(layout, 0, dpi);
+        auto row = [&](double tenths) { return int(tenths * dpi / TenthsPerInch); };
+        const int footerTop = row(1000); // content 100..1100, footer 100 high
+        const int x = image.width() / 2;
+        QCOMPARE(qGray(image.pixel(x, footerTop - 2)), 0);
+        for (int y = footerTop + 1; y < image.height(); ++y)
+            QVERIFY2(image.pixel(x, y) == qRgb(255, 255, 255), qPrintable(QStringLiteral("row %1").arg(y)));
+    }
+
+    void previewShowsEveryPage()
+    {
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        int shown = -1;
+        QTimer::singleShot(0, this, [&] {
+            auto *dialog = qobject_cast<QPrintPreviewDialog *>(QApplication::activeModalWidget());
+            if (!dialog)
+                return;
+            auto *widget = dialog->findChild<QPrintPreviewWidget *>();
+            widget->updatePreview();
+            shown = widget->pageCount();
+            dialog->reject();
+        });
+        QVERIFY(r.preview());
+        QCOMPARE(shown, r.layout().pageCount());
+    }
+
+    void previewNeedsATemplate()
+    {
+        Report r;
+        QVERIFY(!r.preview());
+    }
+
+    void samplePagesAsImages()
+    {
+        // Writes the pages where a person can look at them when
+        // PURFP_REPORT_RENDER_DIR names a folder.
+        QTemporaryDir temp;
+        const QString folder = qEnvironmentVariableIsSet("PURFP_REPORT_RENDER_DIR")
+                                   ? qEnvironmentVariable("PURFP_REPORT_RENDER_DIR")
+                                   : temp.path();
+        QDir().mkpath(folder);
+        Report r;
+        r.setReportTemplate(samples::invoiceTemplate());
+        r.setTitle(QStringLiteral("采购发票"));
+        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        const int pages = r.prepare().pageCount();
+        QVERIFY(pages >= 2);
+        QVERIFY(r.exportPdf(QDir(folder).filePath(QStringLiteral("report.pdf"))));
+        for (int p = 0; p < pages; ++p) {
+            const QImage image = r.renderPage(p, 110);
+            QCOMPARE(image.size(), QSize(qRound(2100 * 110 / 254.0), qRound(2970 * 110 / 254.0)));
+            QVERIFY(image.save(QDir(folder).filePath(QStringLiteral("report-%1.png").arg(p + 1))));
+            // Ink inside the margins only.
+            const int margin = int(120 * 110 / 254.0) - 2;
+            for (int x = 0; x < image.width(); x += 3)
+                QCOMPARE(image.pixel(x, margin - 1), qRgb(255, 255, 255));
+        }
+    }
+};
+
+QTEST_MAIN(TestReportOutput)
+#include "tst_reportoutput.moc"
