@@ -6,6 +6,7 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
+#include "platform/SearchListKeys.h"
 
 #include <QApplication>
 #include <QDialogButtonBox>
@@ -394,28 +395,18 @@ bool CodeSelectorDialog::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() != QEvent::KeyPress)
         return QDialog::eventFilter(watched, event);
-    auto *key = static_cast<QKeyEvent *>(event);
-    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+    switch (routeSearchListKey(watched, static_cast<QKeyEvent *>(event), m_search, m_list)) {
+    case SearchKeyAction::Choose:
         choose();
         return true;
-    }
-    if (watched == m_search) {
-        switch (key->key()) {
-        case Qt::Key_Up:
-        case Qt::Key_Down:
-        case Qt::Key_PageUp:
-        case Qt::Key_PageDown:
-            QApplication::sendEvent(m_list, key);
-            if (currentListRow() < 0)
-                setCurrentListRow(0);
-            return true;
-        default:
-            break;
-        }
-    } else if (watched == m_list && !key->text().isEmpty() && key->text().at(0).isPrint()) {
-        m_search->setFocus();
-        QApplication::sendEvent(m_search, key);
+    case SearchKeyAction::Navigated:
+        if (currentListRow() < 0)
+            setCurrentListRow(0);
         return true;
+    case SearchKeyAction::Typed:
+        return true;
+    case SearchKeyAction::None:
+        break;
     }
     return QDialog::eventFilter(watched, event);
 }

@@ -6,6 +6,7 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
+#include "platform/SearchListKeys.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -236,30 +237,18 @@ bool frmBatchno::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() != QEvent::KeyPress)
         return QDialog::eventFilter(watched, event);
-    auto *key = static_cast<QKeyEvent *>(event);
-    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+    switch (routeSearchListKey(watched, static_cast<QKeyEvent *>(event), m_search, m_grid)) {
+    case SearchKeyAction::Choose:
         choose();
         return true;
-    }
-    if (watched == m_search) {
-        // The arrows walk the grid while the caret stays in the search box.
-        switch (key->key()) {
-        case Qt::Key_Up:
-        case Qt::Key_Down:
-        case Qt::Key_PageUp:
-        case Qt::Key_PageDown:
-            QApplication::sendEvent(m_grid, key);
-            if (currentRow() == 0 && gridRows() > 1)
-                setCurrentRow(1);
-            return true;
-        default:
-            break;
-        }
-    } else if (watched == m_grid && !key->text().isEmpty() && key->text().at(0).isPrint()) {
-        // Typing while the grid has the focus goes on in the search box.
-        m_search->setFocus();
-        QApplication::sendEvent(m_search, key);
+    case SearchKeyAction::Navigated:
+        if (currentRow() == 0 && gridRows() > 1)
+            setCurrentRow(1);
         return true;
+    case SearchKeyAction::Typed:
+        return true;
+    case SearchKeyAction::None:
+        break;
     }
     return QDialog::eventFilter(watched, event);
 }
