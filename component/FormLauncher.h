@@ -10,6 +10,8 @@ using QueryOpener = std::function<void()>;
 
 void setEditorOpener(EditorOpener opener);
 void setQueryOpener(QueryOpener opener);
+// With PURFP_NO_FORMS=1 in the environment both return without showing
+// anything (scripted checks of a host's binding).
 // Shows the bill editor (modal: waits until it closes).
 void openBillEditor(bool modal);
 // Shows the query dialog modally.

@@ -4,6 +4,7 @@
 #include "platform/Clock.h"
 #include "platform/DbError.h"
 
+#include <QFile>
 #include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -795,12 +796,17 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
             q.finish();
         }
         {
-            // The default print template; its layout is stored later by the designer.
+            // The default print template: the invoice layout compiled in
+            // beside the schema scripts (sql/PurFP.grf), stored as it stands.
+            QFile templateFile(QStringLiteral(":/sql/PurFP.grf"));
+            if (!templateFile.open(QIODevice::ReadOnly))
+                throw DbError(QStringLiteral("默认打印模板 :/sql/PurFP.grf 无法读取"));
+            const QByteArray templateContent = templateFile.readAll();
             BulkInsert q(db, QStringLiteral("tblBillPrint"),
                          {QStringLiteral("finterid"), QStringLiteral("ftypeid"), QStringLiteral("fReportName"), QStringLiteral("fViewName"),
                           QStringLiteral("fFileName"), QStringLiteral("fOrderSQL"), QStringLiteral("fIsDefault"), QStringLiteral("fcontent")});
             q.add({1, Demo::kInvoiceTypeId, QStringLiteral("采购发票"), QStringLiteral("vPurFPPrint"), QStringLiteral("PurFP.grf"),
-                   nullValue(), 1, QByteArray("")});
+                   nullValue(), 1, templateContent});
             q.finish();
         }
     } catch (...) {

@@ -18,6 +18,10 @@ class TestHost : public QObject {
     static Run purfp(const QStringList &args)
     {
         QProcess p;
+        // Methods are called for the host's binding; nobody closes forms here.
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("PURFP_NO_FORMS"), QStringLiteral("1"));
+        p.setProcessEnvironment(env);
         p.start(qEnvironmentVariable("PURFP_BIN_DIR") + QStringLiteral("/purfp"), args);
         p.waitForFinished(300000);
         return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};

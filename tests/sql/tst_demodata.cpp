@@ -6,6 +6,7 @@
 #include "support/TestDatabase.h"
 
 #include "platform/DbError.h"
+#include "report/ReportFile.h"
 
 #include <QCryptographicHash>
 #include <QSet>
@@ -464,7 +465,11 @@ private slots:
         QCOMPARE(rs.text(QStringLiteral("fFileName")), QStringLiteral("PurFP.grf"));
         QVERIFY(rs.isNull(QStringLiteral("fOrderSQL")));
         QVERIFY(!rs.isNull(QStringLiteral("fcontent")));
-        QCOMPARE(rs.value(QStringLiteral("fcontent")).toByteArray().size(), 0);
+        // The stored template is a real one that the report engine reads.
+        QString error;
+        const auto stored = report::templateFromJson(rs.value(QStringLiteral("fcontent")).toByteArray(), &error);
+        QVERIFY2(stored.has_value(), qPrintable(error));
+        QVERIFY(!stored->bands.isEmpty());
     }
 
     // Each kind of bill and code that the module treats differently is in

@@ -1,0 +1,381 @@
+#include "printing/BillPrinting.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "modules/Privilege.h"
+#include "modules/SetupIni.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+#include "printing/frmUserDesign.h"
+#include "report/Report.h"
+#include "report/ReportDesigner.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <memory>
+
+namespace {
+
+std::unique_ptr<report::Report> &reportHolder()
+{
+    static std::unique_ptr<report::Report> holder;
+    return holder;
+}
+
+PrintSource &source()
+{
+    static PrintSource s;
+    return s;
+}
+
+const QString &connectionFailed()
+{
+    static const QString text = QStringLiteral("数据库连接失败!");
+    return text;
+}
+
+// Opens the shared connection; on failure says so and gives false.
+bool openOrComplain()
+{
+    try {
+        OpenConnection();
+        return true;
+    } catch (const DbError &) {
+        CloseConnection();
+        Prompt::msgBox(connectionFailed(), Prompt::Exclamation, session().msgTitle);
+        return false;
+    }
+}
+
+void showDbError(const DbError &e)
+{
+    CloseConnection();
+    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+}
+
+QString rightCode(const char *digits)
+{
+    return session().gRightPrefix + QString::fromLatin1(digits);
+}
+
+// The right and the saved-bill check shared by preview, print and PDF.
+bool mayPrint(bool isNewBill)
+{
+    if (!HasPrivilege(rightCode("08")))
+        return false;
+    if (isNewBill) {
+        Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, session().msgTitle);
+        return false;
+    }
+    return true;
+}
+
+bool isWritableFolder(const QString &path)
+{
+    if (path.trimmed().isEmpty())
+        return false;
+    const QFileInfo info(path);
+    return info.isDir() && info.isWritable();
+}
+
+} // namespace
+
+report::Report &billReport()
+{
+    auto &holder = reportHolder();
+    if (!holder) {
+        holder = std::make_unique<report::Report>();
+        holder->setFetchRecords([](report::ReportData &data) { Report_FetchRecord(data); });
+    }
+    return *holder;
+}
+
+void releaseBillReport()
+{
+    reportHolder().reset();
+}
+
+const PrintSource &printSource()
+{
+    return source();
+}
+
+QString templateFolder()
+{
+    const QString app = session().gAppPath;
+    if (isWritableFolder(app))
+        return QDir(app).absolutePath();
+    return QDir::tempPath();
+}
+
+QString templateFilePath(const QString &storedName)
+{
+    QString name = storedName.trimmed();
+    // Names stored by Windows installations may carry a folder with either
+    // separator; only the file's own name is used.
+    const qsizetype cut = std::max(name.lastIndexOf(u'/'), name.lastIndexOf(u'\\'));
+    if (cut >= 0)
+        name = name.mid(cut + 1);
+    if (name.isEmpty() || name == u"." || name == u"..")
+        name = QString::number(session().gBillTypeId) + QStringLiteral(".grf");
+    return QDir(templateFolder()).filePath(name);
+}
+
+bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *error)
+{
+    if (QFileInfo::exists(path) && !QFile::remove(path)) {
+        if (error)
+            *error = QStringLiteral("无法替换文件 %1").arg(QDir::toNativeSeparators(path));
+        return false;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        if (error)
+            *error = QStringLiteral("无法写入文件 %1：%2").arg(QDir::toNativeSeparators(path), file.errorString());
+        file.close();
+        QFile::remove(path);
+        return false;
+    }
+    file.close();
+    return true;
+}
+
+QString defaultTemplateSql(int billTypeId)
+{
+    return QStringLiteral("select * from tblBillPrint where ftypeid=") + QString::number(billTypeId)
+        + QStringLiteral(" and isnull(fisdefault,1)=1 ");
+}
+
+QString fetchRecordSql(const QString &viewName, qint32 interId, const QString &orderSql)
+{
+    QString sql = QStringLiteral("select * from ") + viewName + QStringLiteral(" where finterid=") + QString::number(interId);
+    if (orderSql.isEmpty())
+        sql += QStringLiteral(" order by forderid ");
+    else
+        sql += orderSql;
+    return sql;
+}
+
+void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, const QString &orderSql,
+                     report::ReportData &data)
+{
+    Recordset rs = conn.openRecordset(fetchRecordSql(viewName, interId, orderSql));
+    const QStringList names = rs.fieldNames();
+    for (; !rs.eof(); rs.moveNext()) {
+        report::ReportRecord record;
+        for (int c = 0; c < names.size(); ++c)
+            record.setValue(names[c], rs.value(c));
+        data.append(record);
+    }
+}
+
+bool initReport()
+{
+    Session &s = session();
+    report::Report &rep = billReport();
+    if (!openOrComplain())
+        return false;
+
+    bool found = false;
+    QString fileName;
+    try {
+        Recordset rs = s.gConn->openRecordset(defaultTemplateSql(s.gBillTypeId));
+        for (; !rs.eof(); rs.moveNext()) {
+            fileName = templateFilePath(rs.text(QStringLiteral("fFileName")));
+            s.gTemplateFile = fileName;
+            source().viewName = rs.text(QStringLiteral("fViewName"));
+            source().orderSql = rs.text(QStringLiteral("fOrderSQL"));
+            QString error;
+            if (!writeTemplateFile(fileName, rs.value(QStringLiteral("fcontent")).toByteArray(), &error)) {
+                CloseConnection();
+                Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
+                rep.loadFromData(QByteArray()); // leaves the report without a layout
+                return false;
+            }
+            found = true;
+        }
+    } catch (const DbError &e) {
+        showDbError(e);
+        rep.loadFromData(QByteArray());
+        return false;
+    }
+
+    if (!found) {
+        // No default template: the report has no layout, and nothing asks
+        // for records, so the connection is not needed any more.
+        rep.loadFromData(QByteArray());
+        CloseConnection();
+        return false;
+    }
+
+    const bool loaded = rep.loadFromFile(fileName);
+    QFile::remove(fileName);
+    if (!loaded) {
+        CloseConnection();
+        Prompt::msgBox(rep.errorString(), Prompt::Exclamation, s.msgTitle);
+        return false;
+    }
+    rep.setTitle(s.gBillName);
+    // The connection stays open for the records the report asks for next.
+    return true;
+}
+
+void Report_FetchRecord(report::ReportData &data)
+{
+    Session &s = session();
+    try {
+        OpenConnection();
+        readBillRecords(*s.gConn, source().viewName, s.gCurInterId, source().orderSql, data);
+    } catch (const DbError &e) {
+        showDbError(e);
+        return;
+    }
+    CloseConnection();
+}
+
+bool previewBill(QWidget *parent)
+{
+    if (!initReport())
+        return false;
+    return billReport().preview(parent);
+}
+
+bool printBill(QWidget *parent)
+{
+    if (!initReport())
+        return false;
+    return billReport().printWithDialog(parent);
+}
+
+bool exportBillPdf(const QString &path, QString *error)
+{
+    if (!initReport())
+        return false;
+    report::Report &rep = billReport();
+    if (!rep.exportPdf(path)) {
+        if (error)
+            *error = rep.errorString();
+        return false;
+    }
+    return true;
+}
+
+void menuPreview(bool isNewBill, QWidget *parent)
+{
+    if (mayPrint(isNewBill))
+        previewBill(parent);
+}
+
+void menuPrint(bool isNewBill, QWidget *parent)
+{
+    if (mayPrint(isNewBill))
+        printBill(parent);
+}
+
+void menuExportPdf(bool isNewBill, QWidget *parent)
+{
+    Q_UNUSED(parent);
+    if (!mayPrint(isNewBill))
+        return;
+    Session &s = session();
+    QString file = Prompt::saveFileName(QStringLiteral("导出PDF"), QStringLiteral("PDF文件(*.pdf)|*.pdf"),
+                                        s.gBillName + QStringLiteral(".pdf"));
+    if (file.trimmed().isEmpty())
+        return;
+    if (QFileInfo(file).suffix().isEmpty())
+        file += QStringLiteral(".pdf");
+    QString error;
+    if (!exportBillPdf(file, &error)) {
+        // Without a template nothing is written and nothing is said, as for
+        // preview and print.
+        if (!error.isEmpty())
+            Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
+        return;
+    }
+    Prompt::msgBox(QStringLiteral("文件导出成功!"), Prompt::Information, s.msgTitle);
+}
+
+QString defaultPrintKey()
+{
+    return QStringLiteral("Print") + QString::number(session().gBillTypeId);
+}
+
+bool readDefaultPrintOption()
+{
+    computeIniPath();
+    return ReadIni(QStringLiteral("Print"), defaultPrintKey(), QStringLiteral("0")) == u"1";
+}
+
+void writeDefaultPrintOption(bool on)
+{
+    computeIniPath();
+    WriteIni(QStringLiteral("Print"), defaultPrintKey(), on ? QStringLiteral("1") : QStringLiteral("0"));
+}
+
+bool menuDefaultPrint(bool checkedBefore)
+{
+    const bool checked = !checkedBefore;
+    writeDefaultPrintOption(checked);
+    return checked;
+}
+
+QString designWorkFile()
+{
+    const QString app = session().gAppPath;
+    const QString folder = app.trimmed().isEmpty() ? QDir::tempPath() : app;
+    return QDir(folder).filePath(QStringLiteral("DesignTemp.grf"));
+}
+
+DesignSource exportDefaultTemplate(const QString &workFile)
+{
+    Session &s = session();
+    DesignSource result;
+    Recordset rs = s.gConn->openRecordset(defaultTemplateSql(s.gBillTypeId));
+    for (; !rs.eof(); rs.moveNext()) {
+        result.key = qint32(rs.toInt(QStringLiteral("finterid")));
+        result.viewName = rs.text(QStringLiteral("fViewName"));
+        result.orderSql = rs.text(QStringLiteral("fOrderSQL"));
+        result.found = true;
+        QString error;
+        if (!writeTemplateFile(workFile, rs.value(QStringLiteral("fcontent")).toByteArray(), &error))
+            throw DbError(error);
+    }
+    if (!result.found)
+        QFile::remove(workFile); // the designer starts on an empty template, not an old file
+    return result;
+}
+
+void menuDesignModle(QWidget *parent, bool modal)
+{
+    if (!HasPrivilege(rightCode("21")))
+        return;
+    designDefaultTemplate(parent, modal);
+}
+
+void designDefaultTemplate(QWidget *parent, bool modal)
+{
+    Session &s = session();
+    const QString workFile = designWorkFile();
+    QDir().mkpath(QFileInfo(workFile).absolutePath());
+    if (!openOrComplain())
+        return;
+    DesignSource design;
+    QStringList fieldNames;
+    try {
+        design = exportDefaultTemplate(workFile);
+        for (const QString &line : fieldDescriptionLines(*s.gConn, s.gBillTypeId))
+            fieldNames << line.section(u'\t', 1);
+    } catch (const DbError &e) {
+        showDbError(e);
+        return;
+    }
+    CloseConnection();
+
+    frmUserDesign *form = frmUserDesign::defaultInstance(parent);
+    form->setDesignSession(s.gBillName, s.gBillTypeId, design.key, workFile);
+    form->setPreviewSource(design.viewName, design.orderSql);
+    form->designer()->setFieldNames(fieldNames);
+    frmUserDesign::showForm(modal);
+}

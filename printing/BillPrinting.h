@@ -1,0 +1,123 @@
+#pragma once
+// Printing of the current invoice through the default template of the bill
+// kind, kept in tblBillPrint, and the editor's print commands.
+//
+// The editor calls, for each of its commands:
+//
+//   MenuPreview       menuPreview(isNewBill, this)
+//   MenuPrint         menuPrint(isNewBill, this)
+//   (PDF export)      menuExportPdf(isNewBill, this)
+//   MenuDefaultPrint  action->setChecked(menuDefaultPrint(action->isChecked()))
+//                     (pass the state the entry had before the click)
+//   MenuDesignModle   menuDesignModle(this)
+//   form activation   action->setChecked(readDefaultPrintOption())
+//   form unload       writeDefaultPrintOption(action->isChecked()), then
+//                     releaseBillReport()
+//
+// `isNewBill` is the editor's new-bill state (gBillMode 0: never saved). The
+// bill printed is session().gCurInterId. The menu commands check the right
+// themselves ("Q08" for preview, print and PDF, "Q21" for the designer) and
+// end silently without it. A caller that has made those checks already calls
+// previewBill, printBill, exportBillPdf and designDefaultTemplate directly.
+#include "report/ReportData.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+class Connection;
+class QWidget;
+
+namespace report {
+class Report;
+}
+
+// The report object of the invoice, created on first use and kept until
+// releaseBillReport(). Its records come from Report_FetchRecord.
+report::Report &billReport();
+void releaseBillReport();
+
+// The view and order clause of the template that initReport read last.
+struct PrintSource {
+    QString viewName;
+    QString orderSql;
+};
+const PrintSource &printSource();
+
+// The folder the template file is written to before it is loaded: gAppPath
+// when that folder exists and can be written, otherwise the temp folder.
+QString templateFolder();
+// The stored file name placed in that folder. A stored name that carries a
+// folder ("x\\y.grf", "../y.grf") keeps only its last part; an empty one
+// becomes "<bill kind>.grf".
+QString templateFilePath(const QString &storedName);
+// Writes bytes to `path`, replacing a file already there. False with the
+// reason in *error when the file cannot be written.
+bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *error = nullptr);
+
+// The statement of the default templates of a bill kind.
+QString defaultTemplateSql(int billTypeId);
+// The statement that feeds the report: the view's rows of one bill, in the
+// stored order or, when there is none, " order by forderid ".
+QString fetchRecordSql(const QString &viewName, qint32 interId, const QString &orderSql);
+// Reads those rows on an open connection into `data`, one record per row with
+// every column under its own name. Throws DbError.
+void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, const QString &orderSql,
+                     report::ReportData &data);
+
+// Prepares billReport() with the default template of the bill kind: the last
+// default row read wins; its content goes to the template file (replacing a
+// leftover one), is loaded, and the file is removed again; the title becomes
+// gBillName. Returns true when the report has a template afterwards.
+// No connection: "数据库连接失败!" (exclamation), nothing prepared. No
+// default row: the report has no layout and nothing is said.
+bool initReport();
+// The report's request for records: the rows of the template's view for
+// session().gCurInterId. Closes the shared connection.
+void Report_FetchRecord(report::ReportData &data);
+
+// initReport, then the preview window / the print dialog and printing / a
+// PDF file. False when there is no template (or printing was cancelled, or
+// the PDF could not be written; the reason then in *error).
+bool previewBill(QWidget *parent = nullptr);
+bool printBill(QWidget *parent = nullptr);
+bool exportBillPdf(const QString &path, QString *error = nullptr);
+
+// The editor's commands.
+void menuPreview(bool isNewBill, QWidget *parent = nullptr);
+void menuPrint(bool isNewBill, QWidget *parent = nullptr);
+// Asks for a file name ("PDF文件(*.pdf)|*.pdf"), writes the PDF and says
+// "文件导出成功!".
+void menuExportPdf(bool isNewBill, QWidget *parent = nullptr);
+
+// The default-print option in SetupInfo.ini: section "Print", key "Print"
+// followed by the bill kind, "1" or "0". This is the one place that reads
+// and writes it.
+QString defaultPrintKey();
+bool readDefaultPrintOption();
+void writeDefaultPrintOption(bool on);
+// Flips the entry's state, stores it and returns the new state.
+bool menuDefaultPrint(bool checkedBefore);
+
+// The designer's working file: gAppPath + "/DesignTemp.grf" (the temp folder
+// when gAppPath is empty).
+QString designWorkFile();
+// What the designer edits: the key of the template row and whether a default
+// row was found at all.
+struct DesignSource {
+    bool found = false;
+    qint32 key = 0;
+    QString viewName;
+    QString orderSql;
+};
+// Writes the default template of the bill kind to the working file (the last
+// row read wins) and returns its key. Without a default row an old working
+// file is removed, so that the designer starts on an empty template. Throws DbError; uses the shared
+// connection, which the caller opened.
+DesignSource exportDefaultTemplate(const QString &workFile);
+// Exports the default template to the working file and opens frmUserDesign
+// on it. No connection: "数据库连接失败!", no designer. `modal` false returns
+// at once with the designer shown.
+void designDefaultTemplate(QWidget *parent = nullptr, bool modal = true);
+// The editor's command: right "Q21", then designDefaultTemplate.
+void menuDesignModle(QWidget *parent = nullptr, bool modal = true);
