@@ -5,6 +5,16 @@
 #include "component/SessionStartup.h"
 #include "platform/DbError.h"
 #include "platform/VbConvert.h"
+#include "query/frmMainBillFind.h"
+
+namespace {
+// findInfo, findInfo1 and findInfo2 open the query dialog. Registered when
+// the component is loaded; a host or test may put its own opener in place.
+const bool queryOpenerRegistered = [] {
+    FormLauncher::setQueryOpener([] { frmMainBillFind::showQuery(); });
+    return true;
+}();
+} // namespace
 
 std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
 {

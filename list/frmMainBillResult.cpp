@@ -1,0 +1,597 @@
+#include "list/frmMainBillResult.h"
+
+#include "component/FormLauncher.h"
+#include "component/Session.h"
+#include "list/BillListModel.h"
+#include "list/FrozenTableView.h"
+#include "list/ListCommands.h"
+#include "list/ListExport.h"
+#include "modules/GridLayout.h"
+#include "modules/Privilege.h"
+#include "modules/SetupIni.h"
+#include "platform/GridColumns.h"
+#include "platform/Prompt.h"
+#include "platform/VbConvert.h"
+#include "query/frmMainBillFind.h"
+
+#include <QAction>
+#include <QElapsedTimer>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPointer>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+namespace {
+QPointer<frmMainBillResult> g_instance;
+
+const QString kLockSection = QStringLiteral("LockCols");
+const QString kLockKey = QStringLiteral("A1");
+// Layout types of the grid's column widths: 0 the designed widths recorded
+// at the first display, 1 the widths the user left.
+constexpr std::int16_t kDesignedLayout = 0;
+constexpr std::int16_t kUserLayout = 1;
+
+const QString kExported = QStringLiteral("导出成功!");
+
+QString withSuffix(QString file, const QString &suffix)
+{
+    if (!file.endsWith(suffix, Qt::CaseInsensitive))
+        file += suffix;
+    return file;
+}
+} // namespace
+
+frmMainBillResult *frmMainBillResult::instance()
+{
+    if (!g_instance)
+        g_instance = new frmMainBillResult;
+    return g_instance;
+}
+
+frmMainBillResult *frmMainBillResult::existingInstance()
+{
+    return g_instance;
+}
+
+void frmMainBillResult::discardUnshownInstance()
+{
+    if (!g_instance || !g_instance->m_marker.isEmpty() || g_instance->isVisible())
+        return;
+    frmMainBillResult *list = g_instance;
+    g_instance = nullptr;
+    list->m_unloaded = true; // never shown: nothing of it to keep
+    list->deleteLater();
+}
+
+QString frmMainBillResult::layoutKey()
+{
+    return QStringLiteral("frmMainBillResult") + QString::number(session().gBillTypeId) + QStringLiteral("C");
+}
+
+// ------------------------------------------------------------- Form_Load
+
+frmMainBillResult::frmMainBillResult(QWidget *parent)
+    : QDialog(parent)
+{
+    Session &s = session();
+    setObjectName(QStringLiteral("frmMainBillResult"));
+    setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowMinMaxButtonsHint
+                   | Qt::WindowCloseButtonHint);
+    setWindowTitle(s.gBillName);
+    m_selectMode = s.gIsSelectMode == 1;
+
+    m_toolbar = new QToolBar;
+    m_toolbar->setObjectName(QStringLiteral("Toolbar1"));
+    m_toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    m_toolbar->setIconSize(QSize(22, 22));
+    const struct {
+        const char *key;
+        const char16_t *caption;
+        QStyle::StandardPixmap icon;
+    } buttons[] = {
+        {"New", u"新增", QStyle::SP_FileIcon},
+        {"Update", u"修改", QStyle::SP_FileDialogDetailedView},
+        {"Delete", u"删除", QStyle::SP_TrashIcon},
+        {"Check", u"审核", QStyle::SP_DialogApplyButton},
+        {"UnCheck", u"反审核", QStyle::SP_DialogResetButton},
+        {"Cancel", u"作废", QStyle::SP_DialogCancelButton},
+        {"UnCancel", u"反作废", QStyle::SP_ArrowBack},
+        {"Refresh", u"刷新", QStyle::SP_BrowserReload},
+        {"Filter", u"过滤", QStyle::SP_FileDialogContentsView},
+        {"Exit", u"退出", QStyle::SP_DialogCloseButton},
+    };
+    for (const auto &b : buttons) {
+        QAction *action = m_toolbar->addAction(style()->standardIcon(b.icon), QString::fromUtf16(b.caption));
+        const QString key = QString::fromLatin1(b.key);
+        action->setObjectName(key);
+        connect(action, &QAction::triggered, this, [this, key] { toolbarButton(key); });
+    }
+
+    m_billName = new QLabel(s.gBillName);
+    m_billName->setObjectName(QStringLiteral("Label1"));
+    QFont nameFont = m_billName->font();
+    nameFont.setPointSize(nameFont.pointSize() + 6);
+    nameFont.setBold(true);
+    m_billName->setFont(nameFont);
+    m_billName->setAlignment(Qt::AlignCenter);
+
+    m_title = new QLabel;
+    m_title->setObjectName(QStringLiteral("lblTitle"));
+    m_title->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+
+    m_billNumbers = new QLineEdit;
+    m_billNumbers->setObjectName(QStringLiteral("txtBillNumber"));
+    m_billNumbers->hide();
+
+    m_model = new BillListModel(this);
+    m_grid = new FrozenTableView;
+    m_grid->setObjectName(QStringLiteral("vsf1"));
+    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_grid->verticalHeader()->hide();
+    m_grid->verticalHeader()->setDefaultSectionSize(m_grid->fontMetrics().height() + 8);
+    m_grid->horizontalHeader()->setHighlightSections(false);
+    m_grid->setWordWrap(false);
+    QPalette palette = m_grid->palette();
+    palette.setColor(QPalette::Highlight, QColor(174, 198, 230));
+    palette.setColor(QPalette::HighlightedText, Qt::black);
+    m_grid->setPalette(palette);
+    m_grid->setModel(m_model);
+    connect(m_grid, &QAbstractItemView::doubleClicked, this, [this] { gridDoubleClick(); });
+    connect(m_grid, &FrozenTableView::contextMenuAt, this, &frmMainBillResult::popupMenu);
+
+    m_status = new QStatusBar;
+    m_status->setObjectName(QStringLiteral("stb1"));
+    m_status->setSizeGripEnabled(true);
+    auto panel = [this](const QString &name, const QString &text) {
+        auto *label = new QLabel(text);
+        label->setObjectName(name);
+        m_status->addWidget(label, 1);
+    };
+    panel(QStringLiteral("stb1_0"), QStringLiteral("操作员: ") + s.gLoginUserName);
+    panel(QStringLiteral("stb1_1"), QStringLiteral("会计期间: %1年%2期").arg(s.gCurrentYear).arg(s.gCurrentPeriod));
+    panel(QStringLiteral("stb1_2"), m_selectMode ? QStringLiteral("选择单据: 选中后按右键返回") : QStringLiteral("右键查看更多命令"));
+
+    auto *header = new QVBoxLayout;
+    header->setSpacing(2);
+    header->addWidget(m_billName);
+    header->addWidget(m_title);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_toolbar);
+    auto *body = new QVBoxLayout;
+    body->setContentsMargins(6, 4, 6, 4);
+    body->addLayout(header);
+    body->addWidget(m_grid, 1);
+    body->addWidget(m_billNumbers);
+    layout->addLayout(body, 1);
+    layout->addWidget(m_status);
+
+    // Menus: MenuEdit in the normal list, MenuEdit1 in selection mode.
+    m_menuEdit = new QMenu(this);
+    m_menuEdit->setObjectName(QStringLiteral("MenuEdit"));
+    m_menuEdit1 = new QMenu(this);
+    m_menuEdit1->setObjectName(QStringLiteral("MenuEdit1"));
+    QAction *add = addCommand(QStringLiteral("MenuEditAdd"), QStringLiteral("新增"), &frmMainBillResult::menuEditAdd);
+    QAction *update = addCommand(QStringLiteral("MenuEditUpdate"), QStringLiteral("修改"), &frmMainBillResult::menuEditUpdate);
+    QAction *remove = addCommand(QStringLiteral("MenuEditDelete"), QStringLiteral("删除"), &frmMainBillResult::menuEditDelete);
+    QAction *check = addCommand(QStringLiteral("MenuEditCheck"), QStringLiteral("审核"), &frmMainBillResult::menuEditCheck);
+    QAction *unCheck = addCommand(QStringLiteral("MenuEditUnCheck"), QStringLiteral("反审核"), &frmMainBillResult::menuEditUnCheck);
+    QAction *cancel = addCommand(QStringLiteral("MenuEditCancel"), QStringLiteral("作废"), &frmMainBillResult::menuEditCancel);
+    QAction *unCancel = addCommand(QStringLiteral("MenuEditUnCancel"), QStringLiteral("反作废"), &frmMainBillResult::menuEditUnCancel);
+    QAction *excel = addCommand(QStringLiteral("MenuExcel"), QStringLiteral("导出到Excel..."), &frmMainBillResult::menuExcel);
+    QAction *text = addCommand(QStringLiteral("MenuText"), QStringLiteral("导出到文本文件..."), &frmMainBillResult::menuText);
+    QAction *lock = addCommand(QStringLiteral("MenuLockCol"), QStringLiteral("锁定列..."), &frmMainBillResult::menuLockCol);
+    QAction *restore = addCommand(QStringLiteral("MenuRestoreColWidth"), QStringLiteral("恢复列宽"), &frmMainBillResult::menuRestoreColWidth);
+    QAction *exit = addCommand(QStringLiteral("MenuFileExit"), QStringLiteral("退出"), &frmMainBillResult::menuFileExit);
+    QAction *append = addCommand(QStringLiteral("MenuEditAppend"), QStringLiteral("返回选中的单据"), &frmMainBillResult::menuEditAppend);
+    QAction *down = addCommand(QStringLiteral("MenuEditDown"), QStringLiteral("下推选中的单据"), &frmMainBillResult::menuEditDown);
+    m_menuEdit->addActions({add, update, remove});
+    m_menuEdit->addSeparator();
+    m_menuEdit->addActions({check, unCheck, cancel, unCancel});
+    m_menuEdit->addSeparator();
+    m_menuEdit->addActions({excel, text});
+    m_menuEdit->addSeparator();
+    m_menuEdit->addActions({lock, restore});
+    m_menuEdit->addSeparator();
+    m_menuEdit->addAction(exit);
+    m_menuEdit1->addActions({append, down});
+    m_menuEdit1->addSeparator();
+    m_menuEdit1->addActions({excel, text});
+    m_menuEdit1->addSeparator();
+    m_menuEdit1->addActions({lock, restore});
+    m_menuEdit1->addSeparator();
+    m_menuEdit1->addAction(exit);
+
+    if (m_selectMode) {
+        // Only the last two buttons stay.
+        const QList<QAction *> actions = m_toolbar->actions();
+        for (int i = 0; i + 2 < actions.size(); ++i)
+            actions[i]->setVisible(false);
+        m_menuEdit->menuAction()->setVisible(false);
+        if (s.gFindMode == 1)
+            down->setVisible(false);
+        else if (s.gFindMode == 2)
+            append->setVisible(false);
+    } else {
+        m_menuEdit1->menuAction()->setVisible(false);
+    }
+
+    resize(1040, 660);
+}
+
+frmMainBillResult::~frmMainBillResult()
+{
+    if (g_instance == this)
+        g_instance = nullptr;
+}
+
+QAction *frmMainBillResult::addCommand(const QString &name, const QString &caption, void (frmMainBillResult::*handler)())
+{
+    auto *action = new QAction(caption, this);
+    action->setObjectName(name);
+    connect(action, &QAction::triggered, this, [this, handler] { (this->*handler)(); });
+    return action;
+}
+
+// ---------------------------------------------------- activation, unload
+
+void frmMainBillResult::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    formActivate();
+}
+
+void frmMainBillResult::formActivate()
+{
+    if (m_marker.isEmpty()) {
+        TableViewGridColumns columns(m_grid);
+        LoadGridLayout(layoutKey(), columns, kUserLayout);
+        computeIniPath();
+        m_lockCols = ReadIni(kLockSection, kLockKey, QStringLiteral("0"));
+        if (const std::optional<int> locked = lockedColumnCount(m_lockCols, m_model->columnCount()))
+            m_grid->setFrozenColumns(*locked + 2);
+        if (m_selectMode) {
+            const QList<QAction *> actions = m_toolbar->actions();
+            for (int i : {0, 1, 3}) {
+                if (i < actions.size())
+                    actions[i]->setVisible(false);
+            }
+            for (const char *name : {"MenuEditAdd", "MenuEditUpdate", "MenuEditDelete"}) {
+                if (auto *action = findChild<QAction *>(QString::fromLatin1(name)))
+                    action->setVisible(false);
+            }
+        }
+    }
+    m_marker = objectName();
+}
+
+void frmMainBillResult::done(int result)
+{
+    QDialog::done(result);
+    unload();
+    if (g_instance == this) {
+        g_instance = nullptr;
+        deleteLater();
+    }
+}
+
+void frmMainBillResult::unload()
+{
+    if (m_unloaded)
+        return;
+    m_unloaded = true;
+    // The next query starts from a new dialog.
+    frmMainBillFind::releaseInstance();
+    if (m_model->columnCount() > 0) {
+        TableViewGridColumns columns(m_grid);
+        SaveGridLayout(layoutKey(), columns, kUserLayout);
+    }
+    session().gFromList = 0;
+    WriteIni(kLockSection, kLockKey, m_lockCols);
+}
+
+// -------------------------------------------------------------- filling
+
+bool frmMainBillResult::fillList(const QString &statement)
+{
+    WaitCursor wait;
+    QElapsedTimer timer;
+    timer.start();
+    const QList<ListColumn> before = m_model->columns();
+    QList<int> widths;
+    for (int c = 0; c < before.size(); ++c)
+        widths << m_grid->columnWidth(c);
+
+    if (!fillBillList(*m_model, statement))
+        return false;
+    const double seconds = double(timer.nsecsElapsed()) / 1e9;
+
+    if (!before.isEmpty() && m_model->columns() == before) {
+        for (int c = 0; c < widths.size(); ++c)
+            m_grid->setColumnWidth(c, widths[c]);
+    } else {
+        setDesignedWidths();
+    }
+    m_title->setText(listTitleLine(m_model->billCount(), m_model->dataRowCount(), seconds));
+    return true;
+}
+
+void frmMainBillResult::setDesignedWidths()
+{
+    const QFontMetrics metrics = m_grid->fontMetrics();
+    const int sample = std::min(m_model->rowCount(), 200);
+    for (int c = 0; c < m_model->columnCount(); ++c) {
+        int width = metrics.horizontalAdvance(m_model->headerText(c)) + 28;
+        for (int r = 0; r < sample; ++r)
+            width = std::max(width, metrics.horizontalAdvance(m_model->cellText(r, c)) + 16);
+        if (m_model->isFilled())
+            width = std::max(width, metrics.horizontalAdvance(m_model->cellText(m_model->dataRowCount(), c)) + 16);
+        m_grid->setColumnWidth(c, std::clamp(width, 48, 360));
+    }
+}
+
+// ----------------------------------------------------------- grid state
+
+frmMainBillResult::GridPosition frmMainBillResult::gridPosition() const
+{
+    GridPosition position;
+    const QModelIndex current = m_grid->currentIndex();
+    position.currentRow = current.isValid() ? current.row() : -1;
+    position.topRow = m_grid->topRow();
+    return position;
+}
+
+void frmMainBillResult::restoreGridPosition(const GridPosition &position)
+{
+    const int rows = m_model->rowCount();
+    // The current row first: making it current scrolls it into view, and
+    // the top row then puts the view back where it was.
+    if (position.currentRow >= 0 && position.currentRow < rows) {
+        const QModelIndex index = m_model->index(position.currentRow, std::max(0, m_grid->currentIndex().column()));
+        m_grid->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    }
+    if (position.topRow >= 0 && position.topRow < rows)
+        m_grid->setTopRow(position.topRow);
+}
+
+void frmMainBillResult::selectRows(const QList<int> &rows)
+{
+    QItemSelectionModel *selection = m_grid->selectionModel();
+    selection->clearSelection();
+    bool first = true;
+    for (int row : rows) {
+        if (row < 0 || row >= m_model->rowCount())
+            continue;
+        const QModelIndex index = m_model->index(row, 0);
+        if (first) {
+            selection->setCurrentIndex(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+            first = false;
+        } else {
+            selection->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        }
+    }
+}
+
+std::vector<bool> frmMainBillResult::selectedRowFlags() const
+{
+    std::vector<bool> flags(size_t(m_model->rowCount()), false);
+    for (const QItemSelectionRange &range : m_grid->selectionModel()->selection()) {
+        for (int r = range.top(); r <= range.bottom(); ++r) {
+            if (r >= 0 && size_t(r) < flags.size())
+                flags[size_t(r)] = true;
+        }
+    }
+    return flags;
+}
+
+// -------------------------------------------------------------- commands
+
+void frmMainBillResult::toolbarButton(const QString &key)
+{
+    if (key == u"Exit")
+        menuFileExit();
+    else if (key == u"Check")
+        menuEditCheck();
+    else if (key == u"Filter")
+        filter();
+    else if (key == u"Refresh")
+        refresh();
+    else if (key == u"New")
+        menuEditAdd();
+    else if (key == u"Delete")
+        menuEditDelete();
+    else if (key == u"Update")
+        menuEditUpdate();
+    else if (key == u"UnCheck")
+        menuEditUnCheck();
+    else if (key == u"Cancel")
+        menuEditCancel();
+    else if (key == u"UnCancel")
+        menuEditUnCancel();
+}
+
+void frmMainBillResult::popupMenu(const QPoint &viewportPos)
+{
+    QMenu *menu = m_selectMode ? m_menuEdit1 : m_menuEdit;
+    menu->popup(m_grid->viewport()->mapToGlobal(viewportPos));
+}
+
+bool frmMainBillResult::currentBillCheck()
+{
+    if (m_model->rowCount() == 0)
+        return false;
+    const QModelIndex current = m_grid->currentIndex();
+    if (!current.isValid() || m_model->isTotalsRow(current.row()))
+        return false;
+    const QString id = m_model->interIdText(current.row());
+    if (id.isEmpty())
+        return false;
+    Session &s = session();
+    s.gCurInterId = id.toInt();
+    s.gBillMode = 1;
+    s.gFromList = 1;
+    s.gListInterIds = listBillIds(*m_model);
+    s.gListIndex = std::max(0, int(s.gListInterIds.indexOf(id)));
+    return true;
+}
+
+void frmMainBillResult::openEditor()
+{
+    const GridPosition position = gridPosition();
+    FormLauncher::openBillEditor(true);
+    restoreGridPosition(position);
+}
+
+void frmMainBillResult::menuEditAdd()
+{
+    Session &s = session();
+    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("01")))
+        return;
+    s.gBillMode = 0;
+    s.gFromList = 1;
+    s.gIsSelectMode = 0;
+    s.gCurInterId = 0;
+    s.gListInterIds = listBillIds(*m_model);
+    s.gListIndex = 0;
+    openEditor();
+}
+
+void frmMainBillResult::menuEditUpdate()
+{
+    Session &s = session();
+    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("02")))
+        return;
+    if (s.gIsSelectMode == 1 || !currentBillCheck())
+        return;
+    openEditor();
+}
+
+void frmMainBillResult::gridDoubleClick()
+{
+    if (session().gIsSelectMode == 1 || !currentBillCheck())
+        return;
+    openEditor();
+}
+
+void frmMainBillResult::runStateCommand(ListCommand command)
+{
+    const GridPosition position = gridPosition();
+    const ListGridState grid = listGridState(*m_model, selectedRowFlags(), position.currentRow);
+    const bool done = m_operations.runCommand(command, grid);
+    if (command == ListCommand::Delete)
+        m_billNumbers->setText(m_operations.billNumberCollector());
+    if (!done)
+        return;
+    requery(false);
+    restoreGridPosition(position);
+}
+
+void frmMainBillResult::menuEditDelete() { runStateCommand(ListCommand::Delete); }
+void frmMainBillResult::menuEditCheck() { runStateCommand(ListCommand::Audit); }
+void frmMainBillResult::menuEditUnCheck() { runStateCommand(ListCommand::UnAudit); }
+void frmMainBillResult::menuEditCancel() { runStateCommand(ListCommand::Void); }
+void frmMainBillResult::menuEditUnCancel() { runStateCommand(ListCommand::UnVoid); }
+
+void frmMainBillResult::requery(bool rebuildSeek)
+{
+    frmMainBillFind *dialog = frmMainBillFind::instance();
+    QString seek = session().gSeekSql;
+    if (rebuildSeek) {
+        try {
+            seek = dialog->seekSQL();
+            session().gSeekSql = seek;
+        } catch (const ConversionError &) {
+            // The grid cannot be read: keep the condition of the last query.
+        }
+    }
+    dialog->find(seek, dialog->mainSQL(), dialog->orderSQL(), this);
+}
+
+void frmMainBillResult::refresh()
+{
+    const GridPosition position = gridPosition();
+    requery(true);
+    restoreGridPosition(position);
+}
+
+void frmMainBillResult::filter()
+{
+    const GridPosition position = gridPosition();
+    frmMainBillFind::instance()->showModal();
+    restoreGridPosition(position);
+}
+
+void frmMainBillResult::returnSelection(bool withSecondList)
+{
+    const std::optional<SelectionReturn> chosen = selectionReturn(*m_model, selectedRowFlags());
+    if (!chosen)
+        return;
+    Session &s = session();
+    s.gReturnString = chosen->ids;
+    s.gReturnString1 = withSecondList ? chosen->billNumbers : QString();
+    menuFileExit();
+}
+
+void frmMainBillResult::menuEditAppend() { returnSelection(false); }
+void frmMainBillResult::menuEditDown() { returnSelection(true); }
+
+void frmMainBillResult::exportTo(bool spreadsheet)
+{
+    Session &s = session();
+    if (spreadsheet && !HasPrivilege(s.gRightPrefix + QStringLiteral("19")))
+        return;
+    const QString filter = spreadsheet ? QStringLiteral("Excel文件(*.xlsx)|*.xlsx") : QStringLiteral("文本文件(*.txt)|*.txt");
+    QString file = Prompt::saveFileName(spreadsheet ? QStringLiteral("导出到Excel") : QStringLiteral("导出到文本文件"), filter);
+    if (file.trimmed().isEmpty())
+        return;
+    file = withSuffix(file, spreadsheet ? QStringLiteral(".xlsx") : QStringLiteral(".txt"));
+    QString error;
+    bool written = false;
+    {
+        WaitCursor wait;
+        const QList<QStringList> rows = listGridTexts(*m_model);
+        written = spreadsheet ? writeXlsx(file, rows, &error) : writeTabText(file, rows, &error);
+    }
+    if (written)
+        Prompt::msgBox(kExported, Prompt::Information, s.msgTitle);
+    else
+        Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
+}
+
+void frmMainBillResult::menuExcel() { exportTo(true); }
+void frmMainBillResult::menuText() { exportTo(false); }
+
+void frmMainBillResult::menuLockCol()
+{
+    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), session().msgTitle);
+    if (!answer)
+        return;
+    const std::optional<int> count = lockedColumnCount(*answer, m_model->columnCount());
+    if (!count)
+        return;
+    m_grid->setFrozenColumns(*count + 2);
+    m_lockCols = QString::number(*count);
+}
+
+void frmMainBillResult::menuRestoreColWidth()
+{
+    TableViewGridColumns columns(m_grid);
+    LoadGridLayout(layoutKey(), columns, kDesignedLayout);
+}
+
+void frmMainBillResult::menuFileExit()
+{
+    // done() also unloads a list that was never shown.
+    done(QDialog::Rejected);
+}

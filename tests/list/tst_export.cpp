@@ -1,0 +1,390 @@
+// Exporting the bill list: the workbook and the text file must hold exactly
+// the grid's cells, header first and totals last, every workbook cell as
+// text. The workbook is read back two ways: by unpacking its XML, and, where
+// LibreOffice is installed, by letting it convert the file to CSV.
+#include "list/BillListModel.h"
+#include "list/ListExport.h"
+#include "list/frmMainBillResult.h"
+
+#include "component/Session.h"
+#include "query/QuerySql.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QMap>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QXmlStreamReader>
+
+namespace {
+ListColumn column(const char *field, const char *title, int align = 0, const char *format = "", bool sum = false)
+{
+    return {QString::fromLatin1(field), QString::fromUtf8(title), align, QString::fromLatin1(format), false, sum};
+}
+
+// Cells that a careless export would change: grouped amounts, a code with
+// leading zeros, a formula-like text, quotes and commas, an empty cell,
+// blanks at the ends, Chinese text.
+void fillSample(TestDatabase &db, BillListModel &model)
+{
+    model.setColumns({column("finterid", "内码", 2), column("fbillno", "单据编号"), column("fname", "供应商"),
+                      column("fcode", "代码"), column("famount", "发票金额", 2, "#,##0.00", true), column("fdate", "日期", 1, "yyyy-MM-dd")});
+    model.fill(db.conn(), QStringLiteral(
+        "select 1 as finterid, 'CGFP2024030001' as fbillno, '华东五金, \"总店\"' as fname, '0012' as fcode, 1234567.5 as famount, '2024-03-01' as fdate "
+        "union all select 2, 'CGFP2024030002', '=1+1', '007', -0.5, '2024-03-02' "
+        "union all select 3, 'CGFP2024030003', '', ' 前后有空格 ', 12, '2024-03-03'"));
+}
+
+QString columnLetters(int c)
+{
+    QString s;
+    ++c;
+    while (c > 0) {
+        s.prepend(QChar(u'A' + (c - 1) % 26));
+        c = (c - 1) / 26;
+    }
+    return s;
+}
+
+int columnIndex(const QString &reference)
+{
+    int c = 0;
+    for (QChar ch : reference) {
+        if (!ch.isLetter())
+            break;
+        c = c * 26 + (ch.unicode() - u'A' + 1);
+    }
+    return c - 1;
+}
+
+QByteArray unzipEntry(const QString &file, const QString &entry)
+{
+    QProcess unzip;
+    unzip.start(QStringLiteral("unzip"), {QStringLiteral("-p"), file, entry});
+    if (!unzip.waitForFinished(30000) || unzip.exitCode() != 0)
+        return {};
+    return unzip.readAllStandardOutput();
+}
+
+struct SheetCell {
+    QString text;
+    int style = 0;
+    QString type;
+};
+
+// The first worksheet as (row, column) -> cell, shared strings resolved.
+QMap<std::pair<int, int>, SheetCell> readWorkbook(const QString &file, QStringList *styleNumberFormats)
+{
+    QStringList shared;
+    QXmlStreamReader strings(unzipEntry(file, QStringLiteral("xl/sharedStrings.xml")));
+    QString current;
+    bool inItem = false;
+    while (!strings.atEnd()) {
+        strings.readNext();
+        if (strings.isStartElement() && strings.name() == u"si") {
+            inItem = true;
+            current.clear();
+        } else if (strings.isStartElement() && strings.name() == u"t" && inItem) {
+            current += strings.readElementText();
+        } else if (strings.isEndElement() && strings.name() == u"si") {
+            shared << current;
+            inItem = false;
+        }
+    }
+
+    styleNumberFormats->clear();
+    QXmlStreamReader styles(unzipEntry(file, QStringLiteral("xl/styles.xml")));
+    bool inCellXfs = false;
+    // Format codes of the workbook's own number formats; 49 is the
+    // built-in text format "@".
+    QMap<int, QString> formatCodes{{49, QStringLiteral("@")}};
+    while (!styles.atEnd()) {
+        styles.readNext();
+        if (styles.isStartElement() && styles.name() == u"numFmt")
+            formatCodes.insert(styles.attributes().value(QStringLiteral("numFmtId")).toInt(),
+                               styles.attributes().value(QStringLiteral("formatCode")).toString());
+        else if (styles.isStartElement() && styles.name() == u"cellXfs")
+            inCellXfs = true;
+        else if (styles.isEndElement() && styles.name() == u"cellXfs")
+            inCellXfs = false;
+        else if (inCellXfs && styles.isStartElement() && styles.name() == u"xf")
+            *styleNumberFormats << formatCodes.value(styles.attributes().value(QStringLiteral("numFmtId")).toInt());
+    }
+
+    QMap<std::pair<int, int>, SheetCell> cells;
+    QXmlStreamReader sheet(unzipEntry(file, QStringLiteral("xl/worksheets/sheet1.xml")));
+    while (!sheet.atEnd()) {
+        sheet.readNext();
+        if (!sheet.isStartElement() || sheet.name() != u"c")
+            continue;
+        const QString ref = sheet.attributes().value(QStringLiteral("r")).toString();
+        SheetCell cell;
+        cell.style = sheet.attributes().value(QStringLiteral("s")).toInt();
+        cell.type = sheet.attributes().value(QStringLiteral("t")).toString();
+        const int row = ref.mid(columnLetters(columnIndex(ref)).size()).toInt() - 1;
+        while (!(sheet.isEndElement() && sheet.name() == u"c") && !sheet.atEnd()) {
+            sheet.readNext();
+            if (sheet.isStartElement() && sheet.name() == u"v") {
+                const QString v = sheet.readElementText();
+                cell.text = cell.type == u"s" ? shared.value(v.toInt()) : v;
+            }
+        }
+        cells.insert({row, columnIndex(ref)}, cell);
+    }
+    return cells;
+}
+
+QList<QStringList> parseCsv(const QString &text)
+{
+    QList<QStringList> rows;
+    QStringList row;
+    QString cell;
+    bool quoted = false;
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (quoted) {
+            if (c == u'"' && i + 1 < text.size() && text[i + 1] == u'"') {
+                cell += u'"';
+                ++i;
+            } else if (c == u'"') {
+                quoted = false;
+            } else {
+                cell += c;
+            }
+        } else if (c == u'"') {
+            quoted = true;
+        } else if (c == u',') {
+            row << cell;
+            cell.clear();
+        } else if (c == u'\n' || c == u'\r') {
+            if (c == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n')
+                ++i;
+            row << cell;
+            rows << row;
+            row.clear();
+            cell.clear();
+        } else {
+            cell += c;
+        }
+    }
+    if (!cell.isEmpty() || !row.isEmpty()) {
+        row << cell;
+        rows << row;
+    }
+    return rows;
+}
+
+struct FormEnv {
+    TestSession ts;
+    TestDatabase db;
+    explicit FormEnv(DbEngine engine, int userId = 1, bool admin = true)
+        : db(engine, TestDatabase::Content::Demo)
+    {
+        Session &s = session();
+        s.DBConnectionString = db.connectionString();
+        s.gLoginUserId = QString::number(userId);
+        s.IsAdmin = admin ? 1 : 0;
+        s.gAppPath = ts.folder();
+        s.msgTitle = QStringLiteral("测试");
+    }
+};
+} // namespace
+
+class TestExport : public QObject {
+    Q_OBJECT
+
+private slots:
+    void gridTexts_data() { addEngineRows(); }
+    void gridTexts();
+    void workbookHoldsTheGridAsText_data() { addEngineRows(); }
+    void workbookHoldsTheGridAsText();
+    void workbookOpensInLibreOffice_data() { addEngineRows(); }
+    void workbookOpensInLibreOffice();
+    void textFile_data() { addEngineRows(); }
+    void textFile();
+    void unwritableFiles();
+    void menuCommands_data() { addEngineRows(); }
+    void menuCommands();
+    void excelNeedsTheRight_data() { addEngineRows(); }
+    void excelNeedsTheRight();
+};
+
+void TestExport::gridTexts()
+{
+    QFETCH(DbEngine, engine);
+    TestDatabase db(engine, TestDatabase::Content::Empty);
+    BillListModel model;
+    fillSample(db, model);
+    const QList<QStringList> rows = listGridTexts(model);
+    QCOMPARE(rows.size(), 5);
+    QCOMPARE(rows.first(), (QStringList{"内码", "单据编号", "供应商", "代码", "发票金额", "日期"}));
+    QCOMPARE(rows[1], (QStringList{"1", "CGFP2024030001", "华东五金, \"总店\"", "0012", "1,234,567.50", "2024-03-01"}));
+    QCOMPARE(rows[3], (QStringList{"3", "CGFP2024030003", "", " 前后有空格 ", "12.00", "2024-03-03"}));
+    QCOMPARE(rows.last(), (QStringList{"合计", "", "", "", "1,234,579.00", ""}));
+}
+
+void TestExport::workbookHoldsTheGridAsText()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty())
+        QSKIP("unzip is not installed (Debian package unzip)");
+    QFETCH(DbEngine, engine);
+    TestDatabase db(engine, TestDatabase::Content::Empty);
+    BillListModel model;
+    fillSample(db, model);
+    const QList<QStringList> rows = listGridTexts(model);
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("列表.xlsx"));
+    QString error;
+    QVERIFY2(writeXlsx(file, rows, &error), qPrintable(error));
+
+    QStringList formats;
+    const auto cells = readWorkbook(file, &formats);
+    int filled = 0;
+    for (int r = 0; r < rows.size(); ++r) {
+        for (int c = 0; c < rows[r].size(); ++c) {
+            const auto it = cells.find({r, c});
+            QVERIFY2(it != cells.end(), qPrintable(QStringLiteral("no cell %1,%2").arg(r).arg(c)));
+            QCOMPARE(it->text, rows[r][c]);
+            // The text format "@" on every cell.
+            QVERIFY(it->style >= 0 && it->style < formats.size());
+            QCOMPARE(formats[it->style], QStringLiteral("@"));
+            if (!rows[r][c].isEmpty()) {
+                QCOMPARE(it->type, QStringLiteral("s"));
+                ++filled;
+            }
+        }
+    }
+    QCOMPARE(cells.size(), rows.size() * rows.first().size());
+    QVERIFY(filled > 0);
+}
+
+void TestExport::workbookOpensInLibreOffice()
+{
+    const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    if (soffice.isEmpty())
+        QSKIP("soffice is not installed (Debian package libreoffice-calc): the CSV read-back is skipped");
+    QFETCH(DbEngine, engine);
+    TestDatabase db(engine, TestDatabase::Content::Empty);
+    BillListModel model;
+    fillSample(db, model);
+    const QList<QStringList> rows = listGridTexts(model);
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("list.xlsx"));
+    QVERIFY(writeXlsx(file, rows));
+
+    QProcess convert;
+    convert.setWorkingDirectory(dir.path());
+    QStringList env = QProcess::systemEnvironment();
+    env << QStringLiteral("HOME=") + dir.path();
+    convert.setEnvironment(env);
+    convert.start(soffice, {QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+                            QStringLiteral("csv:Text - txt - csv (StarCalc):44,34,76"), QStringLiteral("--outdir"), dir.path(), file});
+    QVERIFY(convert.waitForFinished(180000));
+    QFile csv(dir.filePath(QStringLiteral("list.csv")));
+    QVERIFY2(csv.open(QIODevice::ReadOnly), qPrintable(QString::fromLocal8Bit(convert.readAllStandardError())));
+    QCOMPARE(parseCsv(QString::fromUtf8(csv.readAll())), rows);
+}
+
+void TestExport::textFile()
+{
+    QFETCH(DbEngine, engine);
+    TestDatabase db(engine, TestDatabase::Content::Empty);
+    BillListModel model;
+    fillSample(db, model);
+    QList<QStringList> rows = listGridTexts(model);
+    rows[2][2] = QStringLiteral("带\t制表符\n和换行");
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("list.txt"));
+    QVERIFY(writeTabText(file, rows));
+    QFile f(file);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(f.readAll()).split(u'\n');
+    QCOMPARE(lines.size(), rows.size() + 1); // the last line ends with a line break
+    QCOMPARE(lines.last(), QString());
+    for (int r = 0; r < rows.size(); ++r) {
+        QStringList expected = rows[r];
+        if (r == 2)
+            expected[2] = QStringLiteral("带 制表符 和换行");
+        QCOMPARE(lines[r].split(u'\t'), expected);
+    }
+}
+
+void TestExport::unwritableFiles()
+{
+    const QList<QStringList> rows{{QStringLiteral("a")}};
+    QString error;
+    QVERIFY(!writeXlsx(QStringLiteral("/nonexistent-folder/x.xlsx"), rows, &error));
+    QVERIFY(!error.isEmpty());
+    error.clear();
+    QVERIFY(!writeTabText(QStringLiteral("/nonexistent-folder/x.txt"), rows, &error));
+    QVERIFY(!error.isEmpty());
+}
+
+void TestExport::menuCommands()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty())
+        QSKIP("unzip is not installed (Debian package unzip)");
+    QFETCH(DbEngine, engine);
+    FormEnv env(engine);
+    auto *list = new frmMainBillResult;
+    QVERIFY(list->fillList(buildFindStatement(session().gViewName, QString(), QStringLiteral(" and fstatus=1"), QString(), QString())));
+    const QList<QStringList> grid = listGridTexts(*list->model());
+    auto &prompts = env.ts.prompts();
+
+    // Cancelled: no file, no message.
+    list->menuExcel();
+    QCOMPARE(prompts.calls.size(), size_t(1));
+    QCOMPARE(prompts.calls[0].kind, Prompt::Call::SaveFile);
+    QCOMPARE(prompts.calls[0].filter, QStringLiteral("Excel文件(*.xlsx)|*.xlsx"));
+    QVERIFY(prompts.messages().empty());
+
+    const QString xlsx = env.ts.folder() + QStringLiteral("/导出");
+    prompts.fileNames.push_back(xlsx);
+    list->menuExcel();
+    QCOMPARE(prompts.lastMessage().text, QStringLiteral("导出成功!"));
+    QCOMPARE(prompts.lastMessage().icon, int(Prompt::Information));
+    QStringList formats;
+    const auto cells = readWorkbook(xlsx + QStringLiteral(".xlsx"), &formats);
+    QCOMPARE(cells.size(), grid.size() * grid.first().size());
+    QCOMPARE(cells.value({0, 1}).text, QStringLiteral("单据编号"));
+    QCOMPARE(cells.value({int(grid.size()) - 1, 0}).text, QStringLiteral("合计"));
+    QCOMPARE(cells.value({int(grid.size()) - 1, 6}).text, grid.last()[6]);
+
+    prompts.clear();
+    const QString txt = env.ts.folder() + QStringLiteral("/list.txt");
+    prompts.fileNames.push_back(txt);
+    list->menuText();
+    QCOMPARE(prompts.calls.front().filter, QStringLiteral("文本文件(*.txt)|*.txt"));
+    QCOMPARE(prompts.lastMessage().text, QStringLiteral("导出成功!"));
+    QFile f(txt);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QStringList lines = QString::fromUtf8(f.readAll()).split(u'\n');
+    lines.removeLast();
+    QCOMPARE(lines.size(), grid.size());
+    QCOMPARE(lines.last().split(u'\t'), grid.last());
+    list->menuFileExit();
+    delete list;
+}
+
+void TestExport::excelNeedsTheRight()
+{
+    QFETCH(DbEngine, engine);
+    // User 9 holds no right at all; the text export asks for none.
+    FormEnv env(engine, 9, false);
+    auto *list = new frmMainBillResult;
+    QVERIFY(list->fillList(buildFindStatement(session().gViewName, QString(), QString(), QString(), QString())));
+    list->menuExcel();
+    QVERIFY(env.ts.prompts().calls.empty());
+    list->menuText();
+    QCOMPARE(env.ts.prompts().calls.size(), size_t(1));
+    list->menuFileExit();
+    delete list;
+}
+
+QTEST_MAIN(TestExport)
+#include "tst_export.moc"

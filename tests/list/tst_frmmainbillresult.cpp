@@ -1,0 +1,629 @@
+// The bill list form, driven offscreen through its objectNames and the
+// message seam: the query dialog fills it, the state commands refill it with
+// the current and top rows kept, selection mode hands the chosen bills back,
+// locked columns, column layout, opening the editor.
+#include "list/frmMainBillResult.h"
+
+#include "component/FormLauncher.h"
+#include "component/Session.h"
+#include "list/BillListModel.h"
+#include "list/FrozenTableView.h"
+#include "modules/SetupIni.h"
+#include "platform/IniFile.h"
+#include "query/frmMainBillFind.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+#include <QToolBar>
+
+namespace {
+void flushDeletes()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+struct Env {
+    TestSession ts;
+    TestDatabase db;
+    QString startError;
+    explicit Env(DbEngine engine, int userId = 1, bool admin = true)
+        : db(engine, TestDatabase::Content::Demo)
+    {
+        ts.writeHostSettings(db.connectionString(), userId, admin);
+        startError = ts.start();
+        session().msgTitle = QStringLiteral("测试");
+    }
+    ~Env()
+    {
+        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
+            list->menuFileExit();
+        frmMainBillFind::releaseInstance();
+        flushDeletes();
+        FormLauncher::setEditorOpener({});
+    }
+    Prompt::RecordingResponder &prompts() { return ts.prompts(); }
+    int count(const QString &where)
+    {
+        return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt();
+    }
+    // Opens the list the way OK does, without the modal wait: every fixed
+    // list at "全部", the condition grid in use and empty.
+    frmMainBillResult *openList()
+    {
+        frmMainBillFind *dialog = frmMainBillFind::instance();
+        dialog->setUsesGrid(true);
+        frmMainBillResult *list = frmMainBillResult::instance();
+        session().gSeekSql = dialog->seekSQL();
+        if (!dialog->find(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL(), list))
+            return nullptr;
+        list->resize(1000, 600);
+        list->show();
+        return list;
+    }
+    QString iniValue(const QString &section, const QString &key)
+    {
+        return IniFile(IniPath()).value(section, key).value_or(QStringLiteral("<absent>"));
+    }
+};
+
+// Model row of the first bill that may be audited (current period, not
+// audited, not void).
+int auditableRow(Env &env, BillListModel *model)
+{
+    const QString start = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
+    Recordset rs = env.db.conn().openRecordset(QStringLiteral("select finterid from tblFP where fstatus=0 and fcancellation=0 and fdate>='")
+                                               + start + QStringLiteral("' order by fdate,fbillno,finterid"));
+    if (rs.eof())
+        return -1;
+    const QString id = rs.text(QStringLiteral("finterid"));
+    for (int r = 0; r < model->dataRowCount(); ++r)
+        if (model->interIdText(r) == id)
+            return r;
+    return -1;
+}
+
+QList<QAction *> visibleToolbarButtons(frmMainBillResult *list)
+{
+    QList<QAction *> visible;
+    for (QAction *a : list->findChild<QToolBar *>(QStringLiteral("Toolbar1"))->actions())
+        if (a->isVisible())
+            visible << a;
+    return visible;
+}
+
+QStringList keys(const QList<QAction *> &actions)
+{
+    QStringList names;
+    for (QAction *a : actions)
+        names << a->objectName();
+    return names;
+}
+} // namespace
+
+class TestFrmMainBillResult : public QObject {
+    Q_OBJECT
+
+private slots:
+    void findListAuditRefill_data() { addEngineRows(); }
+    void findListAuditRefill();
+    void refusedCommandLeavesTheList_data() { addEngineRows(); }
+    void refusedCommandLeavesTheList();
+    void deleteAsksAndReturnsTheNumber_data() { addEngineRows(); }
+    void deleteAsksAndReturnsTheNumber();
+    void voidAndUnvoidFromTheToolbar_data() { addEngineRows(); }
+    void voidAndUnvoidFromTheToolbar();
+    void selectionModeReturnsIds_data();
+    void selectionModeReturnsIds();
+    void selectionWithoutRowsStaysOpen_data() { addEngineRows(); }
+    void selectionWithoutRowsStaysOpen();
+    void lockedColumns_data();
+    void lockedColumns();
+    void lockedColumnsSurviveAReopen_data() { addEngineRows(); }
+    void lockedColumnsSurviveAReopen();
+    void editorOpensOnBillRowsOnly_data() { addEngineRows(); }
+    void editorOpensOnBillRowsOnly();
+    void columnLayoutIsKept_data() { addEngineRows(); }
+    void columnLayoutIsKept();
+    void refreshAndFilter_data() { addEngineRows(); }
+    void refreshAndFilter();
+    void gridFillsTheWindow_data() { addEngineRows(); }
+    void gridFillsTheWindow();
+    void renders();
+};
+
+void TestFrmMainBillResult::findListAuditRefill()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
+    Session &s = session();
+    frmMainBillFind *dialog = frmMainBillFind::instance();
+    dialog->setUsesGrid(true);
+    dialog->show();
+
+    bool sawList = false;
+    int auditedRow = -1;
+    int topRow = -1;
+    QString auditedId;
+    QTimer::singleShot(0, [&] {
+        frmMainBillResult *list = frmMainBillResult::existingInstance();
+        if (!list || !list->isVisible())
+            return;
+        sawList = true;
+        // Checks in a lambda of their own, so that a failing one still
+        // closes the modal list.
+        [&] {
+        QVERIFY(dialog->isHidden());
+        BillListModel *model = list->model();
+        QCOMPARE(model->dataRowCount(), env.count(QString()));
+        QVERIFY(QRegularExpression(QStringLiteral("^共计:\\d+张单据,\\d+条信息\\(取数时间\\d+\\.\\d\\d0秒\\)$"))
+                    .match(list->findChild<QLabel *>(QStringLiteral("lblTitle"))->text())
+                    .hasMatch());
+        QCOMPARE(list->findChild<QLabel *>(QStringLiteral("Label1"))->text(), s.gBillName);
+
+        auditedRow = auditableRow(env, model);
+        QVERIFY(auditedRow > 0);
+        auditedId = model->interIdText(auditedRow);
+        FrozenTableView *grid = list->grid();
+        topRow = std::min(auditedRow - 1, grid->verticalScrollBar()->maximum() / 2 + 1);
+        QVERIFY(topRow > 0);
+        list->selectRows({auditedRow});
+        grid->setTopRow(topRow);
+        QCOMPARE(grid->topRow(), topRow);
+
+        list->findChild<QAction *>(QStringLiteral("MenuEditCheck"))->trigger();
+        QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("审核成功!"));
+        QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Information));
+        // Refilled: the row shows the new state, current and top rows kept.
+        QCOMPARE(model->interIdText(auditedRow), auditedId);
+        QVERIFY(model->rowState(auditedRow).audited);
+        QCOMPARE(grid->currentIndex().row(), auditedRow);
+        QCOMPARE(grid->topRow(), topRow);
+        }();
+        list->menuFileExit();
+    });
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdXPOK")), Qt::LeftButton);
+    QVERIFY(sawList);
+    QCOMPARE(env.db.scalar(QStringLiteral("select fstatus from tblFP where finterid=") + auditedId).toInt(), 1);
+    QCOMPARE(env.db.scalar(QStringLiteral("select fchecker from tblFP where finterid=") + auditedId).toInt(), 1);
+    QCOMPARE(s.gSeekSql, QString());
+
+    // Closing the list released both forms and wrote their settings.
+    flushDeletes();
+    QVERIFY(!frmMainBillResult::existingInstance());
+    QVERIFY(!frmMainBillFind::existingInstance());
+    QCOMPARE(env.iniValue(QStringLiteral("OvStock"), QStringLiteral("A71")), QStringLiteral("4"));
+    QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), QStringLiteral("0"));
+    QCOMPARE(s.gFromList, std::int16_t(0));
+}
+
+void TestFrmMainBillResult::refusedCommandLeavesTheList()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    int row = 0;
+    while (row < model->dataRowCount() && !model->rowState(row).audited)
+        ++row;
+    QVERIFY(row < model->dataRowCount());
+    auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
+    title->setText(QStringLiteral("unchanged"));
+    list->selectRows({row});
+    list->menuEditCheck();
+    QCOMPARE(env.prompts().lastMessage().text,
+             QStringLiteral("编号为:") + model->cellText(row, 1) + QStringLiteral("的单据已经审核!操作不成功"));
+    QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Exclamation));
+    QCOMPARE(title->text(), QStringLiteral("unchanged"));
+
+    // The totals row is never a bill: alone it selects nothing.
+    env.prompts().clear();
+    list->selectRows({model->dataRowCount()});
+    list->menuEditUnCheck();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("数据读取错误！"));
+    QCOMPARE(title->text(), QStringLiteral("unchanged"));
+}
+
+void TestFrmMainBillResult::deleteAsksAndReturnsTheNumber()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    const int row = auditableRow(env, model);
+    QVERIFY(row >= 0);
+    const QString id = model->interIdText(row);
+    const QString serial = env.db.scalar(QStringLiteral("select fbillNumber from tblFP where finterid=") + id).toString();
+    const int rows = model->dataRowCount();
+
+    env.prompts().answers.push_back(Prompt::No);
+    list->selectRows({row});
+    list->menuEditDelete();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("确定要删除所选定的单据吗?"));
+    QCOMPARE(model->dataRowCount(), rows);
+
+    env.prompts().answers.push_back(Prompt::Yes);
+    list->menuEditDelete();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("删除成功!"));
+    QCOMPARE(model->dataRowCount(), rows - 1);
+    QVERIFY(model->interIdText(row) != id);
+    QCOMPARE(list->grid()->currentIndex().row(), row);
+    QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd where ftypeid=71 and finterid='") + serial + u'\'').toInt(), 1);
+    QCOMPARE(list->findChild<QLineEdit *>(QStringLiteral("txtBillNumber"))->text(), serial + u',');
+}
+
+void TestFrmMainBillResult::voidAndUnvoidFromTheToolbar()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    const int row = auditableRow(env, model);
+    QVERIFY(row >= 0);
+    list->selectRows({row});
+    list->findChild<QAction *>(QStringLiteral("Cancel"))->trigger();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("作废成功!"));
+    QVERIFY(model->rowState(row).isVoid);
+    QCOMPARE(model->data(model->index(row, 1), Qt::ForegroundRole).value<QColor>(), BillListModel::kVoidForeground);
+    list->findChild<QAction *>(QStringLiteral("UnCancel"))->trigger();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("反作废成功!"));
+    QVERIFY(!model->rowState(row).isVoid);
+    list->findChild<QAction *>(QStringLiteral("Check"))->trigger();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("审核成功!"));
+    list->findChild<QAction *>(QStringLiteral("UnCheck"))->trigger();
+    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("反审核成功!"));
+    QVERIFY(!model->rowState(row).audited);
+}
+
+void TestFrmMainBillResult::selectionModeReturnsIds_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("variant");
+    for (DbEngine e : TestDatabase::engines()) {
+        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("findInfo1")))) << e << 1;
+        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("findInfo2")))) << e << 2;
+    }
+}
+
+void TestFrmMainBillResult::selectionModeReturnsIds()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, variant);
+    Env env(engine);
+    Session &s = session();
+    s.gIsSelectMode = 1;
+    s.gFindMode = std::int16_t(variant);
+    s.gFindSql = QStringLiteral(" and fcancellation=0");
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    QCOMPARE(model->dataRowCount(), env.count(QStringLiteral(" and fcancellation=0")));
+
+    QCOMPARE(keys(visibleToolbarButtons(list)), (QStringList{"Filter", "Exit"}));
+    auto visible = [&](const char *name) { return list->findChild<QAction *>(QString::fromLatin1(name))->isVisible(); };
+    QVERIFY(!list->findChild<QMenu *>(QStringLiteral("MenuEdit"))->menuAction()->isVisible());
+    QVERIFY(list->findChild<QMenu *>(QStringLiteral("MenuEdit1"))->menuAction()->isVisible());
+    QCOMPARE(visible("MenuEditAppend"), variant == 1);
+    QCOMPARE(visible("MenuEditDown"), variant == 2);
+    QVERIFY(!visible("MenuEditAdd") && !visible("MenuEditUpdate") && !visible("MenuEditDelete"));
+
+    // No editor in selection mode.
+    int opened = 0;
+    FormLauncher::setEditorOpener([&](bool) { ++opened; });
+    list->selectRows({1});
+    list->gridDoubleClick();
+    list->menuEditUpdate();
+    QCOMPARE(opened, 0);
+
+    // Rows 0 and 2 and the totals row: the totals row never counts.
+    list->selectRows({2, 0, model->dataRowCount()});
+    const QString expectedIds = model->interIdText(0) + u',' + model->interIdText(2);
+    const QString expectedNumbers = model->cellText(0, 1) + u',' + model->cellText(2, 1);
+    if (variant == 1)
+        list->menuEditAppend();
+    else
+        list->menuEditDown();
+    QCOMPARE(s.gReturnString, expectedIds);
+    QCOMPARE(s.gReturnString1, variant == 2 ? expectedNumbers : QString());
+    QVERIFY(list->isHidden());
+    flushDeletes();
+    QVERIFY(!frmMainBillResult::existingInstance());
+}
+
+void TestFrmMainBillResult::selectionWithoutRowsStaysOpen()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    Session &s = session();
+    s.gIsSelectMode = 1;
+    s.gFindMode = 1;
+    s.gReturnString = QStringLiteral("before");
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    list->selectRows({});
+    list->menuEditAppend();
+    QVERIFY(list->isVisible());
+    QCOMPARE(s.gReturnString, QStringLiteral("before"));
+    list->selectRows({list->model()->dataRowCount()});
+    list->menuEditAppend();
+    QVERIFY(list->isVisible());
+    QCOMPARE(s.gReturnString, QStringLiteral("before"));
+}
+
+void TestFrmMainBillResult::lockedColumns_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<bool>("cancelled");
+    QTest::addColumn<int>("frozen");
+    QTest::addColumn<QString>("kept");
+    // The demo list has 12 columns: at most 9 may be locked besides the two
+    // leading ones, leaving one free.
+    const struct {
+        const char *name;
+        const char *answer;
+        bool cancelled;
+        int frozen;
+        const char *kept;
+    } cases[] = {
+        {"text", "abc", false, 0, "0"},
+        {"zero", "0", false, 0, "0"},
+        {"negative", "-1", false, 0, "0"},
+        {"empty", "", false, 0, "0"},
+        {"cancelled", "", true, 0, "0"},
+        {"none left free", "10", false, 0, "0"},
+        {"one left free", "9", false, 11, "9"},
+        {"one", "1", false, 3, "1"},
+        {"blanks around", " 2 ", false, 4, "2"},
+    };
+    for (DbEngine e : TestDatabase::engines())
+        for (const auto &c : cases)
+            QTest::newRow(qPrintable(engineTag(e, QString::fromUtf8(c.name))))
+                << e << QString::fromUtf8(c.answer) << c.cancelled << c.frozen << QString::fromUtf8(c.kept);
+}
+
+void TestFrmMainBillResult::lockedColumns()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(QString, answer);
+    QFETCH(bool, cancelled);
+    QFETCH(int, frozen);
+    QFETCH(QString, kept);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    QCOMPARE(list->model()->columnCount(), 12);
+    QCOMPARE(list->grid()->frozenColumns(), 0);
+    QList<int> widths;
+    for (int c = 0; c < list->model()->columnCount(); ++c)
+        widths << list->grid()->columnWidth(c);
+    env.prompts().inputs.push_back(cancelled ? std::optional<QString>() : std::optional<QString>(answer));
+    list->menuLockCol();
+    QCOMPARE(env.prompts().calls.back().kind, Prompt::Call::Input);
+    QCOMPARE(env.prompts().calls.back().text, QStringLiteral("请输入锁定列数(整型)"));
+    QCOMPARE(env.prompts().calls.back().title, QStringLiteral("测试"));
+    QCOMPARE(list->grid()->frozenColumns(), frozen);
+    QCOMPARE(list->grid()->frozenView()->isHidden(), frozen == 0);
+    QCOMPARE(list->lockedColumns(), kept);
+    // Locking changes no width; the overlay shows the locked columns as wide
+    // as the grid does.
+    for (int c = 0; c < widths.size(); ++c) {
+        QCOMPARE(list->grid()->columnWidth(c), widths[c]);
+        if (c < frozen)
+            QCOMPARE(list->grid()->frozenView()->columnWidth(c), widths[c]);
+    }
+    // A width changed in the overlay applies to the grid, and back.
+    if (frozen > 0) {
+        list->grid()->frozenView()->setColumnWidth(1, widths[1] + 30);
+        QCOMPARE(list->grid()->columnWidth(1), widths[1] + 30);
+        list->grid()->setColumnWidth(0, widths[0] + 12);
+        QCOMPARE(list->grid()->frozenView()->columnWidth(0), widths[0] + 12);
+    }
+}
+
+void TestFrmMainBillResult::lockedColumnsSurviveAReopen()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    env.prompts().inputs.push_back(QStringLiteral("2"));
+    list->menuLockCol();
+    list->menuFileExit();
+    flushDeletes();
+    QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), QStringLiteral("2"));
+
+    list = env.openList();
+    QVERIFY(list);
+    QCOMPARE(list->grid()->frozenColumns(), 4);
+    QTableView *frozen = list->grid()->frozenView();
+    QVERIFY(!frozen->isHidden());
+    QVERIFY(!frozen->isColumnHidden(3));
+    QVERIFY(frozen->isColumnHidden(4));
+    QCOMPARE(frozen->columnWidth(1), list->grid()->columnWidth(1));
+
+    // A stored value that no longer fits freezes nothing.
+    list->menuFileExit();
+    flushDeletes();
+    WriteIni(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("50"));
+    list = env.openList();
+    QCOMPARE(list->grid()->frozenColumns(), 0);
+}
+
+void TestFrmMainBillResult::editorOpensOnBillRowsOnly()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    Session &s = session();
+    QList<bool> calls;
+    FormLauncher::setEditorOpener([&](bool modal) { calls << modal; });
+
+    // A list that was never filled has only its header row.
+    auto *empty = new frmMainBillResult;
+    empty->menuEditUpdate();
+    empty->gridDoubleClick();
+    QVERIFY(calls.isEmpty());
+    empty->menuFileExit();
+    delete empty;
+
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    list->selectRows({model->dataRowCount()});
+    list->menuEditUpdate();
+    list->gridDoubleClick();
+    QVERIFY(calls.isEmpty());
+
+    list->selectRows({3});
+    list->menuEditUpdate();
+    QCOMPARE(calls, QList<bool>{true});
+    QCOMPARE(s.gBillMode, std::int16_t(1));
+    QCOMPARE(s.gFromList, std::int16_t(1));
+    QCOMPARE(QString::number(s.gCurInterId), model->interIdText(3));
+    QCOMPARE(s.gListInterIds.size(), model->dataRowCount());
+    QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
+
+    s.gBillMode = 7;
+    list->gridDoubleClick();
+    QCOMPARE(calls.size(), 2);
+    QCOMPARE(s.gBillMode, std::int16_t(1));
+
+    s.gIsSelectMode = 1; // set by a caller, cleared by "new"
+    list->menuEditAdd();
+    QCOMPARE(calls.size(), 3);
+    QCOMPARE(s.gBillMode, std::int16_t(0));
+    QCOMPARE(s.gFromList, std::int16_t(1));
+    QCOMPARE(s.gIsSelectMode, std::int16_t(0));
+
+    list->menuFileExit();
+    QCOMPARE(s.gFromList, std::int16_t(0));
+}
+
+void TestFrmMainBillResult::columnLayoutIsKept()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    const QString key = frmMainBillResult::layoutKey();
+    QCOMPARE(key, QStringLiteral("frmMainBillResult71C"));
+    auto stored = [&](int type) {
+        return env.db.scalar(QStringLiteral("select count(*) from t_GS_tableinfo where ftablename='%1' and ftype=%2").arg(key).arg(type)).toInt();
+    };
+    // The first display records the designed widths as the default layout.
+    QCOMPARE(stored(0), 12);
+    QCOMPARE(stored(1), 0);
+    const int designed = list->grid()->columnWidth(3);
+    list->grid()->setColumnWidth(3, designed + 77);
+
+    // Activating again does not reload the layout.
+    list->hide();
+    list->show();
+    QCOMPARE(list->grid()->columnWidth(3), designed + 77);
+
+    list->menuFileExit();
+    flushDeletes();
+    QCOMPARE(stored(1), 12);
+    list = env.openList();
+    QCOMPARE(list->grid()->columnWidth(3), designed + 77);
+    list->menuRestoreColWidth();
+    QCOMPARE(list->grid()->columnWidth(3), designed);
+}
+
+void TestFrmMainBillResult::refreshAndFilter()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    BillListModel *model = list->model();
+    const int row = auditableRow(env, model);
+    QVERIFY(row > 0);
+    list->selectRows({row});
+
+    // Someone else audits the bill; Refresh shows it and keeps the row.
+    env.db.exec(QStringLiteral("update tblFP set fstatus=1 where finterid=") + model->interIdText(row));
+    list->findChild<QAction *>(QStringLiteral("Refresh"))->trigger();
+    QVERIFY(model->rowState(row).audited);
+    QCOMPARE(list->grid()->currentIndex().row(), row);
+
+    // Filter: the dialog comes back, its OK refills this list in place.
+    frmMainBillFind *dialog = frmMainBillFind::existingInstance();
+    QVERIFY(dialog);
+    bool sawDialog = false;
+    QTimer::singleShot(0, [&] {
+        sawDialog = dialog->isVisible() && QApplication::activeModalWidget() == dialog;
+        auto *audit = dialog->findChild<QComboBox *>(QStringLiteral("PC_2"));
+        audit->setCurrentIndex(audit->findText(QStringLiteral("审核")));
+        QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdXPOK")), Qt::LeftButton);
+    });
+    list->findChild<QAction *>(QStringLiteral("Filter"))->trigger();
+    QVERIFY(sawDialog);
+    QVERIFY(dialog->isHidden());
+    QCOMPARE(frmMainBillResult::existingInstance(), list);
+    QVERIFY(list->isVisible());
+    QCOMPARE(model->dataRowCount(), env.count(QStringLiteral(" and fstatus=1")));
+
+    // Closing the dialog while the list is open keeps its conditions.
+    QTimer::singleShot(0, [&] { QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdXPClose")), Qt::LeftButton); });
+    list->filter();
+    flushDeletes();
+    QCOMPARE(frmMainBillFind::existingInstance(), dialog);
+    list->refresh();
+    QCOMPARE(model->dataRowCount(), env.count(QStringLiteral(" and fstatus=1")));
+}
+
+void TestFrmMainBillResult::gridFillsTheWindow()
+{
+    QFETCH(DbEngine, engine);
+    Env env(engine);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    for (const QSize size : {QSize(1000, 600), QSize(700, 420), QSize(1280, 900)}) {
+        list->resize(size);
+        QCoreApplication::processEvents();
+        auto *status = list->findChild<QStatusBar *>(QStringLiteral("stb1"));
+        const int gridBottom = list->grid()->mapTo(list, QPoint(0, list->grid()->height())).y();
+        QVERIFY(gridBottom <= status->y());
+        QVERIFY(status->y() - gridBottom < 16);
+    }
+}
+
+void TestFrmMainBillResult::renders()
+{
+    const QString folder = qEnvironmentVariable("PURFP_RENDER_DIR");
+    if (folder.isEmpty())
+        QSKIP("set PURFP_RENDER_DIR to write the list's picture");
+    Env env(DbEngine::SQLite);
+    frmMainBillResult *list = env.openList();
+    QVERIFY(list);
+    list->selectRows({2});
+    env.prompts().inputs.push_back(QStringLiteral("1"));
+    list->menuLockCol();
+    QCoreApplication::processEvents();
+    QDir().mkpath(folder);
+    QVERIFY(list->grab().save(folder + QStringLiteral("/list.png")));
+    list->grid()->horizontalScrollBar()->setValue(list->grid()->horizontalScrollBar()->maximum());
+    QCoreApplication::processEvents();
+    QVERIFY(list->grab().save(folder + QStringLiteral("/list-scrolled.png")));
+}
+
+QTEST_MAIN(TestFrmMainBillResult)
+#include "tst_frmmainbillresult.moc"
