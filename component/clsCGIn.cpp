@@ -3,15 +3,31 @@
 #include "component/FormLauncher.h"
 #include "component/Session.h"
 #include "component/SessionStartup.h"
+#include "editor/frmMainBill.h"
+#include "list/frmMainBillResult.h"
 #include "platform/DbError.h"
 #include "platform/VbConvert.h"
+#include "printing/BillPrinting.h"
 #include "query/frmMainBillFind.h"
 
 namespace {
-// findInfo, findInfo1 and findInfo2 open the query dialog. Registered when
-// the component is loaded; a host or test may put its own opener in place.
-const bool queryOpenerRegistered = [] {
+// The forms meet here, registered when the component is loaded (a host or a
+// test may put its own openers in place): findInfo, findInfo1 and findInfo2
+// open the query dialog; newInfo and downFromOrder the bill editor's default
+// instance; the editor prints through the printing module and, when it was
+// opened from the list, refreshes the list as it closes.
+const bool formsConnected = [] {
     FormLauncher::setQueryOpener([] { frmMainBillFind::showQuery(); });
+    FormLauncher::setEditorOpener([](bool modal) { frmMainBill::showForm(modal); });
+    frmMainBill::setPrintHooks({
+        [](frmMainBill &form) { previewBill(&form); },
+        [](frmMainBill &form) { printBill(&form); },
+        [](frmMainBill &form) { designDefaultTemplate(&form); },
+    });
+    frmMainBill::setListRefresher([] {
+        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
+            list->refresh();
+    });
     return true;
 }();
 } // namespace

@@ -299,7 +299,7 @@ void menuExportPdf(bool isNewBill, QWidget *parent)
 
 QString defaultPrintKey()
 {
-    return QStringLiteral("Print") + QString::number(session().gBillTypeId);
+    return QString::number(session().gBillTypeId) + QStringLiteral("Print");
 }
 
 bool readDefaultPrintOption()

@@ -90,8 +90,8 @@ void menuPrint(bool isNewBill, QWidget *parent = nullptr);
 // "文件导出成功!".
 void menuExportPdf(bool isNewBill, QWidget *parent = nullptr);
 
-// The default-print option in SetupInfo.ini: section "Print", key "Print"
-// followed by the bill kind, "1" or "0". This is the one place that reads
+// The default-print option in SetupInfo.ini: section "Print", key the bill
+// kind followed by "Print" (71Print), "1" or "0". This is the one place that reads
 // and writes it.
 QString defaultPrintKey();
 bool readDefaultPrintOption();

@@ -416,12 +416,12 @@ void tst_BillPrinting::defaultPrintOption()
     // Other entries of the file are kept.
     QVERIFY(file.setValue(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("3")));
     if (!stored.isEmpty()) {
-        QVERIFY(file.setValue(QStringLiteral("Print"), QStringLiteral("Print71"), stored));
+        QVERIFY(file.setValue(QStringLiteral("Print"), QStringLiteral("71Print"), stored));
         QCOMPARE(readDefaultPrintOption(), checkedBefore);
     }
 
     QCOMPARE(menuDefaultPrint(checkedBefore), checkedAfter);
-    QCOMPARE(file.value(QStringLiteral("Print"), QStringLiteral("Print71")).value_or(QString()),
+    QCOMPARE(file.value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()),
              checkedAfter ? QStringLiteral("1") : QStringLiteral("0"));
     QCOMPARE(readDefaultPrintOption(), checkedAfter);
     QCOMPARE(file.value(QStringLiteral("LockCols"), QStringLiteral("A1")).value_or(QString()), QStringLiteral("3"));

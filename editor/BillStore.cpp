@@ -1,0 +1,562 @@
+#include "editor/BillStore.h"
+
+#include "component/Session.h"
+#include "modules/ConnectionRoutines.h"
+#include "modules/Privilege.h"
+#include "modules/TextHelpers.h"
+#include "platform/Connection.h"
+#include "platform/DbError.h"
+#include "platform/Prompt.h"
+
+#include <QSet>
+
+#include <tuple>
+
+namespace {
+const QString kReadError = QStringLiteral("数据读取错误!");
+
+QString dateText(const QDate &date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd"));
+}
+
+// A date column as grid text. Dates come as dates (PostgreSQL) or as the
+// 'yyyy-MM-dd' text they are stored as (SQLite); the text is taken as it
+// stands rather than parsed, which for a thousand rows is what loading a
+// bill would otherwise spend most of its time on.
+QString dateCellText(const QVariant &value)
+{
+    if (value.isNull())
+        return {};
+    if (value.typeId() == QMetaType::QDate)
+        return value.toDate().toString(Qt::ISODate);
+    if (value.typeId() == QMetaType::QDateTime)
+        return value.toDateTime().date().toString(Qt::ISODate);
+    return value.toString().trimmed().left(10);
+}
+
+// An id that goes into a statement bare: the digits of an integer, "0" for
+// anything else (an empty tag, a stock bill that no longer exists).
+QString idText(const QString &id)
+{
+    bool ok = false;
+    const qint64 value = id.trimmed().toLongLong(&ok);
+    return ok ? QString::number(value) : QStringLiteral("0");
+}
+
+// User text as a bound value. An empty text is stored as an empty string,
+// as the quoted text would be, never as null.
+QVariant textValue(const QString &text)
+{
+    return text.isNull() ? QVariant(QStringLiteral("")) : QVariant(text);
+}
+
+QString amountSql(const QString &text)
+{
+    return numericAmount(text).value_or(Amount()).toString();
+}
+
+QString entryAmountSql(const EntryRow &row)
+{
+    return cellAmount(row.cell(ColThisAmount)).value_or(Amount()).toString();
+}
+
+// How often a counter or a released number is tried again when another
+// workstation got in between.
+constexpr int kAttempts = 5;
+} // namespace
+
+BillSettings BillSettings::fromSession()
+{
+    const Session &s = session();
+    BillSettings b;
+    b.loginUserId = s.gLoginUserId;
+    b.billTypeId = s.gBillTypeId;
+    b.currentYear = s.gCurrentYear;
+    b.currentPeriod = s.gCurrentPeriod;
+    b.periodStartDate = s.gPeriodStartDate;
+    b.isUpdateBillNo = s.gIsUpdateBillNo;
+    b.isAddDelNumber = s.gIsAddDelNumber;
+    b.viewName = s.gViewName;
+    return b;
+}
+
+QString renderBillNumber(const QString &templ, const QDate &date, int yearDigits, const QString &serial)
+{
+    QString number = templ;
+    number.replace(QStringLiteral("月"), ZeroPad(QString::number(date.month()), 2));
+    number.replace(QStringLiteral("日"), ZeroPad(QString::number(date.day()), 2));
+    const QString year = ZeroPad(QString::number(date.year()), 4);
+    number.replace(QStringLiteral("年"), yearDigits <= 0 ? QString() : year.right(std::min<int>(yearDigits, int(year.size()))));
+    number.replace(QStringLiteral("序号"), serial);
+    return number;
+}
+
+QString billHeaderSql(const QString &viewName, int interId)
+{
+    return QStringLiteral(" select * from ") + viewName + QStringLiteral(" where finterid=") + QString::number(interId);
+}
+
+QString billEntriesSql(int interId)
+{
+    return QStringLiteral("select a.fHXAmount1,isnull(b.fbillno,'') as fbillno,b.finterid,b.fdate,isnull(b.fAllAmount,0) as fAllAmount,isnull(b.fKPAmount,0) as fKPAmount from ")
+        + QStringLiteral(" (select fHXAmount as fHXAmount1,isnull(fStockInterId,0) as fStockInterId,fentryid from tblFPEntry where fInterId=")
+        + QString::number(interId) + QStringLiteral(") as a left outer join icstockbill as b on ")
+        + QStringLiteral("   a.fStockInterId=b.finterid ") + QStringLiteral(" order by a.fentryid ");
+}
+
+QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
+{
+    QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
+        + supplierId
+        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
+    if (!excludedIds.isEmpty())
+        sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
+    sql += QStringLiteral("  order by fdate ");
+    return sql;
+}
+
+BillStore::BillStore(Connection &conn, BillSettings settings)
+    : m_conn(conn), m_settings(std::move(settings))
+{
+}
+
+// --- Checks ------------------------------------------------------------------
+
+std::optional<StoreMessage> BillStore::insertChecks(const BillDraft &draft, const std::vector<HeaderLabel> &labels) const
+{
+    if (std::optional<EntryRefusal> r = checkEntries(labels, draft.amountText, draft.rows))
+        return StoreMessage{r->message, 48, r->focusAmount};
+    if (draft.date < m_settings.periodStartDate)
+        return StoreMessage{QStringLiteral("不能保存以前期间的单据！"), 48};
+    if (m_settings.isUpdateBillNo == 1 && draft.billNo.isEmpty())
+        return StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+    return std::nullopt;
+}
+
+std::optional<StoreMessage> BillStore::updateChecks(const BillDraft &draft, const std::vector<HeaderLabel> &labels) const
+{
+    if (draft.date < m_settings.periodStartDate)
+        return StoreMessage{QStringLiteral("不能保存以前期间的单据！"), 48};
+    if (std::optional<EntryRefusal> r = checkEntries(labels, draft.amountText, draft.rows))
+        return StoreMessage{r->message, 48, r->focusAmount};
+    if (m_settings.isUpdateBillNo == 1 && draft.billNo.isEmpty())
+        return StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+    return std::nullopt;
+}
+
+// --- Header statements -------------------------------------------------------
+
+HeaderStatement BillStore::insertHeader(const BillDraft &draft) const
+{
+    HeaderStatement st;
+    st.sql = QStringLiteral("insert into tblFP(finterid,fstatus,fcancellation");
+    for (const HeaderValue &f : draft.fields)
+        st.sql += u',' + f.fieldName;
+    st.sql += QStringLiteral(",fdate,fOperator,ftrantype,fyear,fperiod,frob,fAmount,fbillNumber,fbillno) values(");
+
+    st.tail = QStringLiteral(",0,0");
+    for (const HeaderValue &f : draft.fields) {
+        if (f.lookup) {
+            const QString id = lookupItemId(f.value);
+            st.tail += u',' + (id.isEmpty() ? QStringLiteral("0") : idText(id));
+        } else {
+            st.tail += QStringLiteral(",?");
+            st.params << textValue(f.text);
+        }
+    }
+    st.tail += QStringLiteral(",'") + dateText(draft.date) + QStringLiteral("',") + m_settings.loginUserId + u','
+        + QString::number(m_settings.billTypeId) + u',' + QString::number(m_settings.currentYear) + u','
+        + QString::number(m_settings.currentPeriod) + u',' + QString::number(draft.rob) + u',' + amountSql(draft.amountText)
+        + QStringLiteral(",?,?) ");
+    return st;
+}
+
+HeaderStatement BillStore::updateHeader(const BillDraft &draft) const
+{
+    HeaderStatement st;
+    st.sql = QStringLiteral("update tblFP set fdate='") + dateText(draft.date) + QStringLiteral("',fbillno=?,")
+        + QStringLiteral("fOperator=") + m_settings.loginUserId + QStringLiteral(",fAmount=") + amountSql(draft.amountText);
+    st.params << textValue(draft.billNo);
+    for (const HeaderValue &f : draft.fields) {
+        if (f.lookup) {
+            const QString id = lookupItemId(f.value);
+            st.sql += u',' + f.fieldName + u'=' + (id.isEmpty() ? QStringLiteral("0") : idText(id));
+        } else {
+            st.sql += u',' + f.fieldName + QStringLiteral("=?");
+            st.params << textValue(f.text);
+        }
+    }
+    return st;
+}
+
+// --- Counters ----------------------------------------------------------------
+
+// Each counter is taken with its update first: the update locks the counter
+// row, so savers on other connections queue behind it, and each reads back
+// the value its own update left. A counter row that does not exist yet is
+// created with 1.
+int BillStore::takeInterId()
+{
+    const int changed = m_conn.execute(QStringLiteral("update tblmaxNum set fmaxnum=fmaxnum+1 where ftablename='tblFP'"));
+    if (changed > 0) {
+        const Recordset rs = m_conn.openRecordset(QStringLiteral("select * from tblmaxNum where ftablename='tblFP'"));
+        return int(rs.toInt(QStringLiteral("fmaxnum")));
+    }
+    m_conn.execute(QStringLiteral("insert into tblmaxNum(ftablename,fmaxnum) values('tblFP',1) "));
+    return 1;
+}
+
+std::pair<QString, QString> BillStore::takeBillNumber(const QDate &date)
+{
+    const QString typeId = QString::number(m_settings.billTypeId);
+    const QString rowSql = QStringLiteral("select * from tblMaxBillNo where ftypeid=") + typeId;
+    auto render = [&](const Recordset &row, const QString &serial) {
+        if (row.eof())
+            return QString();
+        const int yearDigits = row.isNull(QStringLiteral("fYLength")) ? 2 : int(row.toInt(QStringLiteral("fYLength")));
+        return renderBillNumber(row.text(QStringLiteral("fPreLetter")), date, yearDigits, serial);
+    };
+
+    // A number released by a deleted bill is used first. Removing it is what
+    // claims it: when another saver removed it first, the next one is tried.
+    if (m_settings.isAddDelNumber == 1) {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            const Recordset freed = m_conn.openRecordset(QStringLiteral("select top 1 * from tblBillNoAdd where fTypeId=") + typeId
+                                                         + QStringLiteral(" order by finterid"));
+            if (freed.eof())
+                break;
+            const QString serial = freed.text(QStringLiteral("fInterId"));
+            const int removed = m_conn.execute(QStringLiteral("delete from tblBillNoAdd where  fTypeId=") + typeId
+                                                   + QStringLiteral(" and finterid=?"),
+                                               {textValue(serial)});
+            if (removed > 0)
+                return {render(m_conn.openRecordset(rowSql), serial), serial};
+        }
+    }
+
+    const int changed = m_conn.execute(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+1 where ftypeid=") + typeId);
+    if (changed <= 0)
+        return {}; // the kind has no numbering row
+    const Recordset row = m_conn.openRecordset(rowSql);
+    const QString serial = ZeroPad(QString::number(row.toInt(QStringLiteral("fbillno"))), int(row.toInt(QStringLiteral("flength"))));
+    return {render(row, serial), serial};
+}
+
+BillStore::Allocation BillStore::allocate(const QDate &date)
+{
+    Allocation a;
+    a.interId = takeInterId();
+    std::tie(a.number, a.serial) = takeBillNumber(date);
+    return a;
+}
+
+// On PostgreSQL, where several workstations save at once, the counters are
+// taken in a short transaction of their own, so their rows stay locked only
+// as long as it takes to advance them; they stay advanced when the bill then
+// fails. Two savers creating the first counter row at once collide on its
+// key; the loser takes the counters again. SQLite lets one writer at a time
+// into the whole database, so a transaction of their own would buy nothing
+// but another sync to disk: there the counters are the first statements of
+// the bill's own transaction (taking the write lock first) and go back with
+// it when the bill fails.
+bool BillStore::countersApart() const
+{
+    return m_conn.engine() == DbEngine::PostgreSQL;
+}
+
+// --- Saving ------------------------------------------------------------------
+
+void BillStore::writeEntries(int interId, const std::vector<EntryRow> &rows)
+{
+    const QString id = QString::number(interId);
+    const QString insertHead = QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(") + id + u',';
+    const QString endAmount = QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+");
+    const QString endKey = QStringLiteral(" where finterid=") + id;
+    for (size_t r = 0; r < rows.size(); ++r) {
+        const QString stockId = idText(rows[r].stockId);
+        const QString amount = entryAmountSql(rows[r]);
+        m_conn.execute(insertHead + QString::number(r + 1) + u',' + stockId + u',' + amount + u')');
+        m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + amount
+                       + QStringLiteral(" where finterid=") + stockId);
+        m_conn.execute(endAmount + amount + endKey);
+    }
+}
+
+SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft &draft)
+{
+    SaveResult result;
+    try {
+        if (m_settings.isUpdateBillNo == 1) {
+            const Recordset rs = m_conn.openRecordset(QStringLiteral("select count(finterid) as finterid1 from tblFP where fbillno=?"),
+                                                      {textValue(draft.billNo)});
+            if (rs.toInt(QStringLiteral("finterid1")) != 0) {
+                result.message = StoreMessage{QStringLiteral("单据编号不能重复!"), 48};
+                return result;
+            }
+        }
+
+        Allocation taken;
+        if (countersApart()) {
+            for (int attempt = 1;; ++attempt) {
+                try {
+                    m_conn.beginTrans();
+                    taken = allocate(draft.date);
+                    m_conn.commitTrans();
+                    break;
+                } catch (const DbError &) {
+                    m_conn.rollbackTrans();
+                    if (attempt >= kAttempts)
+                        throw;
+                }
+            }
+            m_conn.beginTrans();
+        } else {
+            m_conn.beginTrans();
+            taken = allocate(draft.date);
+        }
+        if (m_settings.isUpdateBillNo == 1)
+            taken.number = draft.billNo;
+        if (taken.number.isEmpty()) {
+            // The kind has no numbering row: there is no number to save under.
+            m_conn.rollbackTrans();
+            result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+            return result;
+        }
+
+        QVariantList params = header.params;
+        params << textValue(taken.serial) << textValue(taken.number);
+        m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
+        writeEntries(taken.interId, draft.rows);
+        m_conn.commitTrans();
+
+        result.saved = true;
+        result.interId = taken.interId;
+        result.billNo = taken.number;
+        result.serial = taken.serial;
+    } catch (const DbError &e) {
+        m_conn.rollbackTrans();
+        result = SaveResult{};
+        result.message = StoreMessage{e.description(), 16};
+    }
+    return result;
+}
+
+std::optional<StoreMessage> BillStore::changeRefusal(int interId)
+{
+    const Recordset rs = m_conn.openRecordset(QStringLiteral("select fstatus,fcancellation,fdate from tblFP where finterid=")
+                                              + QString::number(interId));
+    if (rs.eof())
+        return StoreMessage{kReadError, 16};
+    if (rs.toInt(QStringLiteral("fstatus")) != 0)
+        return StoreMessage{QStringLiteral("该单据已经审核,不能修改,操作不成功"), 48};
+    if (rs.toInt(QStringLiteral("fcancellation")) != 0)
+        return StoreMessage{QStringLiteral("该单据已经作废,不能修改,操作不成功！"), 48};
+    const QDate stored = rs.date(QStringLiteral("fdate"));
+    if (stored.isValid() && stored < m_settings.periodStartDate)
+        return StoreMessage{QStringLiteral("不能修改以前期间的单据,操作不成功"), 48};
+    return std::nullopt;
+}
+
+SaveResult BillStore::updateBill(const HeaderStatement &header, const BillDraft &draft, int interId)
+{
+    SaveResult result;
+    const QString id = QString::number(interId);
+    try {
+        if (m_settings.isUpdateBillNo == 1) {
+            const Recordset rs = m_conn.openRecordset(QStringLiteral("select * from tblFP where fBillNo=? and finterid<>") + id,
+                                                      {textValue(draft.billNo)});
+            if (!rs.eof()) {
+                result.message = StoreMessage{QStringLiteral("编号不能重复!"), 16};
+                return result;
+            }
+        }
+
+        for (int attempt = 1;; ++attempt) {
+            if (std::optional<StoreMessage> refused = changeRefusal(interId)) {
+                result.message = refused;
+                return result;
+            }
+            m_conn.beginTrans();
+            // Claims the bill for this transaction: the row stays locked until
+            // the commit, and is only claimed while it is still neither
+            // audited nor void. Another workstation that audited or voided it
+            // since the check above is noticed here, and the check runs again
+            // to say what happened.
+            const int claimed = m_conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid=") + id
+                                               + QStringLiteral(" and fstatus=0 and fcancellation=0"));
+            if (claimed > 0)
+                break;
+            m_conn.rollbackTrans();
+            if (attempt >= kAttempts) {
+                result.message = StoreMessage{kReadError, 16};
+                return result;
+            }
+        }
+
+        // Give back what the old entries took from their stock bills.
+        Recordset old = m_conn.openRecordset(QStringLiteral("select fstockinterid,fhxamount from tblFPEntry where finterid=") + id);
+        for (; !old.eof(); old.moveNext()) {
+            const Amount taken = old.amount(QStringLiteral("fhxamount"));
+            const Amount back = taken >= Amount() ? -taken : taken.abs();
+            m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + back.toString()
+                           + QStringLiteral(" where finterid=") + QString::number(old.toInt(QStringLiteral("fstockinterid"))));
+            m_conn.execute(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + back.toString()
+                           + QStringLiteral(" where finterid=") + id);
+        }
+        m_conn.execute(header.sql + QStringLiteral(" where finterid=") + id, header.params);
+        m_conn.execute(QStringLiteral("delete from tblFPEntry where finterid=") + id);
+        writeEntries(interId, draft.rows);
+        m_conn.commitTrans();
+
+        result.saved = true;
+        result.interId = interId;
+        result.billNo = draft.billNo;
+    } catch (const DbError &e) {
+        m_conn.rollbackTrans();
+        result = SaveResult{};
+        result.message = StoreMessage{e.description(), 16};
+    }
+    return result;
+}
+
+// --- Reading -----------------------------------------------------------------
+
+std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &layout)
+{
+    const Recordset head = m_conn.openRecordset(billHeaderSql(m_settings.viewName, interId));
+    if (head.eof())
+        return std::nullopt;
+
+    LoadedBill bill;
+    bill.interId = interId;
+    bill.billNo = head.text(QStringLiteral("fbillno"));
+    bill.date = head.date(QStringLiteral("fdate"));
+    bill.amountText = head.isNull(QStringLiteral("fAmount")) ? QString() : head.amount(QStringLiteral("fAmount")).toString();
+    bill.billerName = head.text(QStringLiteral("fOperatorName"));
+    bill.checkerName = head.text(QStringLiteral("fCheckerName"));
+    if (head.hasField(QStringLiteral("fchecker")))
+        bill.checkerId = head.text(QStringLiteral("fchecker"));
+    bill.status = int(head.toInt(QStringLiteral("fstatus")));
+    if (head.hasField(QStringLiteral("fcancellation")))
+        bill.cancellation = int(head.toInt(QStringLiteral("fcancellation")));
+    bill.rob = int(head.toInt(QStringLiteral("frob")));
+
+    auto optionalText = [&](const QString &name) { return head.hasField(name) ? head.text(name) : QString(); };
+    for (const HeaderFieldDef &def : layout.fields) {
+        HeaderValue v;
+        v.fieldName = def.fieldName;
+        v.lookup = def.isLookup();
+        if (def.fieldName.isEmpty()) {
+            bill.fields.push_back(v);
+            continue;
+        }
+        if (v.lookup) {
+            const QString number = optionalText(def.fieldName + QStringLiteral("Number"));
+            v.value = lookupValue(number, optionalText(def.fieldName));
+            v.text = v.value.isEmpty() ? QString() : number;
+            v.name = v.value.isEmpty() ? QString() : optionalText(def.fieldName + QStringLiteral("Name"));
+        } else {
+            v.text = optionalText(def.fieldName);
+        }
+        bill.fields.push_back(v);
+    }
+
+    const Recordset lines = m_conn.openRecordset(billEntriesSql(interId));
+    bill.rows.reserve(size_t(lines.recordCount()));
+    const int cHX = lines.fieldIndex(QStringLiteral("fHXAmount1"));
+    const int cNo = lines.fieldIndex(QStringLiteral("fbillno"));
+    const int cId = lines.fieldIndex(QStringLiteral("finterid"));
+    const int cDate = lines.fieldIndex(QStringLiteral("fdate"));
+    const int cAll = lines.fieldIndex(QStringLiteral("fAllAmount"));
+    const int cKP = lines.fieldIndex(QStringLiteral("fKPAmount"));
+    for (int r = 0; r < lines.recordCount(); ++r) {
+        const Amount own = Amount::fromVariant(lines.valueAt(r, cHX));
+        const Amount all = Amount::fromVariant(lines.valueAt(r, cAll));
+        const Amount others = Amount::fromVariant(lines.valueAt(r, cKP)) - own;
+        EntryRow row;
+        row.stockId = Recordset::variantText(lines.valueAt(r, cId));
+        row.setCell(ColStockBillNo, Recordset::variantText(lines.valueAt(r, cNo)));
+        row.setCell(ColStockDate, dateCellText(lines.valueAt(r, cDate)));
+        row.setCell(ColAllAmount, all.toString());
+        row.setCell(ColInvoiced, others.toString());
+        row.setCell(ColOpenAmount, (all - others).toString());
+        row.setCell(ColThisAmount, own.toString());
+        bill.rows.push_back(std::move(row));
+    }
+    return bill;
+}
+
+std::vector<EntryRow> BillStore::openStockBills(const QString &supplierId, const std::vector<EntryRow> &grid)
+{
+    QStringList inGrid;
+    QSet<QString> known;
+    for (const EntryRow &row : grid) {
+        const QString id = row.stockId.trimmed();
+        if (id.isEmpty())
+            continue;
+        const QString sqlId = idText(id);
+        if (!known.contains(sqlId)) {
+            known.insert(sqlId);
+            inGrid << sqlId;
+        }
+    }
+    Recordset rs = m_conn.openRecordset(openStockBillsSql(idText(supplierId), inGrid.join(u',')));
+    std::vector<EntryRow> rows;
+    for (; !rs.eof(); rs.moveNext()) {
+        const QString id = rs.text(QStringLiteral("finterid"));
+        if (known.contains(idText(id)))
+            continue;
+        known.insert(idText(id));
+        rows.push_back(EntryRow::fromStockBill(id, rs.text(QStringLiteral("fbillno")), dateCellText(rs.value(QStringLiteral("fdate"))),
+                                               rs.amount(QStringLiteral("fAllAmount")), rs.amount(QStringLiteral("fKPAmount"))));
+    }
+    return rows;
+}
+
+// --- The editor's save commands ----------------------------------------------
+
+namespace {
+SaveOutcome runSave(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId, bool isNew)
+{
+    Session &s = session();
+    SaveOutcome outcome;
+    if (!HasPrivilege(s.gRightPrefix + (isNew ? QStringLiteral("01") : QStringLiteral("02"))))
+        return outcome;
+
+    const BillSettings settings = BillSettings::fromSession();
+    std::optional<StoreMessage> message;
+    try {
+        OpenConnection();
+        BillStore store(*s.gConn, settings);
+        message = isNew ? store.insertChecks(draft, labels) : store.updateChecks(draft, labels);
+        if (!message) {
+            const SaveResult result = isNew ? store.insertBill(store.insertHeader(draft), draft)
+                                            : store.updateBill(store.updateHeader(draft), draft, interId);
+            message = result.message;
+            outcome.saved = result.saved;
+            outcome.interId = result.interId;
+            outcome.billNo = result.billNo;
+        }
+    } catch (const DbError &e) {
+        message = StoreMessage{e.description(), 16};
+        outcome = SaveOutcome{};
+    }
+    CloseConnection();
+    if (message) {
+        outcome.focusAmount = message->focusAmount;
+        Prompt::msgBox(message->text, message->icon, s.msgTitle);
+    }
+    return outcome;
+}
+} // namespace
+
+SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels)
+{
+    return runSave(draft, labels, 0, true);
+}
+
+SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId)
+{
+    return runSave(draft, labels, interId, false);
+}

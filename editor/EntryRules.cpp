@@ -1,0 +1,147 @@
+#include "editor/EntryRules.h"
+
+#include "platform/VbConvert.h"
+
+#include <algorithm>
+#include <cmath>
+
+QString EntryRow::cell(int column) const
+{
+    if (column < 1 || column > kEntryColumnCount)
+        return {};
+    return cells[size_t(column - 1)];
+}
+
+void EntryRow::setCell(int column, const QString &text)
+{
+    if (column < 1 || column > kEntryColumnCount)
+        return;
+    cells[size_t(column - 1)] = text;
+}
+
+EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, const QString &date, Amount allAmount,
+                                 Amount invoiced)
+{
+    EntryRow row;
+    row.stockId = stockId;
+    row.setCell(ColStockBillNo, billNo);
+    row.setCell(ColStockDate, date);
+    row.setCell(ColAllAmount, allAmount.toString());
+    row.setCell(ColInvoiced, invoiced.toString());
+    row.setCell(ColOpenAmount, openAmountText(allAmount, invoiced));
+    return row;
+}
+
+std::optional<Amount> numericAmount(const QString &text)
+{
+    if (std::optional<Amount> exact = Amount::parse(text))
+        return exact;
+    // Forms the exact parser does not take ("1e3", "+.5e1") but the numeric
+    // test does: go through the double, within what an amount can hold.
+    if (!VbConvert::isNumeric(text))
+        return std::nullopt;
+    const double value = VbConvert::toDouble(text);
+    if (!std::isfinite(value) || std::fabs(value) >= 1e14)
+        return std::nullopt;
+    return Amount::fromDouble(value);
+}
+
+std::optional<Amount> cellAmount(const QString &text)
+{
+    if (text.trimmed().isEmpty())
+        return Amount();
+    return numericAmount(text);
+}
+
+QString openAmountText(Amount allAmount, Amount invoiced)
+{
+    // The difference goes through its text and back, so the cell holds
+    // exactly what the text shows.
+    const QString text = (allAmount - invoiced).toString();
+    return Amount::parse(text).value_or(Amount()).toString();
+}
+
+namespace {
+Amount cellOrZero(const EntryRow &row, int column)
+{
+    return cellAmount(row.cell(column)).value_or(Amount());
+}
+} // namespace
+
+std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels, const QString &amountText,
+                                         const std::vector<EntryRow> &rows)
+{
+    for (const HeaderLabel &label : labels) {
+        if (label.required && label.text.trimmed().isEmpty())
+            return EntryRefusal{label.caption + QStringLiteral("不能为空"), false};
+    }
+
+    const QString total = amountText.trimmed();
+    if (total.isEmpty())
+        return EntryRefusal{QStringLiteral("请录入金额！"), true};
+    const std::optional<Amount> totalAmount = numericAmount(total);
+    if (!totalAmount)
+        return EntryRefusal{QStringLiteral("金额必须录入数字！"), true};
+
+    Amount sum;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const EntryRow &row = rows[i];
+        const QString rowText = QString::number(i + 1);
+        const std::optional<Amount> amount = cellAmount(row.cell(ColThisAmount));
+        if (!amount)
+            return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行本次开票金额必须录入数字！"), false};
+        const Amount open = cellOrZero(row, ColOpenAmount);
+        const Amount all = cellOrZero(row, ColAllAmount);
+        if (amount->abs() > open.abs())
+            return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行本次开票金额不能超出应开总额！"), false};
+        if ((*amount > Amount() && all < Amount()) || (*amount < Amount() && all > Amount()))
+            return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行开票金额与总金额必须方向一致！"), false};
+        sum += *amount;
+    }
+
+    if (sum.abs() > totalAmount->abs()) {
+        if (sum > Amount())
+            return EntryRefusal{QStringLiteral("明细开票金额不能大于发票总额！"), false};
+        return EntryRefusal{QStringLiteral("明细开票金额不能小于发票总额！"), false};
+    }
+    return std::nullopt;
+}
+
+Amount entriesTotal(const std::vector<EntryRow> &rows)
+{
+    Amount sum;
+    for (const EntryRow &row : rows)
+        sum += cellOrZero(row, ColThisAmount);
+    return sum;
+}
+
+bool setSumCell(EntryRow &row, int first, int second, int product, int decimals)
+{
+    if (row.cell(second).trimmed().isEmpty())
+        return false;
+    const std::optional<Amount> a = cellAmount(row.cell(first));
+    const std::optional<Amount> b = cellAmount(row.cell(second));
+    const std::optional<Amount> current = cellAmount(row.cell(product));
+    if (!a || !b || !current)
+        return false;
+    // The product has eight decimals; round it half away from zero to the
+    // asked places (at most the four an amount keeps).
+    decimals = std::clamp(decimals, 0, Amount::Decimals);
+    __int128 raw = __int128(a->units()) * b->units(); // scale 10^8
+    __int128 divisor = Amount::Scale;
+    for (int k = decimals; k < Amount::Decimals; ++k)
+        divisor *= 10;
+    const bool negative = raw < 0;
+    if (negative)
+        raw = -raw;
+    __int128 rounded = (raw + divisor / 2) / divisor; // scale 10^decimals
+    for (int k = decimals; k < Amount::Decimals; ++k)
+        rounded *= 10;
+    if (negative)
+        rounded = -rounded;
+    const Amount value = Amount::fromUnits(std::int64_t(rounded));
+    if (value == *current)
+        return false;
+    row.setCell(product, value.toFixed(decimals));
+    return true;
+}

@@ -1,0 +1,183 @@
+#pragma once
+// The purchase-invoice editor: a header laid out from tblBillInfo, the entry
+// grid fps1, the toolbar Toolbar1 with a menu bar mirroring it, and a status
+// bar. It opens in one of four modes (gBillMode 0 new, 1 modify, 2 split,
+// 3 view), loads and browses saved bills, saves through the bill store, fills
+// the grid from the supplier's open stock-in bills, marks invoices red or
+// blue, copies and audits. The form holds its widgets and calls the plain
+// logic of EntryRules, BillLayout and BillStore.
+//
+// The form is used through one default instance (defaultInstance()), which
+// lives from its first use until it is closed; closing destroys it, so the
+// next use starts afresh.
+#include "editor/BillLayout.h"
+#include "editor/BillStore.h"
+
+#include <QMainWindow>
+#include <QPointer>
+
+#include <functional>
+#include <vector>
+
+class EntryGridModel;
+class QAction;
+class QDateEdit;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPushButton;
+class QTableView;
+class QToolBar;
+class QToolButton;
+
+class frmMainBill;
+
+// What printing supplies to the editor; each is called after the editor's own
+// checks (right, saved bill). Unset entries do nothing.
+struct EditorPrintHooks {
+    std::function<void(frmMainBill &)> preview;
+    std::function<void(frmMainBill &)> print;
+    std::function<void(frmMainBill &)> design;
+};
+
+class frmMainBill : public QMainWindow {
+    Q_OBJECT
+public:
+    // The default instance, created (and initialised) on first use.
+    static frmMainBill *defaultInstance();
+    // The default instance if it exists; no creation.
+    static frmMainBill *existingInstance();
+    // Shows the default instance; a modal show returns when the form closes.
+    static void showForm(bool modal);
+    // What the bill list runs when an editor opened from it closes: re-run
+    // its query and restore its rows.
+    static void setListRefresher(std::function<void()> refresher);
+    static void setPrintHooks(EditorPrintHooks hooks);
+
+    ~frmMainBill() override;
+
+    // The state the commands look at, for printing and for tests.
+    bool isChanged() const { return m_changed; }
+    bool saveSucceeded() const { return m_saveSucceeded; }
+    int billStatus() const { return m_status; }
+    int billCancellation() const { return m_cancellation; }
+    EntryGridModel *grid() const { return m_grid; }
+    const HeaderLayout &layout() const { return m_layout; }
+    // The laid-out field editing `fieldName`: its shown text and its lookup
+    // value ("number&**&id").
+    QString fieldText(const QString &fieldName) const;
+    QString fieldValue(const QString &fieldName) const;
+
+    // The commands (menu entries and toolbar buttons lead here).
+    void MenuNew_Click();
+    void MenuNewAfterSave_Click();
+    void MenuSave_Click();
+    void MenuCheck_Click();
+    void MenuCopy_Click();
+    void MenuRed_Click();
+    void MenuBlue_Click();
+    void MenuBillHead_Click();
+    void MenuFirst_Click();
+    void MenuPre_Click();
+    void MenuNext_Click();
+    void MenuLast_Click();
+    void MenuPreview_Click();
+    void MenuPrint_Click();
+    void MenuDefaultPrint_Click();
+    void MenuDesignModle_Click();
+    void MenuExit_Click();
+    // Toolbar1's dispatch by button key.
+    void Toolbar1_ButtonClick(const QString &key);
+    void cmdList_Click();
+
+    // May the caller go on (the user saved, declined, or nothing changed)?
+    bool askToSave();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    struct HeaderControl {
+        QLabel *label = nullptr;
+        QLineEdit *edit = nullptr;
+        QToolButton *button = nullptr; // lookup fields
+        QLabel *name = nullptr;        // lookup fields
+        int lookupIndex = -1;          // element of the td array
+    };
+
+    explicit frmMainBill(QWidget *parent = nullptr);
+
+    void buildWidgets();
+    void buildToolbarAndMenus();
+    void buildHeader();
+    void placeHeaderExtras();
+    void placeTitleAndMarkers();
+    void formLoad();
+    void readOptions();
+    void writeOptions();
+    void setUpMode();
+    void startNewBill();
+    void proposeBillNumber(bool keepSerial);
+    void loadBill();
+    void applyLoaded(const LoadedBill &bill);
+    void navigateTo(int position);
+    void refreshLookupTexts();
+    void clearHeader();
+    void setRob(int rob);
+    void updateState();
+    void updateStatusBar();
+    void setStatusText(const QString &text);
+    void markChanged();
+
+    // Lookup fields.
+    void resolveLookup(int field, bool openSelectorWhenUnknown);
+    void chooseLookup(int field);
+    void setLookup(int field, const QString &number, const QString &id, const QString &name);
+
+    std::vector<HeaderLabel> headerLabels() const;
+    BillDraft draft() const;
+    int afterSaveNew() const;
+    int copyHeaderOption() const;
+
+    HeaderLayout m_layout;
+    std::vector<HeaderControl> m_header;
+    QStringList m_lookupValues; // per header field: "number&**&id"
+
+    QWidget *m_head = nullptr;
+    int m_fieldsRight = 0;
+    QLabel *lblTitle = nullptr;
+    QLineEdit *txtBillNo = nullptr;
+    QDateEdit *thdate = nullptr;
+    QLineEdit *txtBiller = nullptr;
+    QLineEdit *txtChecker = nullptr;
+    QLineEdit *txtAmount = nullptr;
+    QPushButton *cmdList = nullptr;
+    QLabel *lblAmount = nullptr;
+    QLabel *ImgRed = nullptr;
+    QLabel *ImgCheck = nullptr;
+    QTableView *fps1 = nullptr;
+    EntryGridModel *m_grid = nullptr;
+    QToolBar *Toolbar1 = nullptr;
+    QMenu *MenuEdit = nullptr;
+    QList<QLabel *> m_panels;
+
+    // Toolbar buttons by key, menu entries by name.
+    QHash<QString, QAction *> m_buttons;
+    QHash<QString, QAction *> m_menu;
+
+    bool m_changed = false;
+    bool m_saveSucceeded = false;
+    bool m_loading = false;
+    int m_status = 0;
+    int m_cancellation = 0;
+    bool m_earlierPeriod = false;
+    QString m_checkerId;
+    // Options kept per bill kind.
+    int m_optAfterSaveNew = 1;
+    int m_optCopyHeader = 0;
+    int m_optCopyEntry = 0;
+    int m_optItemNotice = 0;
+    QString m_lockCols = QStringLiteral("0");
+};

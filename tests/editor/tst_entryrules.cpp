@@ -1,0 +1,221 @@
+#include "editor/EntryRules.h"
+#include "modules/TextHelpers.h"
+
+#include <QTest>
+
+// The pre-save check of the invoice's entries, over plain header labels and
+// grid rows. Rows are written "total|open|this" (columns 3, 5 and 6).
+class TestEntryRules : public QObject {
+    Q_OBJECT
+
+    static std::vector<EntryRow> rowsFrom(const QStringList &specs)
+    {
+        std::vector<EntryRow> rows;
+        for (const QString &spec : specs) {
+            const QStringList parts = spec.split(u'|');
+            EntryRow row;
+            row.stockId = QString::number(rows.size() + 100);
+            row.setCell(ColAllAmount, parts.value(0));
+            row.setCell(ColOpenAmount, parts.value(1));
+            row.setCell(ColThisAmount, parts.value(2));
+            rows.push_back(row);
+        }
+        return rows;
+    }
+
+    static std::vector<HeaderLabel> supplierAndNote(const QString &supplier, const QString &invoiceNo)
+    {
+        return {{QStringLiteral("供应商"), true, supplier},
+                {QStringLiteral("发票号码"), true, invoiceNo},
+                {QStringLiteral("备注"), false, QString()}};
+    }
+
+private slots:
+    void check_data()
+    {
+        QTest::addColumn<QString>("supplier");
+        QTest::addColumn<QString>("invoiceNo");
+        QTest::addColumn<QString>("total");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QString>("message"); // empty: passes
+        QTest::addColumn<bool>("focusAmount");
+
+        const QString ok = QStringLiteral("04.001");
+        const QString no = QStringLiteral("FP-1");
+        // Header and total.
+        QTest::newRow("first required label wins") << "" << "" << "100" << QStringList{} << "供应商不能为空" << false;
+        QTest::newRow("second required label") << ok << "  " << "100" << QStringList{} << "发票号码不能为空" << false;
+        QTest::newRow("labels before total") << "" << no << "" << QStringList{} << "供应商不能为空" << false;
+        QTest::newRow("total empty") << ok << no << "   " << QStringList{} << "请录入金额！" << true;
+        QTest::newRow("total not a number") << ok << no << "12a" << QStringList{} << "金额必须录入数字！" << true;
+        QTest::newRow("total before rows") << ok << no << "x" << QStringList{"100|100|500"} << "金额必须录入数字！" << true;
+        QTest::newRow("empty grid passes") << ok << no << "0" << QStringList{} << "" << false;
+        QTest::newRow("thousands separators and exponent") << ok << no << "1,000.50" << QStringList{"2000|2000|1000.5"} << "" << false;
+        QTest::newRow("exponent total") << ok << no << "1e3" << QStringList{"2000|2000|1000"} << "" << false;
+
+        // Rule 4a: within the open amount, by absolute value.
+        QTest::newRow("exactly the open amount") << ok << no << "300" << QStringList{"300|300|300"} << "" << false;
+        QTest::newRow("row 3 beyond open amount") << ok << no << "1000"
+                                                  << QStringList{"100|100|10", "100|100|10", "100|50|50.0001"}
+                                                  << "第3行本次开票金额不能超出应开总额！" << false;
+        QTest::newRow("red row beyond open") << ok << no << "-500" << QStringList{"-300|-200|-200.01"}
+                                             << "第1行本次开票金额不能超出应开总额！" << false;
+        QTest::newRow("empty open counts as 0") << ok << no << "10" << QStringList{"100||5"} << "第1行本次开票金额不能超出应开总额！" << false;
+        QTest::newRow("4a before 4b") << ok << no << "1000" << QStringList{"-100|-50|60"} << "第1行本次开票金额不能超出应开总额！" << false;
+
+        // Rule 4b: the sign of the stock bill.
+        QTest::newRow("blue row negative amount") << ok << no << "100" << QStringList{"200|200|-50"}
+                                                  << "第1行开票金额与总金额必须方向一致！" << false;
+        QTest::newRow("red row positive amount") << ok << no << "100" << QStringList{"50|50|10", "-200|-200|50"}
+                                                 << "第2行开票金额与总金额必须方向一致！" << false;
+        QTest::newRow("red row negative amount") << ok << no << "-100" << QStringList{"-200|-200|-100"} << "" << false;
+        QTest::newRow("zero on a red row") << ok << no << "100" << QStringList{"-200|-200|0"} << "" << false;
+        QTest::newRow("zero total row, any sign") << ok << no << "100" << QStringList{"0|50|10"} << "" << false;
+        QTest::newRow("empty amount counts 0") << ok << no << "5" << QStringList{"100|100|", "100|100|5"} << "" << false;
+
+        // Rules 5 and 6: the sum against the total, exactly.
+        QTest::newRow("0.1 + 0.2 under 0.3") << ok << no << "0.3" << QStringList{"1|1|0.1", "1|1|0.2"} << "" << false;
+        QTest::newRow("thirds sum exactly") << ok << no << "100" << QStringList{"50|50|33.33", "50|50|33.33", "50|50|33.34"} << "" << false;
+        QTest::newRow("one unit over") << ok << no << "100" << QStringList{"50|50|33.33", "50|50|33.33", "50|50|33.3401"}
+                                       << "明细开票金额不能大于发票总额！" << false;
+        QTest::newRow("sum 100 over 80") << ok << no << "80" << QStringList{"60|60|60", "40|40|40"} << "明细开票金额不能大于发票总额！" << false;
+        QTest::newRow("sum -100 under -80") << ok << no << "-80" << QStringList{"-60|-60|-60", "-40|-40|-40"}
+                                            << "明细开票金额不能小于发票总额！" << false;
+        QTest::newRow("sum 100 against -80") << ok << no << "-80" << QStringList{"100|100|100"} << "明细开票金额不能大于发票总额！" << false;
+        QTest::newRow("sum below total passes") << ok << no << "500" << QStringList{"100|100|100"} << "" << false;
+        QTest::newRow("mixed signs net within") << ok << no << "10" << QStringList{"100|100|60", "-80|-80|-55"} << "" << false;
+        QTest::newRow("amount cell not a number") << ok << no << "10" << QStringList{"100|100|1x"}
+                                                  << "第1行本次开票金额必须录入数字！" << false;
+    }
+
+    void check()
+    {
+        QFETCH(QString, supplier);
+        QFETCH(QString, invoiceNo);
+        QFETCH(QString, total);
+        QFETCH(QStringList, rows);
+        QFETCH(QString, message);
+        QFETCH(bool, focusAmount);
+
+        const std::optional<EntryRefusal> refusal = checkEntries(supplierAndNote(supplier, invoiceNo), total, rowsFrom(rows));
+        if (message.isEmpty()) {
+            QVERIFY2(!refusal, qPrintable(refusal ? refusal->message : QString()));
+        } else {
+            QVERIFY(refusal);
+            QCOMPARE(refusal->message, message);
+            QCOMPARE(refusal->focusAmount, focusAmount);
+        }
+    }
+
+    void numbers_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("isNumber");
+        QTest::addColumn<QString>("exact");
+
+        QTest::newRow("plain") << "12.5" << true << "12.5";
+        QTest::newRow("blanks") << "  -3 " << true << "-3";
+        QTest::newRow("separators") << "1,234,567.8" << true << "1234567.8";
+        QTest::newRow("exponent") << "2.5e2" << true << "250";
+        QTest::newRow("fifth decimal rounds") << "0.00005" << true << "0.0001";
+        QTest::newRow("letters") << "abc" << false << "";
+        QTest::newRow("two points") << "1.2.3" << false << "";
+        QTest::newRow("beyond an amount") << "1e20" << false << "";
+        QTest::newRow("empty") << "" << false << "";
+    }
+
+    void numbers()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, isNumber);
+        QFETCH(QString, exact);
+        const std::optional<Amount> a = numericAmount(text);
+        QCOMPARE(bool(a), isNumber);
+        if (a)
+            QCOMPARE(a->toString(), exact);
+    }
+
+    void emptyCellIsZero()
+    {
+        QCOMPARE(cellAmount(QStringLiteral("  ")).value().toString(), QStringLiteral("0"));
+        QVERIFY(!cellAmount(QStringLiteral("-")));
+    }
+
+    void openAmountOfAStockBill_data()
+    {
+        QTest::addColumn<QString>("all");
+        QTest::addColumn<QString>("invoiced");
+        QTest::addColumn<QString>("open");
+        QTest::newRow("partly invoiced") << "1000" << "333.33" << "666.67";
+        QTest::newRow("nothing invoiced") << "0.1" << "0" << "0.1";
+        QTest::newRow("red bill") << "-250.5" << "-100" << "-150.5";
+        QTest::newRow("over-invoiced") << "100" << "120" << "-20";
+    }
+
+    void openAmountOfAStockBill()
+    {
+        QFETCH(QString, all);
+        QFETCH(QString, invoiced);
+        QFETCH(QString, open);
+        const EntryRow row = EntryRow::fromStockBill(QStringLiteral("7"), QStringLiteral("WIN000007"), QStringLiteral("2025-01-02"),
+                                                     *Amount::parse(all), *Amount::parse(invoiced));
+        QCOMPARE(row.cell(ColOpenAmount), open);
+        QCOMPARE(row.cell(ColAllAmount), Amount::parse(all)->toString());
+        QCOMPARE(row.cell(ColThisAmount), QString());
+        QCOMPARE(row.stockId, QStringLiteral("7"));
+        // Out-of-range columns neither read nor write.
+        EntryRow copy = row;
+        copy.setCell(11, QStringLiteral("x"));
+        copy.setCell(0, QStringLiteral("x"));
+        QCOMPARE(copy.cells, row.cells);
+        QCOMPARE(row.cell(0), QString());
+    }
+
+    void sumOfEntries()
+    {
+        const std::vector<EntryRow> rows = rowsFrom({"1|1|0.1", "1|1|0.2", "1|1|", "1|1|junk"});
+        QCOMPARE(entriesTotal(rows).toString(), QStringLiteral("0.3"));
+    }
+
+    void sumCell_data()
+    {
+        QTest::addColumn<QString>("qty");
+        QTest::addColumn<QString>("price");
+        QTest::addColumn<QString>("sum");
+        QTest::addColumn<int>("decimals");
+        QTest::addColumn<bool>("changed");
+        QTest::addColumn<QString>("result");
+
+        QTest::newRow("product set") << "3" << "1.25" << "" << 2 << true << "3.75";
+        QTest::newRow("rounded half away") << "3" << "0.335" << "0" << 2 << true << "1.01";
+        QTest::newRow("negative rounded") << "-3" << "0.335" << "0" << 2 << true << "-1.01";
+        QTest::newRow("already right") << "2" << "5" << "10" << 2 << false << "10";
+        QTest::newRow("empty second left alone") << "2" << "" << "7" << 2 << false << "7";
+        QTest::newRow("no decimals") << "3" << "0.5" << "" << 0 << true << "2";
+    }
+
+    void sumCell()
+    {
+        QFETCH(QString, qty);
+        QFETCH(QString, price);
+        QFETCH(QString, sum);
+        QFETCH(int, decimals);
+        QFETCH(bool, changed);
+        QFETCH(QString, result);
+        EntryRow row;
+        row.setCell(7, qty);
+        row.setCell(8, price);
+        row.setCell(9, sum);
+        QCOMPARE(setSumCell(row, 7, 8, 9, decimals), changed);
+        QCOMPARE(row.cell(9), result);
+    }
+
+    void characterLength()
+    {
+        // Two Chinese characters and one Latin letter: five bytes.
+        QCOMPARE(CharacterLen(QStringLiteral("供应A")), 5);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEntryRules)
+#include "tst_entryrules.moc"

@@ -1,0 +1,533 @@
+// The bill editor driven as a user drives it, offscreen, on the demo
+// database: entering an invoice, changing it, auditing it, trying to change
+// it again, browsing the list's bills, red and void bills, asking to save
+// and closing. After each step the database is checked.
+#include "editor/EntryGridModel.h"
+#include "editor/frmMainBill.h"
+
+#include "component/Session.h"
+#include "modules/CodeSelectors.h"
+#include "modules/SetupIni.h"
+#include "platform/IniFile.h"
+#include "platform/SettingsStore.h"
+#include "support/TestDatabase.h"
+#include "support/TestSession.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDateEdit>
+#include <QDir>
+#include <QInputMethodEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+#include <QToolBar>
+
+namespace {
+struct OpenStock {
+    QString supplierNumber;
+    QString supplierId;
+    QString supplierName;
+    int offered = 0;
+};
+
+// The supplier with the most stock-in bills still open to invoicing, and
+// how many the fill will offer.
+OpenStock busiestSupplier(TestDatabase &db)
+{
+    const QString open = QStringLiteral(" ftrantype=1 and fcancellation=0 and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1 ");
+    Recordset rs = db.conn().openRecordset(QStringLiteral("select fsupplyid,count(*) as n from icstockbill where") + open
+                                           + QStringLiteral("and fAllAmount>0 group by fsupplyid order by count(*) desc, fsupplyid"));
+    OpenStock s;
+    s.supplierId = rs.text(QStringLiteral("fsupplyid"));
+    Recordset item = db.conn().openRecordset(QStringLiteral("select fnumber,fname from tblItem where fitemid=") + s.supplierId);
+    s.supplierNumber = item.text(QStringLiteral("fnumber"));
+    s.supplierName = item.text(QStringLiteral("fname"));
+    s.offered = int(db.scalar(QStringLiteral("select count(*) from icstockbill where fsupplyid=") + s.supplierId + QStringLiteral(" and") + open).toInt());
+    return s;
+}
+
+Amount amountOf(TestDatabase &db, const QString &sql)
+{
+    return Amount::fromVariant(db.scalar(sql));
+}
+
+Amount kpOf(TestDatabase &db, const QString &stockId)
+{
+    return amountOf(db, QStringLiteral("select isnull(fKPAmount,0) from icstockbill where finterid=") + stockId);
+}
+
+class NoSelector : public CodeSelector {
+public:
+    int calls = 0;
+    std::optional<SelectedCode> selectGoods(const QString &, const QString &, QWidget *) override { ++calls; return std::nullopt; }
+    std::optional<SelectedCode> selectBasicData(int, QWidget *) override { ++calls; return std::nullopt; }
+};
+} // namespace
+
+class TestFrmMainBill : public QObject {
+    Q_OBJECT
+
+    template <typename T>
+    static T *child(QWidget *form, const QString &name)
+    {
+        T *w = form->findChild<T *>(name);
+        if (!w)
+            qWarning("no widget %s", qPrintable(name));
+        return w;
+    }
+    static QAction *button(QWidget *form, const QString &key)
+    {
+        return child<QToolBar>(form, QStringLiteral("Toolbar1"))->findChild<QAction *>(key);
+    }
+    static QAction *menu(QWidget *form, const QString &name) { return form->findChild<QAction *>(name); }
+
+    // Types into a cell of fps1 through its editor and commits with Enter.
+    static void typeIntoCell(QWidget *form, int gridRow, int gridColumn, const QString &text)
+    {
+        auto *grid = child<QTableView>(form, QStringLiteral("fps1"));
+        const QModelIndex index = grid->model()->index(gridRow - 1, gridColumn - 1);
+        grid->setCurrentIndex(index);
+        grid->edit(index);
+        QLineEdit *editor = nullptr;
+        for (QLineEdit *e : grid->viewport()->findChildren<QLineEdit *>())
+            if (e->isVisible())
+                editor = e;
+        QVERIFY(editor);
+        QPointer<QLineEdit> open = editor;
+        editor->selectAll();
+        QTest::keyClicks(editor, text);
+        QTest::keyClick(editor, Qt::Key_Return);
+        // The delegate commits and closes on Enter through the event loop.
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!open || !open->isVisible());
+    }
+
+    // Latin keys are typed; other characters arrive as an input method
+    // commits them.
+    static void typeText(QWidget *edit, const QString &text)
+    {
+        QString latin;
+        auto flush = [&] {
+            if (!latin.isEmpty())
+                QTest::keyClicks(edit, latin);
+            latin.clear();
+        };
+        for (QChar c : text) {
+            if (c.unicode() < 128) {
+                latin += c;
+                continue;
+            }
+            flush();
+            QInputMethodEvent commit;
+            commit.setCommitString(QString(c));
+            QApplication::sendEvent(edit, &commit);
+        }
+        flush();
+    }
+
+    static void typeInto(QWidget *form, const QString &name, const QString &text, bool enter = true)
+    {
+        auto *edit = child<QLineEdit>(form, name);
+        edit->setFocus();
+        edit->selectAll();
+        typeText(edit, text);
+        if (enter)
+            QTest::keyClick(edit, Qt::Key_Return);
+    }
+
+    static frmMainBill *open(int mode)
+    {
+        session().gBillMode = std::int16_t(mode);
+        frmMainBill *f = frmMainBill::defaultInstance();
+        f->show();
+        QApplication::setActiveWindow(f);
+        return f;
+    }
+
+    static void closeForm(frmMainBill *f)
+    {
+        QPointer<frmMainBill> guard(f);
+        f->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    static void signIn(const QString &id, const QString &name)
+    {
+        session().gLoginUserId = id;
+        session().gLoginUserName = name;
+    }
+
+private slots:
+    void cleanup()
+    {
+        if (frmMainBill *f = frmMainBill::existingInstance()) {
+            delete f;
+        }
+        setCodeSelector(nullptr);
+    }
+
+    void enterChangeAuditAndRefuse_data() { addEngineRows(); }
+    void enterChangeAuditAndRefuse()
+    {
+        QFETCH(DbEngine, engine);
+        TestDatabase db(engine, TestDatabase::Content::Demo);
+        TestSession t;
+        t.writeHostSettings(db.connectionString(), 2, false);
+        QCOMPARE(t.start(), QString());
+        Session &s = session();
+        const OpenStock stock = busiestSupplier(db);
+        QVERIFY(stock.offered >= 2);
+        const qint64 idCounter = db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong();
+        const qint64 numberCounter = db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong();
+
+        // A new bill: number proposed and locked, today's date, the clerk as biller.
+        frmMainBill *f = open(0);
+        QCOMPARE(f->windowTitle(), QStringLiteral("新增采购发票"));
+        auto *billNo = child<QLineEdit>(f, QStringLiteral("txtBillNo"));
+        QVERIFY(billNo->isReadOnly());
+        QVERIFY(billNo->text().startsWith(QStringLiteral("CGFP")));
+        QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtBiller"))->text(), QStringLiteral("张会计"));
+        QCOMPARE(child<QLabel>(f, QStringLiteral("lblTitle"))->palette().color(QPalette::WindowText), QColor(255, 0, 0));
+        QVERIFY(!child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
+        QVERIFY(!button(f, QStringLiteral("First"))->isEnabled());
+
+        // Saving with nothing typed names the first required field.
+        f->MenuSave_Click();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("供应商不能为空"));
+        QCOMPARE(t.prompts().lastMessage().icon, 48);
+
+        // Supplier by code, invoice number, total; then the stock bills.
+        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
+        QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), stock.supplierNumber + QStringLiteral("&**&") + stock.supplierId);
+        QCOMPARE(child<QLabel>(f, QStringLiteral("lblTdName_0"))->text(), stock.supplierName);
+        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("No.8841'A"));
+        t.prompts().clear();
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("请录入开票金额！")});
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("12x"));
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("金额请录入数字！"));
+        QCOMPARE(f->grid()->gridRowCount(), 0);
+
+        // The invoice takes part of the first two blue bills.
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("100"));
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QCOMPARE(f->grid()->gridRowCount(), stock.offered);
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QCOMPARE(f->grid()->gridRowCount(), stock.offered); // no duplicates
+        std::vector<int> blue;
+        for (int r = 1; r <= f->grid()->gridRowCount() && blue.size() < 2; ++r)
+            if (numericAmount(f->grid()->cellText(r, ColAllAmount))->units() > 0 && numericAmount(f->grid()->cellText(r, ColOpenAmount))->units() >= 1000000)
+                blue.push_back(r);
+        QCOMPARE(int(blue.size()), 2);
+        const QString stockA = f->grid()->rowTag(blue[0]);
+        const QString stockB = f->grid()->rowTag(blue[1]);
+        const Amount kpA = kpOf(db, stockA), kpB = kpOf(db, stockB);
+        typeIntoCell(f, blue[0], ColThisAmount, QStringLiteral("60.1"));
+        typeIntoCell(f, blue[1], ColThisAmount, QStringLiteral("39.9"));
+        QCOMPARE(f->grid()->cellText(blue[0], ColThisAmount), QStringLiteral("60.1"));
+        QVERIFY(f->isChanged());
+
+        // Too much for the total first, then saved.
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("99.99"));
+        t.prompts().clear();
+        button(f, QStringLiteral("Save"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("明细开票金额不能大于发票总额！")});
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("100"));
+        t.prompts().clear();
+        button(f, QStringLiteral("Save"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("数据保存成功！")});
+        QCOMPARE(t.prompts().lastMessage().icon, 64);
+        QVERIFY(!f->isChanged());
+        QCOMPARE(f->windowTitle(), QStringLiteral("修改采购发票"));
+        QCOMPARE(int(s.gBillMode), 1);
+        const int id = s.gCurInterId;
+        QCOMPARE(qint64(id), idCounter + 1);
+        const QString idText = QString::number(id);
+
+        Recordset h = db.conn().openRecordset(QStringLiteral("select * from tblFP where finterid=") + idText);
+        QCOMPARE(h.text(QStringLiteral("fbillno")), billNo->text());
+        QCOMPARE(h.text(QStringLiteral("fInvoiceNo")), QStringLiteral("No.8841'A"));
+        QCOMPARE(h.text(QStringLiteral("fSupplyId")), stock.supplierId);
+        QCOMPARE(h.amount(QStringLiteral("fAmount")).toString(), QStringLiteral("100"));
+        QCOMPARE(h.amount(QStringLiteral("fEndAmount")).toString(), QStringLiteral("100"));
+        QCOMPARE(h.toInt(QStringLiteral("fOperator")), 2);
+        QCOMPARE(h.toInt(QStringLiteral("frob")), 0);
+        QCOMPARE(h.date(QStringLiteral("fdate")), QDate::currentDate());
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt(), stock.offered);
+        QCOMPARE(kpOf(db, stockA), kpA + *Amount::parse(QStringLiteral("60.1")));
+        QCOMPARE(kpOf(db, stockB), kpB + *Amount::parse(QStringLiteral("39.9")));
+        QCOMPARE(db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong(), idCounter + 1);
+        QCOMPARE(db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), numberCounter + 1);
+
+        // Changed: another share and a note with quotes.
+        typeIntoCell(f, blue[0], ColThisAmount, QStringLiteral("50"));
+        typeInto(f, QStringLiteral("txt_1"), QStringLiteral("王'五 说\"可以\""));
+        t.prompts().clear();
+        button(f, QStringLiteral("Save"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("数据修改成功！")});
+        QCOMPARE(kpOf(db, stockA), kpA + *Amount::parse(QStringLiteral("50")));
+        QCOMPARE(kpOf(db, stockB), kpB + *Amount::parse(QStringLiteral("39.9")));
+        QCOMPARE(amountOf(db, QStringLiteral("select fEndAmount from tblFP where finterid=") + idText).toString(), QStringLiteral("89.9"));
+        QCOMPARE(db.scalar(QStringLiteral("select fNote from tblFP where finterid=") + idText).toString(), QStringLiteral("王'五 说\"可以\""));
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt(), stock.offered);
+
+        // The clerk may not audit: nothing happens.
+        t.prompts().clear();
+        button(f, QStringLiteral("Check"))->trigger();
+        QVERIFY(t.prompts().messageTexts().isEmpty());
+        QCOMPARE(db.scalar(QStringLiteral("select fstatus from tblFP where finterid=") + idText).toInt(), 0);
+
+        // The supervisor audits it in the same editor.
+        signIn(QStringLiteral("3"), QStringLiteral("李主管"));
+        button(f, QStringLiteral("Check"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("审核成功!")});
+        QCOMPARE(db.scalar(QStringLiteral("select fstatus from tblFP where finterid=") + idText).toInt(), 1);
+        QCOMPARE(db.scalar(QStringLiteral("select fchecker from tblFP where finterid=") + idText).toInt(), 3);
+        QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtChecker"))->text(), QStringLiteral("李主管"));
+        QVERIFY(child<QLabel>(f, QStringLiteral("ImgCheck"))->isVisible());
+        QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
+        QVERIFY(!menu(f, QStringLiteral("MenuSave"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("Check"))->isEnabled());
+        QVERIFY(!(f->grid()->flags(f->grid()->index(blue[0] - 1, ColThisAmount - 1)) & Qt::ItemIsEditable));
+        QVERIFY(child<QLineEdit>(f, QStringLiteral("txtAmount"))->isReadOnly());
+
+        // Saving it anyway is refused by the store, and nothing changes.
+        signIn(QStringLiteral("2"), QStringLiteral("张会计"));
+        f->grid()->setCellText(blue[0], ColThisAmount, QStringLiteral("1"));
+        t.prompts().clear();
+        f->MenuSave_Click();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("该单据已经审核,不能修改,操作不成功")});
+        QVERIFY(!f->saveSucceeded());
+        QCOMPARE(kpOf(db, stockA), kpA + *Amount::parse(QStringLiteral("50")));
+        QCOMPARE(amountOf(db, QStringLiteral("select fEndAmount from tblFP where finterid=") + idText).toString(), QStringLiteral("89.9"));
+
+        // Closing writes the options; the "CopyHeader" read key stays apart.
+        closeForm(f);
+        QVERIFY(!frmMainBill::existingInstance());
+        const QString app = QStringLiteral("71frmMainBill");
+        QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("AfterSaveNew"), {}), QStringLiteral("1"));
+        QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("CopyHeader"), {}), QStringLiteral("0"));
+        QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("   CopyHeader"), QStringLiteral("absent")), QStringLiteral("absent"));
+        QCOMPARE(IniFile(IniPath()).value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()), QStringLiteral("0"));
+    }
+
+    // Browsing the ids the list handed over, with the buttons following the
+    // position and the bill's state.
+    void browseTheList_data() { addEngineRows(); }
+    void browseTheList()
+    {
+        QFETCH(DbEngine, engine);
+        TestDatabase db(engine, TestDatabase::Content::Demo);
+        TestSession t;
+        t.writeHostSettings(db.connectionString(), 1, true);
+        QCOMPARE(t.start(), QString());
+        Session &s = session();
+        // An audited red bill, a void bill and an open blue bill.
+        const QString red = db.scalar(QStringLiteral("select min(finterid) from tblFP where frob=1 and fstatus=1 and fcancellation=0")).toString();
+        const QString voided = db.scalar(QStringLiteral("select min(finterid) from tblFP where fcancellation=1")).toString();
+        const QString blue = db.scalar(QStringLiteral("select max(finterid) from tblFP where frob=0 and fstatus=0 and fcancellation=0 and fdate>='")
+                                       + s.gPeriodStartDate.toString(Qt::ISODate) + QStringLiteral("'")).toString();
+        QVERIFY(!red.isEmpty() && !voided.isEmpty() && !blue.isEmpty());
+        s.gListInterIds = QStringList{blue, red, voided};
+        s.gListIndex = 0;
+        s.gCurInterId = blue.toInt();
+        s.gFromList = 1;
+        int refreshed = 0;
+        frmMainBill::setListRefresher([&] { ++refreshed; });
+
+        frmMainBill *f = open(1);
+        QCOMPARE(f->windowTitle(), QStringLiteral("修改采购发票"));
+        QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtBillNo"))->text(),
+                 db.scalar(QStringLiteral("select fbillno from tblFP where finterid=") + blue).toString());
+        QCOMPARE(f->grid()->gridRowCount(), db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + blue).toInt());
+        QVERIFY(!button(f, QStringLiteral("First"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("Back"))->isEnabled());
+        QVERIFY(button(f, QStringLiteral("Next"))->isEnabled());
+        QVERIFY(button(f, QStringLiteral("Save"))->isEnabled());
+        QVERIFY(!f->isChanged());
+        QVERIFY(!f->fieldText(QStringLiteral("fSupplyId")).isEmpty());
+
+        button(f, QStringLiteral("Next"))->trigger();
+        QCOMPARE(s.gCurInterId, red.toInt());
+        QVERIFY(child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
+        QVERIFY(child<QLabel>(f, QStringLiteral("ImgCheck"))->isVisible());
+        QVERIFY(button(f, QStringLiteral("Red"))->isChecked());
+        QVERIFY(!button(f, QStringLiteral("Blue"))->isChecked());
+        QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
+        QCOMPARE(f->grid()->foreground(), QColor(255, 0, 0));
+        QVERIFY(button(f, QStringLiteral("Back"))->isEnabled());
+
+        menu(f, QStringLiteral("MenuLast"))->trigger();
+        QCOMPARE(s.gListIndex, 2);
+        QVERIFY(!button(f, QStringLiteral("Next"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("End"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("Check"))->isEnabled());
+        QVERIFY(!button(f, QStringLiteral("Red"))->isEnabled());
+        QVERIFY(child<QLineEdit>(f, QStringLiteral("td_0"))->isReadOnly());
+        QVERIFY(!child<QPushButton>(f, QStringLiteral("cmdList"))->isEnabled());
+        // A stray step past the end stays on the last bill.
+        f->MenuNext_Click();
+        QCOMPARE(s.gListIndex, 2);
+
+        // Back to the blue one, change it, and cancel leaving: the form stays.
+        button(f, QStringLiteral("First"))->trigger();
+        QCOMPARE(s.gCurInterId, blue.toInt());
+        typeInto(f, QStringLiteral("txt_1"), QStringLiteral("改"), false);
+        QVERIFY(f->isChanged());
+        t.prompts().clear();
+        t.prompts().answers = {Prompt::Cancel};
+        f->close();
+        QVERIFY(frmMainBill::existingInstance());
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("单据已经改变，是否保存？"));
+        QCOMPARE(refreshed, 0);
+        // No: leaves without saving, and the list is refilled.
+        const QString note = db.scalar(QStringLiteral("select fNote from tblFP where finterid=") + blue).toString();
+        t.prompts().answers = {Prompt::No};
+        closeForm(f);
+        QVERIFY(!frmMainBill::existingInstance());
+        QCOMPARE(refreshed, 1);
+        QCOMPARE(s.gFromList, std::int16_t(0));
+        QCOMPARE(db.scalar(QStringLiteral("select fNote from tblFP where finterid=") + blue).toString(), note);
+        frmMainBill::setListRefresher({});
+    }
+
+    // New, copy, red and blue, audit of an unsaved bill, the option of
+    // starting a new bill after each save.
+    void smallerCommands_data() { addEngineRows(); }
+    void smallerCommands()
+    {
+        QFETCH(DbEngine, engine);
+        TestDatabase db(engine, TestDatabase::Content::Demo);
+        TestSession t;
+        t.writeHostSettings(db.connectionString(), 1, true);
+        QCOMPARE(t.start(), QString());
+        Session &s = session();
+        NoSelector selector;
+        setCodeSelector(&selector);
+        const OpenStock stock = busiestSupplier(db);
+
+        frmMainBill *f = open(0);
+        button(f, QStringLiteral("Check"))->trigger();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("请先保存单据!"));
+        menu(f, QStringLiteral("MenuPreview"))->trigger();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("请先保存单据!"));
+
+        button(f, QStringLiteral("Red"))->trigger();
+        QCOMPARE(int(s.gEditorFlag), 1);
+        QVERIFY(child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
+        button(f, QStringLiteral("Blue"))->trigger();
+        QCOMPARE(int(s.gEditorFlag), 0);
+        QVERIFY(!child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
+        QCOMPARE(f->grid()->foreground(), QColor(0, 0, 0));
+        QVERIFY(button(f, QStringLiteral("Blue"))->isChecked() && !button(f, QStringLiteral("Red"))->isChecked());
+
+        // An unknown code offers the selector on Enter and leaves no choice.
+        typeInto(f, QStringLiteral("td_0"), QStringLiteral("no-such-code"));
+        QCOMPARE(selector.calls, 1);
+        QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), QString());
+
+        // A red invoice saved with "new bill after save" checked.
+        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
+        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("R-1"));
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("-10"));
+        button(f, QStringLiteral("Red"))->trigger();
+        menu(f, QStringLiteral("MenuNewAfterSave"))->trigger();
+        const qint64 before = db.scalar(QStringLiteral("select count(*) from tblFP")).toLongLong();
+        t.prompts().clear();
+        button(f, QStringLiteral("Save"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("数据保存成功！")});
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFP")).toLongLong(), before + 1);
+        QCOMPARE(db.scalar(QStringLiteral("select frob from tblFP where finterid=") + QString::number(s.gCurInterId)).toInt(), 1);
+        QCOMPARE(int(s.gBillMode), 0);
+        QCOMPARE(f->windowTitle(), QStringLiteral("新增采购发票"));
+        QCOMPARE(f->fieldText(QStringLiteral("fSupplyId")), QString());
+        QVERIFY(child<QLineEdit>(f, QStringLiteral("txtAmount"))->text().isEmpty());
+
+        // Copy keeps the header, never the entries.
+        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("5"));
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QVERIFY(f->grid()->gridRowCount() > 0);
+        t.prompts().answers = {Prompt::No};
+        button(f, QStringLiteral("Copy"))->trigger();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("单据已经改变，是否保存？"));
+        QCOMPARE(f->grid()->gridRowCount(), 0);
+        QCOMPARE(f->fieldText(QStringLiteral("fSupplyId")), stock.supplierNumber);
+        QCOMPARE(int(s.gBillMode), 0);
+
+        // New after a change, answered Cancel: everything stays.
+        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("X"), false);
+        t.prompts().answers = {Prompt::Cancel};
+        button(f, QStringLiteral("New"))->trigger();
+        QCOMPARE(f->fieldText(QStringLiteral("fSupplyId")), stock.supplierNumber);
+        t.prompts().answers = {Prompt::No};
+        button(f, QStringLiteral("New"))->trigger();
+        QCOMPARE(f->fieldText(QStringLiteral("fSupplyId")), QString());
+        QVERIFY(!f->isChanged());
+        closeForm(f);
+        QCOMPARE(SettingsStore::read(QStringLiteral("71frmMainBill"), QStringLiteral("Options"), QStringLiteral("AfterSaveNew"), {}),
+                 QStringLiteral("0"));
+    }
+
+    // Pictures of the editor to look at: a new bill, a filled one, a red
+    // one and an audited one. Written only when PURFP_EDITOR_RENDERS names
+    // a folder.
+    void renders()
+    {
+        const QString folder = qEnvironmentVariable("PURFP_EDITOR_RENDERS");
+        if (folder.isEmpty())
+            QSKIP("set PURFP_EDITOR_RENDERS to a folder to write the pictures");
+        QDir().mkpath(folder);
+        TestDatabase db(DbEngine::SQLite, TestDatabase::Content::Demo);
+        TestSession t;
+        t.writeHostSettings(db.connectionString(), 1, true);
+        QCOMPARE(t.start(), QString());
+        Session &s = session();
+        const OpenStock stock = busiestSupplier(db);
+
+        frmMainBill *f = open(0);
+        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-new.png")));
+
+        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
+        typeInto(f, QStringLiteral("td_1"), QStringLiteral("02.01"));
+        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("No.00451207"));
+        typeInto(f, QStringLiteral("txt_1"), QStringLiteral("十一月货款，部分开票"));
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("1500"));
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        std::vector<int> blue;
+        for (int r = 1; r <= f->grid()->gridRowCount() && blue.size() < 2; ++r)
+            if (*numericAmount(f->grid()->cellText(r, ColOpenAmount)) > *Amount::parse(QStringLiteral("1000")))
+                blue.push_back(r);
+        QCOMPARE(int(blue.size()), 2);
+        typeIntoCell(f, blue[0], ColThisAmount, QStringLiteral("1000"));
+        typeIntoCell(f, blue[1], ColThisAmount, QStringLiteral("500"));
+        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-filled.png")));
+        t.prompts().answers = {Prompt::No};
+        closeForm(f);
+        QVERIFY(!frmMainBill::existingInstance());
+
+        const QString red = db.scalar(QStringLiteral("select max(finterid) from tblFP where frob=1 and fstatus=0 and fcancellation=0")).toString();
+        s.gCurInterId = red.toInt();
+        s.gListInterIds = QStringList{red};
+        s.gListIndex = 0;
+        f = open(1);
+        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-red.png")));
+        closeForm(f);
+
+        const QString audited = db.scalar(QStringLiteral("select max(finterid) from tblFP where frob=0 and fstatus=1 and fcancellation=0")).toString();
+        s.gCurInterId = audited.toInt();
+        s.gListInterIds = QStringList{audited};
+        f = open(1);
+        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-audited.png")));
+        closeForm(f);
+    }
+};
+
+QTEST_MAIN(TestFrmMainBill)
+#include "tst_frmmainbill.moc"
