@@ -8,4 +8,8 @@
 int runInit(const QStringList &args);
 // purfp METHOD [ARGUMENT] [--right R] [--lib PATH]
 int runMethod(const QStringList &args);
+// purfp tour --out DIR: enters, audits, queries, exports and prints an
+// invoice through the forms without a display, saving pictures of the forms,
+// the list's workbook and the invoice's PDF into DIR; prints their paths.
+int runTour(const QStringList &args);
 void printUsage();

@@ -14,11 +14,14 @@ int main(int argc, char **argv)
         args << QString::fromLocal8Bit(argv[i]);
     if (args.isEmpty() || args[0] == u"--help" || args[0] == u"-h" || args[0] == u"help") {
         printUsage();
+        std::printf("  purfp tour --out 目录    (无显示器时走一遍各窗体, 图片、PDF 和 Excel 文件写入该目录)\n");
         return args.isEmpty() ? 2 : 0;
     }
     const QString command = args.takeFirst();
     if (command == u"init")
         return runInit(args);
+    if (command == u"tour")
+        return runTour(args);
     args.prepend(command);
     return runMethod(args);
 }
