@@ -13,6 +13,7 @@
 #include "modules/SetupIni.h"
 #include "platform/Clock.h"
 #include "platform/DbError.h"
+#include "platform/FormShow.h"
 #include "platform/Prompt.h"
 #include "platform/SettingsStore.h"
 #include "platform/VbConvert.h"
@@ -228,23 +229,7 @@ frmMainBill *frmMainBill::existingInstance()
 
 void frmMainBill::showForm(bool modal)
 {
-    frmMainBill *form = defaultInstance();
-    if (!modal) {
-        form->show();
-        form->raise();
-        form->activateWindow();
-        return;
-    }
-    if (!form->isVisible())
-        form->setWindowModality(Qt::ApplicationModal);
-    QPointer<frmMainBill> guard(form);
-    form->show();
-    form->raise();
-    form->activateWindow();
-    QEventLoop loop;
-    connect(form, &QObject::destroyed, &loop, &QEventLoop::quit);
-    if (guard)
-        loop.exec();
+    ::showForm(defaultInstance(), modal);
 }
 
 void frmMainBill::setListRefresher(std::function<void()> refresher)

@@ -4,6 +4,7 @@
 #include "modules/ConnectionRoutines.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"
+#include "platform/FormShow.h"
 #include "platform/Prompt.h"
 #include "printing/BillPrinting.h"
 #include "printing/frmFieldDescription.h"
@@ -94,23 +95,7 @@ frmUserDesign *frmUserDesign::existingInstance()
 
 void frmUserDesign::showForm(bool modal)
 {
-    frmUserDesign *form = defaultInstance();
-    if (!modal) {
-        form->show();
-        form->raise();
-        form->activateWindow();
-        return;
-    }
-    if (!form->isVisible())
-        form->setWindowModality(Qt::ApplicationModal);
-    QPointer<frmUserDesign> guard(form);
-    form->show();
-    form->raise();
-    form->activateWindow();
-    QEventLoop loop;
-    connect(form, &QObject::destroyed, &loop, &QEventLoop::quit);
-    if (guard)
-        loop.exec();
+    ::showForm(defaultInstance(), modal);
 }
 
 frmUserDesign::frmUserDesign(QWidget *parent)

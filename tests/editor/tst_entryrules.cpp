@@ -8,11 +8,11 @@
 class TestEntryRules : public QObject {
     Q_OBJECT
 
-    static std::vector<EntryRow> rowsFrom(const QStringList &specs)
+    static std::vector<EntryRow> rowsFrom(const QStringList &rowTexts)
     {
         std::vector<EntryRow> rows;
-        for (const QString &spec : specs) {
-            const QStringList parts = spec.split(u'|');
+        for (const QString &rowText : rowTexts) {
+            const QStringList parts = rowText.split(u'|');
             EntryRow row;
             row.stockId = QString::number(rows.size() + 100);
             row.setCell(ColAllAmount, parts.value(0));

@@ -67,14 +67,14 @@ Recordset billRows(const QList<QVariantList> &rows)
     return Recordset({QStringLiteral("fstatus"), QStringLiteral("fcancellation"), QStringLiteral("fdate"), QStringLiteral("fbillno")}, cells);
 }
 
-// The bill spec of the audit cases: one letter per bill, in id order.
+// The bill pattern of the audit cases: one letter per bill, in id order.
 //   n normal, a audited, v void (1), m void written as -1, e dated the day
 //   before the period starts, s dated on the period start, x audited and
 //   earlier, y void and earlier.
-void addBills(Env &env, const QString &spec)
+void addBills(Env &env, const QString &pattern)
 {
-    for (int i = 0; i < spec.size(); ++i) {
-        const QChar c = spec[i];
+    for (int i = 0; i < pattern.size(); ++i) {
+        const QChar c = pattern[i];
         const bool early = c == u'e' || c == u'x' || c == u'y';
         const QDate date = early ? kPeriodStart.addDays(-1) : c == u's' ? kPeriodStart : kPeriodStart.addDays(10);
         const int status = (c == u'a' || c == u'x') ? 1 : 0;
