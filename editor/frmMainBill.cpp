@@ -445,6 +445,7 @@ void frmMainBill::buildToolbarAndMenus()
     file->addSeparator();
     addEntry(file, QStringLiteral("MenuPreview"), QStringLiteral("打印预览(&V)"), &frmMainBill::MenuPreview_Click);
     addEntry(file, QStringLiteral("MenuPrint"), QStringLiteral("打印(&P)"), &frmMainBill::MenuPrint_Click, QKeySequence(QStringLiteral("Ctrl+P")));
+    addEntry(file, QStringLiteral("MenuExportPdf"), QStringLiteral("导出PDF(&D)..."), &frmMainBill::MenuExportPdf_Click);
     addEntry(file, QStringLiteral("MenuDefaultPrint"), QStringLiteral("默认打印"), &frmMainBill::MenuDefaultPrint_Click, {}, true);
     addEntry(file, QStringLiteral("MenuDesignModle"), QStringLiteral("打印模板设计(&D)"), &frmMainBill::MenuDesignModle_Click);
     file->addSeparator();
@@ -1177,6 +1178,13 @@ void frmMainBill::MenuPrint_Click()
     }
     if (printHooks().print)
         printHooks().print(*this);
+}
+
+// The printed invoice as a PDF file; the same right and the same refusal of
+// an unsaved bill as printing.
+void frmMainBill::MenuExportPdf_Click()
+{
+    menuExportPdf(session().gBillMode == 0, this);
 }
 
 void frmMainBill::MenuDefaultPrint_Click()

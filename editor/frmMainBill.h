@@ -83,6 +83,7 @@ public:
     void MenuLast_Click();
     void MenuPreview_Click();
     void MenuPrint_Click();
+    void MenuExportPdf_Click();
     void MenuDefaultPrint_Click();
     void MenuDesignModle_Click();
     void MenuExit_Click();

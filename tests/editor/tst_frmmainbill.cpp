@@ -17,6 +17,7 @@
 #include <QApplication>
 #include <QDateEdit>
 #include <QDir>
+#include <QFile>
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -351,6 +352,15 @@ private slots:
         QVERIFY(button(f, QStringLiteral("Save"))->isEnabled());
         QVERIFY(!f->isChanged());
         QVERIFY(!f->fieldText(QStringLiteral("fSupplyId")).isEmpty());
+
+        // The shown bill exported as a PDF through the default template.
+        const QString pdf = t.folder() + QStringLiteral("/bill.pdf");
+        t.prompts().fileNames.push_back(pdf);
+        menu(f, QStringLiteral("MenuExportPdf"))->trigger();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("文件导出成功!"));
+        QFile exported(pdf);
+        QVERIFY(exported.open(QIODevice::ReadOnly));
+        QVERIFY(exported.read(5) == "%PDF-");
 
         button(f, QStringLiteral("Next"))->trigger();
         QCOMPARE(s.gCurInterId, red.toInt());
