@@ -1154,29 +1154,28 @@ void frmMainBill::MenuCopy_Click()
 
 // --- Printing ----------------------------------------------------------------
 
-void frmMainBill::MenuPreview_Click()
+// Preview and print need the print right and a bill that has been saved.
+bool frmMainBill::mayPrintShownBill() const
 {
     Session &s = session();
     if (!HasPrivilege(s.gRightPrefix + QStringLiteral("08")))
-        return;
+        return false;
     if (s.gBillMode == 0) {
         Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, s.msgTitle);
-        return;
+        return false;
     }
-    if (printHooks().preview)
+    return true;
+}
+
+void frmMainBill::MenuPreview_Click()
+{
+    if (mayPrintShownBill() && printHooks().preview)
         printHooks().preview(*this);
 }
 
 void frmMainBill::MenuPrint_Click()
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("08")))
-        return;
-    if (s.gBillMode == 0) {
-        Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, s.msgTitle);
-        return;
-    }
-    if (printHooks().print)
+    if (mayPrintShownBill() && printHooks().print)
         printHooks().print(*this);
 }
 

@@ -100,6 +100,7 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    bool mayPrintShownBill() const;
     struct HeaderControl {
         QLabel *label = nullptr;
         QLineEdit *edit = nullptr;

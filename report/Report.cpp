@@ -14,22 +14,18 @@ Report::Report(QObject *parent) : QObject(parent) {}
 bool Report::loadFromFile(const QString &path)
 {
     QString error;
-    auto tpl = loadTemplate(path, &error);
-    if (!tpl) {
-        m_tpl = ReportTemplate();
-        m_hasTemplate = false;
-        m_error = error;
-        m_prepared = false;
-        return false;
-    }
-    setReportTemplate(*tpl);
-    return true;
+    return adopt(loadTemplate(path, &error), error);
 }
 
 bool Report::loadFromData(const QByteArray &json)
 {
     QString error;
-    auto tpl = templateFromJson(json, &error);
+    return adopt(templateFromJson(json, &error), error);
+}
+
+// Takes a loaded template, or on failure drops the layout and keeps the reason.
+bool Report::adopt(const std::optional<ReportTemplate> &tpl, const QString &error)
+{
     if (!tpl) {
         m_tpl = ReportTemplate();
         m_hasTemplate = false;

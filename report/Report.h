@@ -16,6 +16,8 @@
 #include <QImage>
 #include <QObject>
 
+#include <optional>
+
 class QPrinter;
 class QWidget;
 
@@ -65,6 +67,7 @@ signals:
     void fetchRecords(report::ReportData *data);
 
 private:
+    bool adopt(const std::optional<ReportTemplate> &tpl, const QString &error);
     ReportTemplate m_tpl;
     bool m_hasTemplate = false;
     QString m_error;
