@@ -38,6 +38,12 @@ struct Session {
 
     // Fixed at start-up or read from the database.
     std::unique_ptr<Connection> gConn; // null while closed
+    // The shared connection after CloseConnection, kept open for a while so
+    // that the next unit of work need not connect again (see
+    // ConnectionRoutines).
+    std::unique_ptr<Connection> idleConn;
+    QString idleConnString;
+    qint64 idleSinceMs = 0;
     QString gBillName = QStringLiteral("采购发票");
     std::int16_t gBillTypeId = 71;
     QString gViewName = QStringLiteral("vPurFP");

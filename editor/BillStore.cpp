@@ -462,27 +462,26 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
         bill.fields.push_back(v);
     }
 
-    const Recordset lines = m_conn.openRecordset(billEntriesSql(interId));
-    bill.rows.reserve(size_t(lines.recordCount()));
+    // Read row by row: a bill may have thousands of entries.
+    RowReader lines = m_conn.readRows(billEntriesSql(interId));
     const int cHX = lines.fieldIndex(QStringLiteral("fHXAmount1"));
     const int cNo = lines.fieldIndex(QStringLiteral("fbillno"));
     const int cId = lines.fieldIndex(QStringLiteral("finterid"));
     const int cDate = lines.fieldIndex(QStringLiteral("fdate"));
     const int cAll = lines.fieldIndex(QStringLiteral("fAllAmount"));
     const int cKP = lines.fieldIndex(QStringLiteral("fKPAmount"));
-    for (int r = 0; r < lines.recordCount(); ++r) {
-        const Amount own = Amount::fromVariant(lines.valueAt(r, cHX));
-        const Amount all = Amount::fromVariant(lines.valueAt(r, cAll));
-        const Amount others = Amount::fromVariant(lines.valueAt(r, cKP)) - own;
-        EntryRow row;
-        row.stockId = Recordset::variantText(lines.valueAt(r, cId));
-        row.setCell(ColStockBillNo, Recordset::variantText(lines.valueAt(r, cNo)));
-        row.setCell(ColStockDate, dateCellText(lines.valueAt(r, cDate)));
+    while (lines.next()) {
+        const Amount own = Amount::fromVariant(lines.value(cHX));
+        const Amount all = Amount::fromVariant(lines.value(cAll));
+        const Amount others = Amount::fromVariant(lines.value(cKP)) - own;
+        EntryRow &row = bill.rows.emplace_back();
+        row.stockId = Recordset::variantText(lines.value(cId));
+        row.setCell(ColStockBillNo, Recordset::variantText(lines.value(cNo)));
+        row.setCell(ColStockDate, dateCellText(lines.value(cDate)));
         row.setCell(ColAllAmount, all.toString());
         row.setCell(ColInvoiced, others.toString());
         row.setCell(ColOpenAmount, (all - others).toString());
         row.setCell(ColThisAmount, own.toString());
-        bill.rows.push_back(std::move(row));
     }
     return bill;
 }

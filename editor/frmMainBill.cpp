@@ -14,6 +14,7 @@
 #include "platform/Clock.h"
 #include "platform/DbError.h"
 #include "platform/FormShow.h"
+#include "platform/FrozenTableView.h"
 #include "platform/Prompt.h"
 #include "platform/SettingsStore.h"
 #include "platform/VbConvert.h"
@@ -312,10 +313,12 @@ void frmMainBill::buildWidgets()
     ImgCheck->hide();
 
     m_grid = new EntryGridModel(this);
-    fps1 = new QTableView(central);
+    fps1 = new FrozenTableView(central);
     fps1->setObjectName(QStringLiteral("fps1"));
+    fps1->setWordWrap(false);
     fps1->setModel(m_grid);
     fps1->setItemDelegateForColumn(ColThisAmount - 1, new AmountDelegate(fps1));
+    fps1->frozenView()->setItemDelegateForColumn(ColThisAmount - 1, new AmountDelegate(fps1->frozenView()));
     fps1->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed | QAbstractItemView::AnyKeyPressed
                           | QAbstractItemView::SelectedClicked);
     fps1->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -739,10 +742,10 @@ void frmMainBill::loadBill()
         m_grid->clear();
         return;
     }
-    applyLoaded(*bill);
+    applyLoaded(std::move(*bill));
 }
 
-void frmMainBill::applyLoaded(const LoadedBill &bill)
+void frmMainBill::applyLoaded(LoadedBill bill)
 {
     m_loading = true;
     txtBillNo->setText(bill.billNo);
@@ -763,7 +766,7 @@ void frmMainBill::applyLoaded(const LoadedBill &bill)
         m_lookupValues[int(i)] = v.value;
         setNameText(m_header[i].name, v.name);
     }
-    m_grid->setRows(bill.rows);
+    m_grid->setRows(std::move(bill.rows));
     setRob(bill.rob);
     ImgCheck->setVisible(m_status == 1);
     m_loading = false;

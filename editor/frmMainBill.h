@@ -20,6 +20,7 @@
 #include <vector>
 
 class EntryGridModel;
+class FrozenTableView;
 class QAction;
 class QDateEdit;
 class QLabel;
@@ -123,7 +124,7 @@ private:
     void startNewBill();
     void proposeBillNumber(bool keepSerial);
     void loadBill();
-    void applyLoaded(const LoadedBill &bill);
+    void applyLoaded(LoadedBill bill);
     void navigateTo(int position);
     void refreshLookupTexts();
     void clearHeader();
@@ -159,7 +160,7 @@ private:
     QLabel *lblAmount = nullptr;
     QLabel *ImgRed = nullptr;
     QLabel *ImgCheck = nullptr;
-    QTableView *fps1 = nullptr;
+    FrozenTableView *fps1 = nullptr;
     EntryGridModel *m_grid = nullptr;
     QToolBar *Toolbar1 = nullptr;
     QMenu *MenuEdit = nullptr;

@@ -3,7 +3,7 @@
 #include "component/FormLauncher.h"
 #include "component/Session.h"
 #include "list/BillListModel.h"
-#include "list/FrozenTableView.h"
+#include "platform/FrozenTableView.h"
 #include "list/ListCommands.h"
 #include "list/ListExport.h"
 #include "modules/GridLayout.h"

@@ -1,13 +1,24 @@
 #pragma once
 // Opening and closing the session's shared connection. Every unit of
 // database work is bracketed by OpenConnection and CloseConnection.
+//
+// Closing keeps the physical connection open and idle for a short while, the
+// way connection pooling does, and the next OpenConnection with the same
+// connection string takes it back: connecting to a server costs far more
+// than the few statements of a typical unit of work. An idle connection is
+// closed after a minute, when the connection string changes, and by
+// ReleaseIdleConnection.
 #include <QString>
 
 // Opens session().gConn with DBConnectionString unless it is open already.
 // Returns true; a failure to open throws DbError to the caller.
 bool OpenConnection();
-// Closes and drops the shared connection; harmless when it is closed.
+// Ends the unit of work on the shared connection; harmless when it is
+// closed. A connection left inside a transaction is really closed (rolled
+// back), never kept.
 void CloseConnection();
+// Really closes the connection kept idle, if any.
+void ReleaseIdleConnection();
 
 // Closes the shared connection when it goes out of scope, on every path.
 class ConnectionScope {

@@ -4,8 +4,15 @@
 
 Amount Amount::fromDouble(double value)
 {
-    // Go through the shortest decimal text of the double so that 0.1 + 0.2
-    // (0.30000000000000004) becomes 0.3 and 33.33 stays 33.33.
+    // Scaling and rounding is exact enough for 0.1 + 0.2 (0.30000000000000004)
+    // to become 0.3 and 33.33 to stay 33.33, except close to a half unit or
+    // beyond 2^53 units, where the decimal text of the double decides.
+    const double scaled = value * double(Scale);
+    if (std::isfinite(scaled) && std::fabs(scaled) < 9.0e15) {
+        const double nearest = std::round(scaled);
+        if (std::fabs(std::fabs(scaled - nearest) - 0.5) > 1e-6)
+            return fromUnits(std::int64_t(nearest));
+    }
     return parse(QString::number(value, 'f', 10)).value_or(Amount());
 }
 
@@ -80,16 +87,32 @@ Amount Amount::fromVariant(const QVariant &value)
 
 QString Amount::toString() const
 {
-    QString s = toFixed(Decimals);
-    if (s.contains(u'.')) {
-        while (s.endsWith(u'0'))
-            s.chop(1);
-        if (s.endsWith(u'.'))
-            s.chop(1);
+    // Digits written backwards into a small buffer: this runs for every
+    // amount cell of a loaded bill.
+    char buffer[32];
+    char *end = buffer + sizeof buffer;
+    char *p = end;
+    std::uint64_t magnitude = m_units < 0 ? 0 - std::uint64_t(m_units) : std::uint64_t(m_units);
+    std::uint64_t fraction = magnitude % Scale;
+    std::uint64_t whole = magnitude / Scale;
+    int places = Decimals;
+    while (places > 0 && fraction % 10 == 0) {
+        fraction /= 10;
+        --places;
     }
-    if (s == u"-0")
-        s = QStringLiteral("0");
-    return s;
+    for (int k = 0; k < places; ++k) {
+        *--p = char('0' + fraction % 10);
+        fraction /= 10;
+    }
+    if (places > 0)
+        *--p = '.';
+    do {
+        *--p = char('0' + whole % 10);
+        whole /= 10;
+    } while (whole != 0);
+    if (m_units < 0)
+        *--p = '-';
+    return QString::fromLatin1(p, end - p);
 }
 
 QString Amount::toFixed(int decimals) const

@@ -5,6 +5,7 @@
 #include "platform/SqliteFunctions.h"
 
 #include <QAtomicInt>
+#include <QFile>
 #include <QFileInfo>
 #include <QSqlDriver>
 #include <QSqlError>
@@ -12,9 +13,18 @@
 #include <QSqlRecord>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 namespace {
 QAtomicInt connectionCounter;
+
+std::pair<quint64, quint64> fileIdentity(const QString &path)
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {0, 0};
+    return {quint64(info.st_dev), quint64(info.st_ino)};
+}
 
 QString errorText(const QSqlError &error)
 {
@@ -71,6 +81,7 @@ void Connection::open()
             QSqlDatabase::removeDatabase(m_name);
             throw DbError(QStringLiteral("无法在 SQLite 连接上注册函数"));
         }
+        m_fileId = fileIdentity(m_settings.database);
     } else {
         if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL")))
             throw DbError(QStringLiteral("缺少 PostgreSQL 数据库驱动 (libqt6sql6-psql)"));
@@ -92,6 +103,18 @@ void Connection::open()
         q.exec(QStringLiteral("set datestyle to ISO, YMD"));
     }
     m_inTransaction = false;
+}
+
+bool Connection::stillUsable(bool probeServer)
+{
+    if (!isOpen() || m_inTransaction)
+        return false;
+    if (m_settings.engine == DbEngine::SQLite)
+        return m_fileId != std::pair<quint64, quint64>{0, 0} && fileIdentity(m_settings.database) == m_fileId;
+    if (!probeServer)
+        return true;
+    QSqlQuery q(database());
+    return q.exec(QStringLiteral("select 1")) && q.next();
 }
 
 void Connection::close()
@@ -167,6 +190,19 @@ Recordset Connection::openRecordset(const QString &sql, const QVariantList &para
     Recordset rs;
     run(translateSql(sql, engine()), params, &rs);
     return rs;
+}
+
+RowReader Connection::readRows(const QString &sql)
+{
+    if (!isOpen())
+        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
+    const QString translated = translateSql(sql, engine());
+    QSqlQuery query(database());
+    query.setForwardOnly(true);
+    query.setNumericalPrecisionPolicy(QSql::HighPrecision);
+    if (!query.exec(translated))
+        fail(errorText(query.lastError()), translated);
+    return RowReader(std::move(query));
 }
 
 int Connection::executeNative(const QString &sql, const QVariantList &params)

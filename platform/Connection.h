@@ -6,6 +6,7 @@
 // transaction rolls the transaction back before the error is thrown.
 #include "platform/ConnectionString.h"
 #include "platform/Recordset.h"
+#include "platform/RowReader.h"
 
 #include <QSqlDatabase>
 #include <QString>
@@ -26,6 +27,11 @@ public:
     void open();
     void close();
     bool isOpen() const;
+    // May an open connection that has been idle be used again? A SQLite
+    // connection must still see the file it opened (not one deleted or put
+    // in its place); a PostgreSQL one answers a trivial query when
+    // `probeServer` is set.
+    bool stillUsable(bool probeServer);
     DbEngine engine() const { return m_settings.engine; }
     const ConnectionString &settings() const { return m_settings; }
 
@@ -34,6 +40,8 @@ public:
     int execute(const QString &sql, const QVariantList &params = {});
     // Reads the whole result of a query.
     Recordset openRecordset(const QString &sql, const QVariantList &params = {});
+    // Runs a query for a forward-only read, row by row (no snapshot).
+    RowReader readRows(const QString &sql);
     // Inserts one row of named columns (values bound, never spliced).
     void addRow(const QString &table, const QList<std::pair<QString, QVariant>> &columns);
 
@@ -58,6 +66,8 @@ private:
     OpenMode m_mode;
     QString m_name;
     bool m_inTransaction = false;
+    // Identity (device, inode) of the SQLite file when it was opened.
+    std::pair<quint64, quint64> m_fileId{0, 0};
 };
 
 // Splits an engine script into statements at ";" outside quotes, comments

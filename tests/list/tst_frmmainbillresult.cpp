@@ -7,7 +7,7 @@
 #include "component/FormLauncher.h"
 #include "component/Session.h"
 #include "list/BillListModel.h"
-#include "list/FrozenTableView.h"
+#include "platform/FrozenTableView.h"
 #include "modules/SetupIni.h"
 #include "platform/IniFile.h"
 #include "query/frmMainBillFind.h"

@@ -1,6 +1,7 @@
 #include "component/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/SetupIni.h"
+#include "platform/ConnectionString.h"
 #include "platform/DbError.h"
 #include "platform/IniFile.h"
 #include "support/TestDatabase.h"
@@ -65,6 +66,69 @@ private slots:
         QVERIFY(!session().gConn);
         CloseConnection();
         QVERIFY(!session().gConn);
+    }
+
+    // A closed connection is kept for the next unit of work only while it is
+    // safe to hand back: not inside a transaction, same connection string,
+    // same database file. A temporary table tells whether the physical
+    // connection is the one from before.
+    void idleConnectionIsReusedOnlyWhenSafe_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("between"); // what happens while it is closed
+        QTest::addColumn<bool>("reused");
+        for (DbEngine engine : TestDatabase::engines()) {
+            const QByteArray tag = TestDatabase::engineName(engine);
+            QTest::newRow(tag + " nothing") << engine << "nothing" << true;
+            QTest::newRow(tag + " closed inside a transaction") << engine << "transaction" << false;
+            QTest::newRow(tag + " released") << engine << "release" << false;
+            QTest::newRow(tag + " connection string changed") << engine << "string" << false;
+        }
+        QTest::newRow("sqlite file replaced") << DbEngine::SQLite << "replace" << false;
+    }
+    void idleConnectionIsReusedOnlyWhenSafe()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, between);
+        QFETCH(bool, reused);
+        TestDatabase db(engine);
+        TestSession t;
+        Session &s = session();
+        s.DBConnectionString = db.connectionString();
+        OpenConnection();
+        s.gConn->execute(QStringLiteral("create temp table tmpMarker(x int)"));
+        if (between == u"transaction") {
+            s.gConn->beginTrans();
+            s.gConn->execute(QStringLiteral("insert into tblUser(fuserid,fname,fisadmin) values(901,'idle',0)"));
+        }
+        CloseConnection();
+        QVERIFY(!s.gConn);
+        if (between == u"release") {
+            ReleaseIdleConnection();
+        } else if (between == u"string") {
+            s.DBConnectionString += u';';
+        } else if (between == u"replace") {
+            const QString file = ConnectionString::parse(db.connectionString()).database;
+            TestDatabase other(DbEngine::SQLite);
+            other.exec(QStringLiteral("insert into tblUser(fuserid,fname,fisadmin) values(902,'other',0)"));
+            other.conn().close();
+            QVERIFY(QFile::remove(file));
+            QVERIFY(QFile::copy(ConnectionString::parse(other.connectionString()).database, file));
+        }
+        OpenConnection();
+        bool markerSeen = true;
+        try {
+            s.gConn->openRecordset(QStringLiteral("select count(*) from tmpMarker"));
+        } catch (const DbError &) {
+            markerSeen = false;
+        }
+        QCOMPARE(markerSeen, reused);
+        // Work left in a transaction is never kept; a replaced file is read.
+        QCOMPARE(s.gConn->openRecordset(QStringLiteral("select count(*) from tblUser where fuserid=901")).value(0).toInt(), 0);
+        if (between == u"replace")
+            QCOMPARE(s.gConn->openRecordset(QStringLiteral("select count(*) from tblUser where fuserid=902")).value(0).toInt(), 1);
+        CloseConnection();
+        ReleaseIdleConnection();
     }
 
     void openFailureReachesTheCaller()

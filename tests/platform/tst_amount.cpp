@@ -1,6 +1,7 @@
 #include "platform/Amount.h"
 #include "platform/VbConvert.h"
 
+#include <QRandomGenerator>
 #include <QTest>
 
 class TestAmount : public QObject {
@@ -47,6 +48,23 @@ private slots:
         QCOMPARE(sum, *Amount::parse("99.99"));
         QCOMPARE(*Amount::parse("0.1") + *Amount::parse("0.2"), *Amount::parse("0.3"));
         QCOMPARE(Amount::fromDouble(0.1 + 0.2), *Amount::parse("0.3"));
+    }
+
+    // The quick paths of reading a double and writing text agree with the
+    // decimal text over a spread of magnitudes, signs and half-unit cases.
+    void doublesAndTextAgreeWithDecimalText()
+    {
+        QRandomGenerator rng(20261122);
+        for (int i = 0; i < 20000; ++i) {
+            const std::int64_t range = std::int64_t(1) << (1 + i % 50);
+            const std::int64_t units = std::int64_t(rng.bounded(quint64(range))) * (i % 3 == 0 ? -1 : 1);
+            const Amount a = Amount::fromUnits(units);
+            QCOMPARE(Amount::parse(a.toString()), std::optional<Amount>(a));
+            const double d = a.toDouble() + (i % 5 == 0 ? 0.00005 : 0.0);
+            QCOMPARE(Amount::fromDouble(d), Amount::parse(QString::number(d, 'f', 10)).value());
+        }
+        QCOMPARE(Amount::fromUnits(-1).toString(), QStringLiteral("-0.0001"));
+        QCOMPARE(Amount::fromUnits(INT64_MIN + 1).toString(), QStringLiteral("-922337203685477.5807"));
     }
 
     void fromVariant_data()

@@ -1,4 +1,6 @@
-#include "list/FrozenTableView.h"
+#include "platform/FrozenTableView.h"
+
+#include "platform/RowNumberHeader.h"
 
 #include <QHeaderView>
 #include <QScrollBar>
@@ -6,8 +8,10 @@
 FrozenTableView::FrozenTableView(QWidget *parent)
     : QTableView(parent)
 {
+    setVerticalHeader(new RowNumberHeader(this));
     m_frozen = new QTableView(this);
-    m_frozen->setObjectName(QStringLiteral("vsf1Frozen"));
+    // The overlay is named after the grid: vsf1Frozen, fps1Frozen.
+    connect(this, &QObject::objectNameChanged, m_frozen, [this](const QString &name) { m_frozen->setObjectName(name + QStringLiteral("Frozen")); });
     m_frozen->setFocusPolicy(Qt::NoFocus);
     m_frozen->verticalHeader()->hide();
     m_frozen->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
