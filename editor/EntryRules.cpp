@@ -145,3 +145,13 @@ bool setSumCell(EntryRow &row, int first, int second, int product, int decimals)
     row.setCell(product, value.toFixed(decimals));
     return true;
 }
+
+std::optional<int> frozenEntryColumns(const QString &answer)
+{
+    const QString text = answer.trimmed();
+    bool ok = false;
+    const int count = text.toInt(&ok);
+    if (!ok || count < 0 || count >= ColThisAmount)
+        return std::nullopt;
+    return count;
+}

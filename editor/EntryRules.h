@@ -91,3 +91,8 @@ Amount entriesTotal(const std::vector<EntryRow> &rows);
 // rounded to `decimals` places. Returns whether the row changed. Cells that
 // are not numbers leave the row alone.
 bool setSumCell(EntryRow &row, int first, int second, int product, int decimals);
+
+// The number of entry columns to freeze that an answer (or a stored value)
+// asks for: a whole number from 0 to 5, so that the amount column of this
+// invoice can always scroll into view. No value for anything else.
+std::optional<int> frozenEntryColumns(const QString &answer);

@@ -4,6 +4,7 @@
 
 #include "component/Session.h"
 #include "editor/EntryGridModel.h"
+#include "editor/EntryTotalsModel.h"
 #include "modules/BillAudit.h"
 #include "modules/BillNumbering.h"
 #include "modules/CodeLookup.h"
@@ -17,11 +18,13 @@
 #include "platform/FrozenTableView.h"
 #include "platform/Prompt.h"
 #include "platform/SettingsStore.h"
+#include "platform/RowNumberHeader.h"
 #include "platform/VbConvert.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QDateEdit>
 #include <QEventLoop>
 #include <QHBoxLayout>
@@ -32,6 +35,7 @@
 #include <QMenuBar>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QStatusBar>
 #include <QStyle>
 #include <QTableView>
@@ -199,6 +203,24 @@ int optionValue(const QString &key, const QString &defaultValue)
     }
 }
 
+// The entry finder: its list is made from the grid when it opens, so that
+// loading a bill of a thousand entries does not fill it in vain.
+class EntryJumpBox : public QComboBox {
+public:
+    EntryJumpBox(QWidget *parent, std::function<void()> fill)
+        : QComboBox(parent), m_fill(std::move(fill))
+    {
+    }
+    void showPopup() override
+    {
+        m_fill();
+        QComboBox::showPopup();
+    }
+
+private:
+    std::function<void()> m_fill;
+};
+
 QString modeWord(int mode)
 {
     switch (mode) {
@@ -324,7 +346,6 @@ void frmMainBill::buildWidgets()
     fps1->setSelectionMode(QAbstractItemView::SingleSelection);
     fps1->setAlternatingRowColors(true);
     fps1->verticalHeader()->setDefaultSectionSize(24);
-    fps1->verticalHeader()->setMinimumWidth(32);
     const int widths[kEntryColumnCount] = {120, 96, 116, 116, 116, 124, 80, 80, 80, 80};
     for (int c = 0; c < kEntryColumnCount; ++c)
         fps1->setColumnWidth(c, widths[c]);
@@ -333,6 +354,31 @@ void frmMainBill::buildWidgets()
         fps1->setColumnHidden(c - 1, true);
     fps1->horizontalHeader()->setStretchLastSection(false);
     column->addWidget(fps1, 1);
+
+    // The totals line: the same columns, scrolled and sized with the entries.
+    m_totals = new EntryTotalsModel(m_grid, this);
+    fps2 = new FrozenTableView(central);
+    fps2->setObjectName(QStringLiteral("fps2"));
+    fps2->setModel(m_totals);
+    fps2->horizontalHeader()->hide();
+    fps2->setWordWrap(false);
+    fps2->setFocusPolicy(Qt::NoFocus);
+    fps2->setSelectionMode(QAbstractItemView::NoSelection);
+    fps2->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    fps2->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    fps2->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    fps2->verticalHeader()->setDefaultSectionSize(24);
+    fps2->setFixedHeight(24 + 2 * fps2->frameWidth());
+    for (int c = 0; c < kEntryColumnCount; ++c) {
+        fps2->setColumnWidth(c, widths[c]);
+        fps2->setColumnHidden(c, fps1->isColumnHidden(c));
+    }
+    column->addWidget(fps2);
+    connect(fps1->horizontalHeader(), &QHeaderView::sectionResized, fps2, [this](int c, int, int width) { fps2->setColumnWidth(c, width); });
+    connect(fps1->horizontalScrollBar(), &QAbstractSlider::valueChanged, fps2->horizontalScrollBar(), &QAbstractSlider::setValue);
+    connect(fps1->verticalScrollBar(), &QAbstractSlider::rangeChanged, this, [this] { alignTotals(); });
+    connect(m_grid, &QAbstractItemModel::modelReset, this, [this] { alignTotals(); });
+    connect(m_grid, &QAbstractItemModel::rowsInserted, this, [this] { alignTotals(); });
 
     auto *foot = new QWidget(central);
     auto *footRow = new QHBoxLayout(foot);
@@ -351,6 +397,13 @@ void frmMainBill::buildWidgets()
     txtChecker->setMaximumWidth(140);
     footRow->addWidget(txtChecker);
     footRow->addStretch(1);
+    footRow->addWidget(new QLabel(QStringLiteral("定位入库单"), foot));
+    cmbEntry = new EntryJumpBox(foot, [this] { fillEntryJumpList(); });
+    cmbEntry->setObjectName(QStringLiteral("cmbEntry"));
+    cmbEntry->setToolTip(QStringLiteral("选择入库单号，跳到它所在的明细行"));
+    cmbEntry->setMinimumWidth(160);
+    footRow->addWidget(cmbEntry);
+    connect(cmbEntry, &QComboBox::activated, this, [this](int index) { jumpToEntry(index); });
     column->addWidget(foot);
 
     setCentralWidget(central);
@@ -469,6 +522,8 @@ void frmMainBill::buildToolbarAndMenus()
     QMenu *options = addMenu(QStringLiteral("MenuOption"), QStringLiteral("选项(&O)"));
     addEntry(options, QStringLiteral("MenuNewAfterSave"), QStringLiteral("保存后新增单据"), &frmMainBill::MenuNewAfterSave_Click, {}, true);
     addEntry(options, QStringLiteral("MenuBillHead"), QStringLiteral("复制时保留表头"), &frmMainBill::MenuBillHead_Click, {}, true);
+    options->addSeparator();
+    addEntry(options, QStringLiteral("MenuLockCol"), QStringLiteral("锁定列(&L)..."), &frmMainBill::MenuLockCol_Click);
 }
 
 // The laid-out fields at their positions: caption label to the left of the
@@ -514,22 +569,34 @@ void frmMainBill::buildHeader()
         hc.edit->setProperty("caption", def.caption);
         const int width = std::max(def.width, 60);
         if (def.isLookup()) {
+            // The supplier's code, button and name sit in one box, teB; the
+            // other lookup fields are placed on the header directly.
+            QWidget *box = m_head;
+            int x = def.left, y = def.top;
+            if (int(i) == m_layout.supplierIndex()) {
+                teB = new QWidget(m_head);
+                teB->setObjectName(QStringLiteral("teB"));
+                teB->setGeometry(def.left, def.top, std::max(width, 64 + 27 + 40), kRowHeight);
+                box = teB;
+                x = y = 0;
+                hc.edit->setParent(teB);
+            }
             hc.lookupIndex = lookupIndex;
             hc.edit->setObjectName(QStringLiteral("td_%1").arg(lookupIndex++));
             const int codeWidth = std::clamp(width / 3, 64, 100);
-            hc.edit->setGeometry(def.left, def.top, codeWidth, kRowHeight);
+            hc.edit->setGeometry(x, y, codeWidth, kRowHeight);
             hc.edit->setPlaceholderText(QStringLiteral("代码"));
-            hc.button = new QToolButton(m_head);
+            hc.button = new QToolButton(box);
             hc.button->setObjectName(QStringLiteral("cmdTd_%1").arg(hc.lookupIndex));
             hc.button->setText(QStringLiteral("…"));
             hc.button->setToolTip(QStringLiteral("选择") + def.caption);
-            hc.button->setGeometry(def.left + codeWidth + 1, def.top, 24, kRowHeight);
+            hc.button->setGeometry(x + codeWidth + 1, y, 24, kRowHeight);
             hc.button->setFocusPolicy(Qt::NoFocus);
-            hc.name = new QLabel(m_head);
+            hc.name = new QLabel(box);
             hc.name->setObjectName(QStringLiteral("lblTdName_%1").arg(hc.lookupIndex));
             hc.name->setFrameShape(QFrame::StyledPanel);
             hc.name->setFrameShadow(QFrame::Sunken);
-            hc.name->setGeometry(def.left + codeWidth + 27, def.top, std::max(width - codeWidth - 27, 40), kRowHeight);
+            hc.name->setGeometry(x + codeWidth + 27, y, std::max(width - codeWidth - 27, 40), kRowHeight);
             const int field = int(i);
             connect(hc.button, &QToolButton::clicked, this, [this, field] { chooseLookup(field); });
             connect(hc.edit, &QLineEdit::textEdited, this, [this] { markChanged(); });
@@ -544,6 +611,8 @@ void frmMainBill::buildHeader()
         }
         hc.edit->installEventFilter(this);
         const bool visible = def.visible;
+        if (hc.edit->parentWidget() == teB && teB)
+            teB->setVisible(visible);
         hc.label->setVisible(visible);
         hc.edit->setVisible(visible);
         if (hc.button)
@@ -620,6 +689,8 @@ void frmMainBill::formLoad()
     QFont gridFont(QStringLiteral("Arial"));
     gridFont.setPointSize(11);
     fps1->setFont(gridFont);
+    gridFont.setBold(true);
+    fps2->setFont(gridFont);
 
     // The session's editor field is the red/blue flag of the bill in hand
     // (0 blue, 1 red), written to frob when a new bill is saved.
@@ -674,6 +745,8 @@ void frmMainBill::showEvent(QShowEvent *event)
     const QString lock = ReadIni(QStringLiteral("BillMainLockCols"), type + QStringLiteral("Lock"), QStringLiteral("0"));
     if (!lock.isEmpty())
         m_lockCols = lock;
+    applyFrozenColumns();
+    alignTotals();
 }
 
 void frmMainBill::setUpMode()
@@ -992,11 +1065,13 @@ void frmMainBill::MenuSave_Click()
     Session &s = session();
     m_saveSucceeded = false;
     // What is still being typed into a cell counts.
-    QAbstractItemDelegate *delegate = fps1->itemDelegateForColumn(ColThisAmount - 1);
-    for (QLineEdit *editor : fps1->viewport()->findChildren<QLineEdit *>()) {
-        if (editor->isVisible()) {
-            emit delegate->commitData(editor);
-            emit delegate->closeEditor(editor);
+    for (QTableView *view : {static_cast<QTableView *>(fps1), fps1->frozenView()}) {
+        QAbstractItemDelegate *delegate = view->itemDelegateForColumn(ColThisAmount - 1);
+        for (QLineEdit *editor : view->viewport()->findChildren<QLineEdit *>()) {
+            if (editor->isVisible()) {
+                emit delegate->commitData(editor);
+                emit delegate->closeEditor(editor);
+            }
         }
     }
     setStatusText(QStringLiteral("正在保存单据信息，请稍候..."));
@@ -1320,6 +1395,60 @@ void frmMainBill::markChanged()
 {
     if (!m_loading)
         m_changed = true;
+}
+
+// --- Grid helpers ------------------------------------------------------------
+
+// The stored number of frozen columns, when it is one the grid can take.
+void frmMainBill::applyFrozenColumns()
+{
+    const int count = frozenEntryColumns(m_lockCols).value_or(0);
+    fps1->setFrozenColumns(count);
+    fps2->setFrozenColumns(count);
+}
+
+void frmMainBill::MenuLockCol_Click()
+{
+    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), session().msgTitle, m_lockCols);
+    if (!answer)
+        return;
+    const std::optional<int> count = frozenEntryColumns(*answer);
+    if (!count) {
+        Prompt::msgBox(QStringLiteral("锁定列数请录入0到%1之间的整数！").arg(ColThisAmount - 1), Prompt::Exclamation, session().msgTitle);
+        return;
+    }
+    m_lockCols = QString::number(*count);
+    applyFrozenColumns();
+}
+
+// The totals line keeps its cells under the entries' cells: the same row
+// header width, and room at the right where the entries have a scroll bar.
+void frmMainBill::alignTotals()
+{
+    auto *rowHeader = static_cast<RowNumberHeader *>(fps1->verticalHeader());
+    const int totalsLabel = fps2->verticalHeader()->fontMetrics().horizontalAdvance(QStringLiteral("合计")) + 12;
+    const int width = std::max(rowHeader->labelWidth(), totalsLabel);
+    fps1->verticalHeader()->setMinimumWidth(width);
+    fps2->verticalHeader()->setMinimumWidth(width);
+    QScrollBar *bar = fps1->verticalScrollBar();
+    fps2->setRightMargin(bar->maximum() > bar->minimum() ? bar->sizeHint().width() : 0);
+}
+
+void frmMainBill::fillEntryJumpList()
+{
+    cmbEntry->clear();
+    for (int r = 1; r <= m_grid->gridRowCount(); ++r)
+        cmbEntry->addItem(QStringLiteral("%1  %2").arg(r).arg(m_grid->cellText(r, ColStockBillNo)));
+}
+
+void frmMainBill::jumpToEntry(int index)
+{
+    if (index < 0 || index >= m_grid->gridRowCount())
+        return;
+    const QModelIndex at = m_grid->index(index, ColThisAmount - 1);
+    fps1->setCurrentIndex(at);
+    fps1->scrollTo(at, QAbstractItemView::PositionAtCenter);
+    fps1->setFocus();
 }
 
 // --- Lookup fields -----------------------------------------------------------

@@ -20,8 +20,10 @@
 #include <vector>
 
 class EntryGridModel;
+class EntryTotalsModel;
 class FrozenTableView;
 class QAction;
+class QComboBox;
 class QDateEdit;
 class QLabel;
 class QLineEdit;
@@ -87,6 +89,7 @@ public:
     void MenuExportPdf_Click();
     void MenuDefaultPrint_Click();
     void MenuDesignModle_Click();
+    void MenuLockCol_Click();
     void MenuExit_Click();
     // Toolbar1's dispatch by button key.
     void Toolbar1_ButtonClick(const QString &key);
@@ -133,6 +136,10 @@ private:
     void updateStatusBar();
     void setStatusText(const QString &text);
     void markChanged();
+    void applyFrozenColumns();
+    void alignTotals();
+    void fillEntryJumpList();
+    void jumpToEntry(int index);
 
     // Lookup fields.
     void resolveLookup(int field, bool openSelectorWhenUnknown);
@@ -161,6 +168,10 @@ private:
     QLabel *ImgRed = nullptr;
     QLabel *ImgCheck = nullptr;
     FrozenTableView *fps1 = nullptr;
+    FrozenTableView *fps2 = nullptr; // the totals line under the entries
+    EntryTotalsModel *m_totals = nullptr;
+    QComboBox *cmbEntry = nullptr;   // jumps to an entry by its stock bill
+    QWidget *teB = nullptr;          // the supplier's lookup box
     EntryGridModel *m_grid = nullptr;
     QToolBar *Toolbar1 = nullptr;
     QMenu *MenuEdit = nullptr;

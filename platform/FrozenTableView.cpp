@@ -118,9 +118,23 @@ void FrozenTableView::resizeEvent(QResizeEvent *event)
     updateFrozenGeometry();
 }
 
+void FrozenTableView::setRightMargin(int pixels)
+{
+    if (pixels == m_rightMargin)
+        return;
+    m_rightMargin = pixels;
+    updateGeometries();
+}
+
 void FrozenTableView::updateGeometries()
 {
     QTableView::updateGeometries();
+    // The table sets the left and top margins for its headers and clears the
+    // right one.
+    if (m_rightMargin > 0) {
+        const QMargins margins = viewportMargins();
+        setViewportMargins(margins.left(), margins.top(), m_rightMargin, margins.bottom());
+    }
     if (m_frozen)
         updateFrozenGeometry();
 }

@@ -16,9 +16,15 @@ public:
     // 0 unfreezes. More columns than the model has are frozen as far as
     // they exist.
     void setFrozenColumns(int count);
+    // Frozen cells never scroll sideways to come into view.
+    void scrollTo(const QModelIndex &index, ScrollHint hint = EnsureVisible) override;
     int frozenColumns() const { return m_frozenCount; }
     // The overlay (hidden while nothing is frozen).
     QTableView *frozenView() const { return m_frozen; }
+
+    // Keeps `pixels` free at the right of the cells, so that a grid without
+    // a vertical scroll bar lines up with one that has it.
+    void setRightMargin(int pixels);
 
     // The first visible row (the scroll position in rows).
     int topRow() const;
@@ -31,7 +37,6 @@ signals:
 protected:
     void resizeEvent(QResizeEvent *event) override;
     QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
-    void scrollTo(const QModelIndex &index, ScrollHint hint = EnsureVisible) override;
     void updateGeometries() override;
 
 private:
@@ -43,4 +48,5 @@ private:
     QTableView *m_frozen = nullptr;
     int m_frozenCount = 0;
     bool m_syncing = false;
+    int m_rightMargin = 0;
 };

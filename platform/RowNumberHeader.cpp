@@ -12,6 +12,11 @@ RowNumberHeader::RowNumberHeader(QWidget *parent)
 
 QSize RowNumberHeader::sizeHint() const
 {
+    return QSize(std::max(labelWidth(), minimumWidth()), length());
+}
+
+int RowNumberHeader::labelWidth() const
+{
     // The widest label is the largest number drawn with the widest digit.
     const int rows = model() ? model()->rowCount(rootIndex()) : 0;
     const int digits = int(QString::number(std::max(rows, 1)).size());
@@ -19,6 +24,5 @@ QSize RowNumberHeader::sizeHint() const
     initStyleOption(&option);
     option.text = QString(digits, u'0');
     option.fontMetrics = fontMetrics();
-    const QSize labelSize = style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this);
-    return QSize(std::max(labelSize.width(), minimumWidth()), length());
+    return style()->sizeFromContents(QStyle::CT_HeaderSection, &option, QSize(), this).width();
 }

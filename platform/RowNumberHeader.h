@@ -10,4 +10,6 @@ class RowNumberHeader : public QHeaderView {
 public:
     explicit RowNumberHeader(QWidget *parent = nullptr);
     QSize sizeHint() const override;
+    // The width the row numbers need, regardless of the minimum width.
+    int labelWidth() const;
 };

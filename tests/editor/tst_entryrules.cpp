@@ -1,4 +1,5 @@
 #include "editor/EntryRules.h"
+#include "editor/EntryTotalsModel.h"
 #include "modules/TextHelpers.h"
 
 #include <QTest>
@@ -175,6 +176,49 @@ private slots:
     {
         const std::vector<EntryRow> rows = rowsFrom({"1|1|0.1", "1|1|0.2", "1|1|", "1|1|junk"});
         QCOMPARE(entriesTotal(rows).toString(), QStringLiteral("0.3"));
+    }
+
+    // The totals line follows the entries as they are loaded, added and
+    // edited; sums are exact and cells that are not numbers add nothing.
+    void totalsLineFollowsTheEntries()
+    {
+        EntryGridModel entries;
+        EntryTotalsModel totals(&entries);
+        auto shown = [&](int column) { return totals.index(0, column - 1).data().toString(); };
+        entries.setRows(rowsFrom({"100|80|0.1", "-50|-50|0.2", "x|1|junk"}));
+        QCOMPARE(shown(ColAllAmount), QStringLiteral("50.00"));
+        QCOMPARE(shown(ColOpenAmount), QStringLiteral("31.00"));
+        QCOMPARE(shown(ColThisAmount), QStringLiteral("0.30"));
+        QCOMPARE(shown(ColStockBillNo), QString());
+        QCOMPARE(totals.headerData(0, Qt::Vertical).toString(), QStringLiteral("合计"));
+
+        entries.appendRows(rowsFrom({"0.0001|0.0001|0.0001"}));
+        QCOMPARE(totals.total(ColThisAmount).toString(), QStringLiteral("0.3001"));
+        QCOMPARE(shown(ColThisAmount), QStringLiteral("0.3001"));
+        QVERIFY(entries.setData(entries.index(2, ColThisAmount - 1), QStringLiteral("9.7")));
+        QCOMPARE(totals.total(ColThisAmount).toString(), QStringLiteral("10.0001"));
+        entries.clear();
+        QCOMPARE(shown(ColAllAmount), QStringLiteral("0.00"));
+    }
+
+    void frozenColumnCount_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<int>("count"); // -1: refused
+        QTest::newRow("none") << "0" << 0;
+        QTest::newRow("blanks around") << " 2 " << 2;
+        QTest::newRow("all but the amount column") << "5" << 5;
+        QTest::newRow("the amount column too") << "6" << -1;
+        QTest::newRow("negative") << "-1" << -1;
+        QTest::newRow("decimal") << "1.5" << -1;
+        QTest::newRow("text") << "abc" << -1;
+        QTest::newRow("empty") << "" << -1;
+    }
+    void frozenColumnCount()
+    {
+        QFETCH(QString, answer);
+        QFETCH(int, count);
+        QCOMPARE(frozenEntryColumns(answer).value_or(-1), count);
     }
 
     void sumCell_data()
