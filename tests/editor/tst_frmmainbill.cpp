@@ -1,20 +1,26 @@
 // The bill editor driven as a user drives it, offscreen, on the demo
 // database: entering an invoice, changing it, auditing it, trying to change
-// it again, browsing the list's bills, red and void bills, asking to save
-// and closing. After each step the database is checked.
+// it again and then un-auditing, voiding and deleting it from the bill list,
+// browsing the list's bills, red and void bills, asking to save and closing.
+// After each step the database is checked.
 #include "editor/EntryGridModel.h"
 #include "editor/frmMainBill.h"
 
 #include "component/Session.h"
+#include "list/BillListModel.h"
+#include "list/frmMainBillResult.h"
 #include "modules/CodeSelectors.h"
 #include "modules/SetupIni.h"
+#include "platform/FrozenTableView.h"
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
+#include "query/frmMainBillFind.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDateEdit>
 #include <QDir>
 #include <QFile>
@@ -22,6 +28,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTableView>
 #include <QTest>
 #include <QToolBar>
@@ -58,6 +65,42 @@ Amount amountOf(TestDatabase &db, const QString &sql)
 Amount kpOf(TestDatabase &db, const QString &stockId)
 {
     return amountOf(db, QStringLiteral("select isnull(fKPAmount,0) from icstockbill where finterid=") + stockId);
+}
+
+// What the list's state commands may change of one invoice: its header row
+// (fields left at zero when the row is gone), its entries, the invoiced
+// amounts of the two stock bills it takes from, the released serial numbers
+// and the id and number counters.
+struct InvoiceTrace {
+    bool stored = true;
+    int status = 0;
+    int checker = 0;
+    int cancellation = 0;
+    QString endAmount;
+    int entries = 0;
+    Amount kpA;
+    Amount kpB;
+    int released = 0; // tblBillNoAdd rows of type 71 holding the bill's serial
+    qint64 idCounter = 0;
+    qint64 numberCounter = 0;
+    bool operator==(const InvoiceTrace &) const = default;
+};
+
+char *toString(const InvoiceTrace &t)
+{
+    const QString text = QStringLiteral("stored=%1 fstatus=%2 fchecker=%3 fcancellation=%4 fEndAmount=%5 entries=%6 "
+                                        "kpA=%7 kpB=%8 released=%9 tblmaxNum=%10 tblMaxBillNo=%11")
+                             .arg(t.stored)
+                             .arg(t.status)
+                             .arg(t.checker)
+                             .arg(t.cancellation)
+                             .arg(t.endAmount)
+                             .arg(t.entries)
+                             .arg(t.kpA.toString(), t.kpB.toString())
+                             .arg(t.released)
+                             .arg(t.idCounter)
+                             .arg(t.numberCounter);
+    return qstrdup(text.toUtf8().constData());
 }
 
 class NoSelector : public CodeSelector {
@@ -160,6 +203,31 @@ class TestFrmMainBill : public QObject {
     {
         session().gLoginUserId = id;
         session().gLoginUserName = name;
+    }
+
+    // Types the bill number into the query dialog's simple page and fills
+    // the bill list the way its OK does, showing the list without the modal
+    // wait.
+    static frmMainBillResult *listBillsNumbered(const QString &number)
+    {
+        frmMainBillFind *dialog = frmMainBillFind::instance();
+        dialog->setUsesGrid(false);
+        typeInto(dialog, QStringLiteral("txt_0"), number, false);
+        session().gSeekSql = dialog->seekSQL();
+        frmMainBillResult *list = frmMainBillResult::instance();
+        if (!dialog->find(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL(), list))
+            return nullptr;
+        list->show();
+        return list;
+    }
+
+    // Closes the list as its Exit does, which lets the query dialog go too.
+    static void closeList()
+    {
+        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
+            list->menuFileExit();
+        frmMainBillFind::releaseInstance();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
 private slots:
@@ -315,6 +383,116 @@ private slots:
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("CopyHeader"), {}), QStringLiteral("0"));
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("   CopyHeader"), QStringLiteral("absent")), QStringLiteral("absent"));
         QCOMPARE(IniFile(IniPath()).value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()), QStringLiteral("0"));
+
+        // The rest happens in the bill list, over a query by the bill's number.
+        const QString number = db.scalar(QStringLiteral("select fbillno from tblFP where finterid=") + idText).toString();
+        const QString serial = db.scalar(QStringLiteral("select fbillNumber from tblFP where finterid=") + idText).toString();
+        QVERIFY(!serial.isEmpty());
+        const auto closeLists = qScopeGuard(&closeList);
+        frmMainBillResult *list = listBillsNumbered(number);
+        QVERIFY(list);
+        BillListModel *rows = list->model();
+        QCOMPARE(rows->dataRowCount(), 1);
+        QCOMPARE(rows->interIdText(0), idText);
+        QVERIFY(rows->rowState(0).audited);
+
+        auto trace = [&] {
+            InvoiceTrace now;
+            Recordset h = db.conn().openRecordset(QStringLiteral("select fstatus,fchecker,fcancellation,fEndAmount from tblFP where finterid=") + idText);
+            now.stored = !h.eof();
+            if (now.stored) {
+                now.status = h.toInt(QStringLiteral("fstatus"));
+                now.checker = h.toInt(QStringLiteral("fchecker"));
+                now.cancellation = h.toInt(QStringLiteral("fcancellation"));
+                now.endAmount = h.amount(QStringLiteral("fEndAmount")).toString();
+            }
+            now.entries = db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt();
+            now.kpA = kpOf(db, stockA);
+            now.kpB = kpOf(db, stockB);
+            now.released = db.scalar(QStringLiteral("select count(*) from tblBillNoAdd where ftypeid=71 and finterid='") + serial + u'\'').toInt();
+            now.idCounter = db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong();
+            now.numberCounter = db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong();
+            return now;
+        };
+        // Selects the bill's row, runs a command of the list's menu, answers
+        // Yes when asked, and gives the messages shown.
+        auto runOnBill = [&](const char *command) {
+            t.prompts().clear();
+            t.prompts().answers = {Prompt::Yes};
+            list->selectRows({0});
+            menu(list, QString::fromLatin1(command))->trigger();
+            return t.prompts().messageTexts();
+        };
+        const QString deleteQuestion = QStringLiteral("确定要删除所选定的单据吗?");
+
+        // As the editor left it: audited by user 3, entries and stock bills as saved.
+        InvoiceTrace expected;
+        expected.status = 1;
+        expected.checker = 3;
+        expected.endAmount = QStringLiteral("89.9");
+        expected.entries = stock.offered;
+        expected.kpA = kpA + *Amount::parse(QStringLiteral("50"));
+        expected.kpB = kpB + *Amount::parse(QStringLiteral("39.9"));
+        expected.idCounter = idCounter + 1;
+        expected.numberCounter = numberCounter + 1;
+        QCOMPARE(trace(), expected);
+
+        // The clerk has no right to delete: not even the question is asked.
+        QVERIFY(runOnBill("MenuEditDelete").isEmpty());
+        QCOMPARE(trace(), expected);
+
+        // The supervisor may, but not while the bill is audited.
+        signIn(QStringLiteral("3"), QStringLiteral("李主管"));
+        QCOMPARE(runOnBill("MenuEditDelete"),
+                 (QStringList{deleteQuestion, QStringLiteral("编号为:") + number + QStringLiteral("的单据已经审核!操作不成功")}));
+        QCOMPARE(t.prompts().messages().front().buttons, int(Prompt::YesNo));
+        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Exclamation));
+        QCOMPARE(trace(), expected);
+
+        // Un-audited: status and checker cleared, no amount moves.
+        QCOMPARE(runOnBill("MenuEditUnCheck"), QStringList{QStringLiteral("反审核成功!")});
+        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Information));
+        expected.status = 0;
+        expected.checker = 0;
+        QCOMPARE(trace(), expected);
+        QVERIFY(!rows->rowState(0).audited);
+
+        // Voided: the stock bills get their amounts back; the bill keeps its
+        // entries, its assigned amount and its number.
+        QCOMPARE(runOnBill("MenuEditCancel"), QStringList{QStringLiteral("作废成功!")});
+        expected.cancellation = 1;
+        expected.kpA = kpA;
+        expected.kpB = kpB;
+        QCOMPARE(trace(), expected);
+        QVERIFY(rows->rowState(0).isVoid);
+
+        // A void bill cannot be deleted, and nothing is taken back twice.
+        QCOMPARE(runOnBill("MenuEditDelete"),
+                 (QStringList{deleteQuestion, QStringLiteral("编号为:") + number + QStringLiteral("的单据作废!操作不成功")}));
+        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Exclamation));
+        QCOMPARE(trace(), expected);
+
+        // Un-voided: the entries count on the stock bills again.
+        QCOMPARE(runOnBill("MenuEditUnCancel"), QStringList{QStringLiteral("反作废成功!")});
+        expected.cancellation = 0;
+        expected.kpA = kpA + *Amount::parse(QStringLiteral("50"));
+        expected.kpB = kpB + *Amount::parse(QStringLiteral("39.9"));
+        QCOMPARE(trace(), expected);
+        QVERIFY(!rows->rowState(0).isVoid);
+
+        // Deleted: header and entries gone, the stock bills as before the
+        // invoice, its serial released once; the counters do not go back.
+        QCOMPARE(runOnBill("MenuEditDelete"), (QStringList{deleteQuestion, QStringLiteral("删除成功!")}));
+        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Information));
+        expected = InvoiceTrace{};
+        expected.stored = false;
+        expected.kpA = kpA;
+        expected.kpB = kpB;
+        expected.released = 1;
+        expected.idCounter = idCounter + 1;
+        expected.numberCounter = numberCounter + 1;
+        QCOMPARE(trace(), expected);
+        QCOMPARE(rows->dataRowCount(), 0);
     }
 
     // Browsing the ids the list handed over, with the buttons following the
@@ -464,6 +642,33 @@ private slots:
         typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("5"));
         QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
         QVERIFY(f->grid()->gridRowCount() > 0);
+
+        // The supplier's box, the totals line and the entry finder.
+        QCOMPARE(child<QLineEdit>(f, QStringLiteral("td_0"))->parentWidget()->objectName(), QStringLiteral("teB"));
+        const int last = f->grid()->gridRowCount();
+        typeIntoCell(f, last, ColThisAmount, QStringLiteral("0.1"));
+        if (last > 1)
+            typeIntoCell(f, 1, ColThisAmount, QStringLiteral("0.2"));
+        auto *totals = child<QTableView>(f, QStringLiteral("fps2"));
+        QCOMPARE(totals->model()->index(0, ColThisAmount - 1).data().toString(), last > 1 ? QStringLiteral("0.30") : QStringLiteral("0.10"));
+        auto *finder = child<QComboBox>(f, QStringLiteral("cmbEntry"));
+        finder->showPopup();
+        finder->hidePopup();
+        QCOMPARE(finder->count(), last);
+        emit finder->activated(last - 1);
+        QCOMPARE(child<QTableView>(f, QStringLiteral("fps1"))->currentIndex().row(), last - 1);
+
+        // Frozen entry columns: a bad count is refused, a good one applies to
+        // both grids and is kept when the form closes.
+        t.prompts().inputs = {QStringLiteral("6")};
+        menu(f, QStringLiteral("MenuLockCol"))->trigger();
+        QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("锁定列数请录入0到5之间的整数！"));
+        QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 0);
+        t.prompts().inputs = {QStringLiteral("2")};
+        menu(f, QStringLiteral("MenuLockCol"))->trigger();
+        QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 2);
+        QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps2"))->frozenColumns(), 2);
+
         t.prompts().answers = {Prompt::No};
         button(f, QStringLiteral("Copy"))->trigger();
         QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("单据已经改变，是否保存？"));
@@ -483,6 +688,10 @@ private slots:
         closeForm(f);
         QCOMPARE(SettingsStore::read(QStringLiteral("71frmMainBill"), QStringLiteral("Options"), QStringLiteral("AfterSaveNew"), {}),
                  QStringLiteral("0"));
+        QCOMPARE(ReadIni(QStringLiteral("BillMainLockCols"), QStringLiteral("71Lock"), {}), QStringLiteral("2"));
+        f = open(0);
+        QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 2);
+        closeForm(f);
     }
 
     // Pictures of the editor to look at: a new bill, a filled one, a red
