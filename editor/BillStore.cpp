@@ -476,12 +476,9 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
         const Amount others = Amount::fromVariant(lines.value(cKP)) - own;
         EntryRow &row = bill.rows.emplace_back();
         row.stockId = Recordset::variantText(lines.value(cId));
-        row.setCell(ColStockBillNo, Recordset::variantText(lines.value(cNo)));
-        row.setCell(ColStockDate, dateCellText(lines.value(cDate)));
-        row.setCell(ColAllAmount, all.toString());
-        row.setCell(ColInvoiced, others.toString());
-        row.setCell(ColOpenAmount, (all - others).toString());
-        row.setCell(ColThisAmount, own.toString());
+        // Columns 1 to 6, in their order.
+        row.cells = {Recordset::variantText(lines.value(cNo)), dateCellText(lines.value(cDate)), all.toString(), others.toString(),
+                     (all - others).toString(), own.toString()};
     }
     return bill;
 }

@@ -5,18 +5,24 @@
 #include <algorithm>
 #include <cmath>
 
-QString EntryRow::cell(int column) const
+const QString &EntryRow::cell(int column) const
 {
-    if (column < 1 || column > kEntryColumnCount)
-        return {};
-    return cells[size_t(column - 1)];
+    static const QString none;
+    if (column < 1 || column > cells.size())
+        return none;
+    return cells[column - 1];
 }
 
 void EntryRow::setCell(int column, const QString &text)
 {
     if (column < 1 || column > kEntryColumnCount)
         return;
-    cells[size_t(column - 1)] = text;
+    if (column > cells.size()) {
+        if (text.isEmpty())
+            return; // unset cells already read as ""
+        cells.resize(column);
+    }
+    cells[column - 1] = text;
 }
 
 EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, const QString &date, Amount allAmount,
@@ -24,11 +30,7 @@ EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, 
 {
     EntryRow row;
     row.stockId = stockId;
-    row.setCell(ColStockBillNo, billNo);
-    row.setCell(ColStockDate, date);
-    row.setCell(ColAllAmount, allAmount.toString());
-    row.setCell(ColInvoiced, invoiced.toString());
-    row.setCell(ColOpenAmount, openAmountText(allAmount, invoiced));
+    row.cells = {billNo, date, allAmount.toString(), invoiced.toString(), openAmountText(allAmount, invoiced)};
     return row;
 }
 

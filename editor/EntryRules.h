@@ -14,9 +14,9 @@
 // An empty amount cell counts as 0 everywhere.
 #include "platform/Amount.h"
 
+#include <QList>
 #include <QString>
 
-#include <array>
 #include <optional>
 #include <vector>
 
@@ -33,10 +33,13 @@ enum EntryColumn {
 
 struct EntryRow {
     QString stockId; // icstockbill.finterid, the hidden tag of column 1
-    std::array<QString, kEntryColumnCount> cells;
+    // The texts of columns 1 .. n, as far as any was set: a row stays small
+    // (the list itself is one pointer) so that a bill of thousands of rows
+    // is read and moved without copying cells around.
+    QList<QString> cells;
 
     // Column 1 .. 10; anything else reads as "" and is not written.
-    QString cell(int column) const;
+    const QString &cell(int column) const;
     void setCell(int column, const QString &text);
 
     // A row for an open stock bill as the fill offers it: columns 1-5 set,

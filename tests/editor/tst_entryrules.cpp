@@ -170,6 +170,12 @@ private slots:
         copy.setCell(0, QStringLiteral("x"));
         QCOMPARE(copy.cells, row.cells);
         QCOMPARE(row.cell(0), QString());
+        // A cell past the last one set grows the copy only.
+        copy.setCell(8, QStringLiteral("备注"));
+        QCOMPARE(copy.cell(8), QStringLiteral("备注"));
+        QCOMPARE(copy.cell(7), QString());
+        QCOMPARE(copy.cell(ColOpenAmount), open);
+        QCOMPARE(row.cell(8), QString());
     }
 
     void sumOfEntries()
