@@ -376,9 +376,9 @@ void frmMainBill::buildWidgets()
     column->addWidget(fps2);
     connect(fps1->horizontalHeader(), &QHeaderView::sectionResized, fps2, [this](int c, int, int width) { fps2->setColumnWidth(c, width); });
     connect(fps1->horizontalScrollBar(), &QAbstractSlider::valueChanged, fps2->horizontalScrollBar(), &QAbstractSlider::setValue);
+    // The row labels widen with the row count; the scroll bar comes and goes.
+    connect(fps1->verticalHeader(), &QHeaderView::sectionCountChanged, this, [this] { alignTotals(); });
     connect(fps1->verticalScrollBar(), &QAbstractSlider::rangeChanged, this, [this] { alignTotals(); });
-    connect(m_grid, &QAbstractItemModel::modelReset, this, [this] { alignTotals(); });
-    connect(m_grid, &QAbstractItemModel::rowsInserted, this, [this] { alignTotals(); });
 
     auto *foot = new QWidget(central);
     auto *footRow = new QHBoxLayout(foot);

@@ -19,12 +19,6 @@ namespace {
 const QString kInterIdField = QStringLiteral("finterid");
 const QString kBillNoField = QStringLiteral("fbillno");
 
-QString sqlErrorText(const QSqlError &error)
-{
-    const QString db = error.databaseText().trimmed();
-    return db.isEmpty() ? error.text().trimmed() : db;
-}
-
 // ------------------------------------------------------------- formatting
 
 bool isDateFormat(const QString &format)

@@ -26,11 +26,6 @@ std::pair<quint64, quint64> fileIdentity(const QString &path)
     return {quint64(info.st_dev), quint64(info.st_ino)};
 }
 
-QString errorText(const QSqlError &error)
-{
-    const QString db = error.databaseText().trimmed();
-    return db.isEmpty() ? error.text().trimmed() : db;
-}
 } // namespace
 
 Connection::Connection(const QString &connectionString, OpenMode mode)
@@ -67,7 +62,7 @@ void Connection::open()
         db.setDatabaseName(m_settings.database);
         db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=10000"));
         if (!db.open()) {
-            const QString text = errorText(db.lastError());
+            const QString text = sqlErrorText(db.lastError());
             db = QSqlDatabase();
             QSqlDatabase::removeDatabase(m_name);
             throw DbError(text);
@@ -93,7 +88,7 @@ void Connection::open()
         db.setPassword(m_settings.password);
         db.setConnectOptions(QStringLiteral("connect_timeout=10"));
         if (!db.open()) {
-            const QString text = errorText(db.lastError());
+            const QString text = sqlErrorText(db.lastError());
             db = QSqlDatabase();
             QSqlDatabase::removeDatabase(m_name);
             throw DbError(text);
@@ -160,7 +155,7 @@ int Connection::run(const QString &sql, const QVariantList &params, Recordset *r
         }
     }
     if (!ok)
-        fail(errorText(query.lastError()), sql);
+        fail(sqlErrorText(query.lastError()), sql);
     if (result) {
         const QSqlRecord record = query.record();
         QStringList names;
@@ -174,7 +169,7 @@ int Connection::run(const QString &sql, const QVariantList &params, Recordset *r
                 cells.push_back(query.value(i));
         }
         if (query.lastError().isValid())
-            fail(errorText(query.lastError()), sql);
+            fail(sqlErrorText(query.lastError()), sql);
         *result = Recordset(names, std::move(cells));
     }
     return query.numRowsAffected();
@@ -201,7 +196,7 @@ RowReader Connection::readRows(const QString &sql)
     query.setForwardOnly(true);
     query.setNumericalPrecisionPolicy(QSql::HighPrecision);
     if (!query.exec(translated))
-        fail(errorText(query.lastError()), translated);
+        fail(sqlErrorText(query.lastError()), translated);
     return RowReader(std::move(query));
 }
 
@@ -244,7 +239,7 @@ void Connection::beginTrans()
         throw DbError(QStringLiteral("连接上已有未结束的事务"));
     QSqlDatabase db = database();
     if (!db.transaction())
-        throw DbError(errorText(db.lastError()));
+        throw DbError(sqlErrorText(db.lastError()));
     m_inTransaction = true;
 }
 
@@ -255,7 +250,7 @@ void Connection::commitTrans()
     QSqlDatabase db = database();
     m_inTransaction = false;
     if (!db.commit()) {
-        const QString text = errorText(db.lastError());
+        const QString text = sqlErrorText(db.lastError());
         db.rollback();
         throw DbError(text);
     }

@@ -1,6 +1,7 @@
 #pragma once
 // Error raised by the database layer; what() is the engine's own text, which
 // the routines show to the user as it stands.
+#include <QSqlError>
 #include <QString>
 #include <stdexcept>
 
@@ -13,3 +14,11 @@ public:
 private:
     QString m_description;
 };
+
+// The text to show for a failed database call: the engine's message when it
+// gave one, otherwise the driver's.
+inline QString sqlErrorText(const QSqlError &error)
+{
+    const QString db = error.databaseText().trimmed();
+    return db.isEmpty() ? error.text().trimmed() : db;
+}

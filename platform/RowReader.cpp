@@ -15,10 +15,8 @@ bool RowReader::next()
     if (m_query.next())
         return true;
     const QSqlError error = m_query.lastError();
-    if (error.isValid()) {
-        const QString text = error.databaseText().trimmed();
-        throw DbError(text.isEmpty() ? error.text().trimmed() : text);
-    }
+    if (error.isValid())
+        throw DbError(sqlErrorText(error));
     return false;
 }
 

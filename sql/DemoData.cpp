@@ -118,9 +118,7 @@ private:
 
     [[noreturn]] void fail(const QSqlQuery &query)
     {
-        const QSqlError error = query.lastError();
-        const QString db = error.databaseText().trimmed();
-        throw DbError(db.isEmpty() ? error.text() : db);
+        throw DbError(sqlErrorText(query.lastError()));
     }
 
     QSqlDatabase m_db;
