@@ -21,45 +21,38 @@
 #include <QTest>
 #include <QXmlStreamReader>
 
+#include <memory>
+
 namespace {
 ListColumn column(const char *field, const char *title, int align = 0, const char *format = "", bool sum = false)
 {
     return {QString::fromLatin1(field), QString::fromUtf8(title), align, QString::fromLatin1(format), false, sum};
 }
 
-// Cells that a careless export would change: grouped amounts, a code with
-// leading zeros, a formula-like text, quotes and commas, an empty cell,
-// blanks at the ends, Chinese text.
-void fillSample(TestDatabase &db, BillListModel &model)
+// The grid texts of a sample list, with cells that a careless export would
+// change: grouped amounts, a code with leading zeros, a formula-like text,
+// quotes and commas, an empty cell, blanks at the ends, Chinese text.
+QList<QStringList> sampleRows(DbEngine engine)
 {
+    TestDatabase db(engine, TestDatabase::Content::Empty);
+    BillListModel model;
     model.setColumns({column("finterid", "内码", 2), column("fbillno", "单据编号"), column("fname", "供应商"),
                       column("fcode", "代码"), column("famount", "发票金额", 2, "#,##0.00", true), column("fdate", "日期", 1, "yyyy-MM-dd")});
     model.fill(db.conn(), QStringLiteral(
         "select 1 as finterid, 'CGFP2024030001' as fbillno, '华东五金, \"总店\"' as fname, '0012' as fcode, 1234567.5 as famount, '2024-03-01' as fdate "
         "union all select 2, 'CGFP2024030002', '=1+1', '007', -0.5, '2024-03-02' "
         "union all select 3, 'CGFP2024030003', '', ' 前后有空格 ', 12, '2024-03-03'"));
+    return listGridTexts(model);
 }
 
-QString columnLetters(int c)
+// "AB12" -> (row 11, column 27), both counted from 0.
+std::pair<int, int> cellPosition(const QString &reference)
 {
-    QString s;
-    ++c;
-    while (c > 0) {
-        s.prepend(QChar(u'A' + (c - 1) % 26));
-        c = (c - 1) / 26;
-    }
-    return s;
-}
-
-int columnIndex(const QString &reference)
-{
-    int c = 0;
-    for (QChar ch : reference) {
-        if (!ch.isLetter())
-            break;
-        c = c * 26 + (ch.unicode() - u'A' + 1);
-    }
-    return c - 1;
+    int letters = 0;
+    int column = 0;
+    for (; letters < reference.size() && reference[letters].isLetter(); ++letters)
+        column = column * 26 + (reference[letters].unicode() - u'A' + 1);
+    return {reference.mid(letters).toInt() - 1, column - 1};
 }
 
 QByteArray unzipEntry(const QString &file, const QString &entry)
@@ -122,11 +115,10 @@ QMap<std::pair<int, int>, SheetCell> readWorkbook(const QString &file, QStringLi
         sheet.readNext();
         if (!sheet.isStartElement() || sheet.name() != u"c")
             continue;
-        const QString ref = sheet.attributes().value(QStringLiteral("r")).toString();
+        const auto position = cellPosition(sheet.attributes().value(QStringLiteral("r")).toString());
         SheetCell cell;
         cell.style = sheet.attributes().value(QStringLiteral("s")).toInt();
         cell.type = sheet.attributes().value(QStringLiteral("t")).toString();
-        const int row = ref.mid(columnLetters(columnIndex(ref)).size()).toInt() - 1;
         while (!(sheet.isEndElement() && sheet.name() == u"c") && !sheet.atEnd()) {
             sheet.readNext();
             if (sheet.isStartElement() && sheet.name() == u"v") {
@@ -134,7 +126,7 @@ QMap<std::pair<int, int>, SheetCell> readWorkbook(const QString &file, QStringLi
                 cell.text = cell.type == u"s" ? shared.value(v.toInt()) : v;
             }
         }
-        cells.insert({row, columnIndex(ref)}, cell);
+        cells.insert(position, cell);
     }
     return cells;
 }
@@ -179,9 +171,11 @@ QList<QStringList> parseCsv(const QString &text)
     return rows;
 }
 
+// A list form on the demo data, filled with the bills of a condition.
 struct FormEnv {
     TestSession ts;
     TestDatabase db;
+    std::unique_ptr<frmMainBillResult> list;
     explicit FormEnv(DbEngine engine, int userId = 1, bool admin = true)
         : db(engine, TestDatabase::Content::Demo)
     {
@@ -191,6 +185,16 @@ struct FormEnv {
         s.IsAdmin = admin ? 1 : 0;
         s.gAppPath = ts.folder();
         s.msgTitle = QStringLiteral("测试");
+    }
+    ~FormEnv()
+    {
+        if (list)
+            list->menuFileExit();
+    }
+    bool fill(const QString &where)
+    {
+        list = std::make_unique<frmMainBillResult>();
+        return list->fillList(buildFindStatement(session().gViewName, QString(), where, QString(), QString()));
     }
 };
 } // namespace
@@ -217,10 +221,7 @@ private slots:
 void TestExport::gridTexts()
 {
     QFETCH(DbEngine, engine);
-    TestDatabase db(engine, TestDatabase::Content::Empty);
-    BillListModel model;
-    fillSample(db, model);
-    const QList<QStringList> rows = listGridTexts(model);
+    const QList<QStringList> rows = sampleRows(engine);
     QCOMPARE(rows.size(), 5);
     QCOMPARE(rows.first(), (QStringList{"内码", "单据编号", "供应商", "代码", "发票金额", "日期"}));
     QCOMPARE(rows[1], (QStringList{"1", "CGFP2024030001", "华东五金, \"总店\"", "0012", "1,234,567.50", "2024-03-01"}));
@@ -233,10 +234,7 @@ void TestExport::workbookHoldsTheGridAsText()
     if (QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty())
         QSKIP("unzip is not installed (Debian package unzip)");
     QFETCH(DbEngine, engine);
-    TestDatabase db(engine, TestDatabase::Content::Empty);
-    BillListModel model;
-    fillSample(db, model);
-    const QList<QStringList> rows = listGridTexts(model);
+    const QList<QStringList> rows = sampleRows(engine);
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("列表.xlsx"));
     QString error;
@@ -269,10 +267,7 @@ void TestExport::workbookOpensInLibreOffice()
     if (soffice.isEmpty())
         QSKIP("soffice is not installed (Debian package libreoffice-calc): the CSV read-back is skipped");
     QFETCH(DbEngine, engine);
-    TestDatabase db(engine, TestDatabase::Content::Empty);
-    BillListModel model;
-    fillSample(db, model);
-    const QList<QStringList> rows = listGridTexts(model);
+    const QList<QStringList> rows = sampleRows(engine);
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("list.xlsx"));
     QVERIFY(writeXlsx(file, rows));
@@ -293,10 +288,7 @@ void TestExport::workbookOpensInLibreOffice()
 void TestExport::textFile()
 {
     QFETCH(DbEngine, engine);
-    TestDatabase db(engine, TestDatabase::Content::Empty);
-    BillListModel model;
-    fillSample(db, model);
-    QList<QStringList> rows = listGridTexts(model);
+    QList<QStringList> rows = sampleRows(engine);
     rows[2][2] = QStringLiteral("带\t制表符\n和换行");
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("list.txt"));
@@ -331,8 +323,8 @@ void TestExport::menuCommands()
         QSKIP("unzip is not installed (Debian package unzip)");
     QFETCH(DbEngine, engine);
     FormEnv env(engine);
-    auto *list = new frmMainBillResult;
-    QVERIFY(list->fillList(buildFindStatement(session().gViewName, QString(), QStringLiteral(" and fstatus=1"), QString(), QString())));
+    QVERIFY(env.fill(QStringLiteral(" and fstatus=1")));
+    frmMainBillResult *list = env.list.get();
     const QList<QStringList> grid = listGridTexts(*list->model());
     auto &prompts = env.ts.prompts();
 
@@ -367,8 +359,6 @@ void TestExport::menuCommands()
     lines.removeLast();
     QCOMPARE(lines.size(), grid.size());
     QCOMPARE(lines.last().split(u'\t'), grid.last());
-    list->menuFileExit();
-    delete list;
 }
 
 void TestExport::excelNeedsTheRight()
@@ -376,14 +366,11 @@ void TestExport::excelNeedsTheRight()
     QFETCH(DbEngine, engine);
     // User 9 holds no right at all; the text export asks for none.
     FormEnv env(engine, 9, false);
-    auto *list = new frmMainBillResult;
-    QVERIFY(list->fillList(buildFindStatement(session().gViewName, QString(), QString(), QString(), QString())));
-    list->menuExcel();
+    QVERIFY(env.fill(QString()));
+    env.list->menuExcel();
     QVERIFY(env.ts.prompts().calls.empty());
-    list->menuText();
+    env.list->menuText();
     QCOMPARE(env.ts.prompts().calls.size(), size_t(1));
-    list->menuFileExit();
-    delete list;
 }
 
 QTEST_MAIN(TestExport)

@@ -16,10 +16,8 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -96,22 +94,6 @@ int auditableRow(Env &env, BillListModel *model)
     return -1;
 }
 
-QList<QAction *> visibleToolbarButtons(frmMainBillResult *list)
-{
-    QList<QAction *> visible;
-    for (QAction *a : list->findChild<QToolBar *>(QStringLiteral("Toolbar1"))->actions())
-        if (a->isVisible())
-            visible << a;
-    return visible;
-}
-
-QStringList keys(const QList<QAction *> &actions)
-{
-    QStringList names;
-    for (QAction *a : actions)
-        names << a->objectName();
-    return names;
-}
 } // namespace
 
 class TestFrmMainBillResult : public QObject {
@@ -120,16 +102,10 @@ class TestFrmMainBillResult : public QObject {
 private slots:
     void findListAuditRefill_data() { addEngineRows(); }
     void findListAuditRefill();
-    void refusedCommandLeavesTheList_data() { addEngineRows(); }
-    void refusedCommandLeavesTheList();
-    void deleteAsksAndReturnsTheNumber_data() { addEngineRows(); }
-    void deleteAsksAndReturnsTheNumber();
-    void voidAndUnvoidFromTheToolbar_data() { addEngineRows(); }
-    void voidAndUnvoidFromTheToolbar();
+    void stateCommandsRefillTheList_data() { addEngineRows(); }
+    void stateCommandsRefillTheList();
     void selectionModeReturnsIds_data();
     void selectionModeReturnsIds();
-    void selectionWithoutRowsStaysOpen_data() { addEngineRows(); }
-    void selectionWithoutRowsStaysOpen();
     void lockedColumns_data();
     void lockedColumns();
     void lockedColumnsSurviveAReopen_data() { addEngineRows(); }
@@ -211,47 +187,54 @@ void TestFrmMainBillResult::findListAuditRefill()
     QCOMPARE(s.gFromList, std::int16_t(0));
 }
 
-void TestFrmMainBillResult::refusedCommandLeavesTheList()
+void TestFrmMainBillResult::stateCommandsRefillTheList()
 {
     QFETCH(DbEngine, engine);
     Env env(engine);
     frmMainBillResult *list = env.openList();
     QVERIFY(list);
     BillListModel *model = list->model();
-    int row = 0;
-    while (row < model->dataRowCount() && !model->rowState(row).audited)
-        ++row;
-    QVERIFY(row < model->dataRowCount());
+
+    // A refused command leaves the list as it was: no refill.
+    int audited = 0;
+    while (audited < model->dataRowCount() && !model->rowState(audited).audited)
+        ++audited;
+    QVERIFY(audited < model->dataRowCount());
     auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
     title->setText(QStringLiteral("unchanged"));
-    list->selectRows({row});
+    list->selectRows({audited});
     list->menuEditCheck();
     QCOMPARE(env.prompts().lastMessage().text,
-             QStringLiteral("编号为:") + model->cellText(row, 1) + QStringLiteral("的单据已经审核!操作不成功"));
+             QStringLiteral("编号为:") + model->cellText(audited, 1) + QStringLiteral("的单据已经审核!操作不成功"));
     QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Exclamation));
     QCOMPARE(title->text(), QStringLiteral("unchanged"));
-
     // The totals row is never a bill: alone it selects nothing.
-    env.prompts().clear();
     list->selectRows({model->dataRowCount()});
     list->menuEditUnCheck();
     QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("数据读取错误！"));
     QCOMPARE(title->text(), QStringLiteral("unchanged"));
-}
 
-void TestFrmMainBillResult::deleteAsksAndReturnsTheNumber()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    BillListModel *model = list->model();
+    // The toolbar's commands: each refill shows the bill's new state.
     const int row = auditableRow(env, model);
     QVERIFY(row >= 0);
     const QString id = model->interIdText(row);
+    list->selectRows({row});
+    const struct { const char *action; const char *message; bool isVoid; bool audited; } steps[] = {
+        {"Cancel", "作废成功!", true, false}, {"UnCancel", "反作废成功!", false, false},
+        {"Check", "审核成功!", false, true}, {"UnCheck", "反审核成功!", false, false}};
+    for (const auto &step : steps) {
+        list->findChild<QAction *>(QString::fromLatin1(step.action))->trigger();
+        QCOMPARE(env.prompts().lastMessage().text, QString::fromUtf8(step.message));
+        QCOMPARE(model->interIdText(row), id);
+        QCOMPARE(model->rowState(row).isVoid, step.isVoid);
+        QCOMPARE(model->rowState(row).audited, step.audited);
+        if (step.isVoid)
+            QCOMPARE(model->data(model->index(row, 1), Qt::ForegroundRole).value<QColor>(), BillListModel::kVoidForeground);
+    }
+
+    // Delete asks first; Yes removes the row and hands back the bill's number.
     const QString serial = env.db.scalar(QStringLiteral("select fbillNumber from tblFP where finterid=") + id).toString();
     const int rows = model->dataRowCount();
-
     env.prompts().answers.push_back(Prompt::No);
     list->selectRows({row});
     list->menuEditDelete();
@@ -266,30 +249,6 @@ void TestFrmMainBillResult::deleteAsksAndReturnsTheNumber()
     QCOMPARE(list->grid()->currentIndex().row(), row);
     QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd where ftypeid=71 and finterid='") + serial + u'\'').toInt(), 1);
     QCOMPARE(list->findChild<QLineEdit *>(QStringLiteral("txtBillNumber"))->text(), serial + u',');
-}
-
-void TestFrmMainBillResult::voidAndUnvoidFromTheToolbar()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    BillListModel *model = list->model();
-    const int row = auditableRow(env, model);
-    QVERIFY(row >= 0);
-    list->selectRows({row});
-    list->findChild<QAction *>(QStringLiteral("Cancel"))->trigger();
-    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("作废成功!"));
-    QVERIFY(model->rowState(row).isVoid);
-    QCOMPARE(model->data(model->index(row, 1), Qt::ForegroundRole).value<QColor>(), BillListModel::kVoidForeground);
-    list->findChild<QAction *>(QStringLiteral("UnCancel"))->trigger();
-    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("反作废成功!"));
-    QVERIFY(!model->rowState(row).isVoid);
-    list->findChild<QAction *>(QStringLiteral("Check"))->trigger();
-    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("审核成功!"));
-    list->findChild<QAction *>(QStringLiteral("UnCheck"))->trigger();
-    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("反审核成功!"));
-    QVERIFY(!model->rowState(row).audited);
 }
 
 void TestFrmMainBillResult::selectionModeReturnsIds_data()
@@ -316,7 +275,11 @@ void TestFrmMainBillResult::selectionModeReturnsIds()
     BillListModel *model = list->model();
     QCOMPARE(model->dataRowCount(), env.count(QStringLiteral(" and fcancellation=0")));
 
-    QCOMPARE(keys(visibleToolbarButtons(list)), (QStringList{"Filter", "Exit"}));
+    QStringList toolbar;
+    for (QAction *a : list->findChild<QToolBar *>(QStringLiteral("Toolbar1"))->actions())
+        if (a->isVisible())
+            toolbar << a->objectName();
+    QCOMPARE(toolbar, (QStringList{"Filter", "Exit"}));
     auto visible = [&](const char *name) { return list->findChild<QAction *>(QString::fromLatin1(name))->isVisible(); };
     QVERIFY(!list->findChild<QMenu *>(QStringLiteral("MenuEdit"))->menuAction()->isVisible());
     QVERIFY(list->findChild<QMenu *>(QStringLiteral("MenuEdit1"))->menuAction()->isVisible());
@@ -332,39 +295,26 @@ void TestFrmMainBillResult::selectionModeReturnsIds()
     list->menuEditUpdate();
     QCOMPARE(opened, 0);
 
+    auto choose = [&] { variant == 1 ? list->menuEditAppend() : list->menuEditDown(); };
+    // Nothing chosen, or only the totals row: the list stays open, nothing returned.
+    s.gReturnString = QStringLiteral("before");
+    for (const QList<int> &rows : {QList<int>{}, QList<int>{model->dataRowCount()}}) {
+        list->selectRows(rows);
+        choose();
+        QVERIFY(list->isVisible());
+        QCOMPARE(s.gReturnString, QStringLiteral("before"));
+    }
+
     // Rows 0 and 2 and the totals row: the totals row never counts.
     list->selectRows({2, 0, model->dataRowCount()});
     const QString expectedIds = model->interIdText(0) + u',' + model->interIdText(2);
     const QString expectedNumbers = model->cellText(0, 1) + u',' + model->cellText(2, 1);
-    if (variant == 1)
-        list->menuEditAppend();
-    else
-        list->menuEditDown();
+    choose();
     QCOMPARE(s.gReturnString, expectedIds);
     QCOMPARE(s.gReturnString1, variant == 2 ? expectedNumbers : QString());
     QVERIFY(list->isHidden());
     flushDeletes();
     QVERIFY(!frmMainBillResult::existingInstance());
-}
-
-void TestFrmMainBillResult::selectionWithoutRowsStaysOpen()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    Session &s = session();
-    s.gIsSelectMode = 1;
-    s.gFindMode = 1;
-    s.gReturnString = QStringLiteral("before");
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    list->selectRows({});
-    list->menuEditAppend();
-    QVERIFY(list->isVisible());
-    QCOMPARE(s.gReturnString, QStringLiteral("before"));
-    list->selectRows({list->model()->dataRowCount()});
-    list->menuEditAppend();
-    QVERIFY(list->isVisible());
-    QCOMPARE(s.gReturnString, QStringLiteral("before"));
 }
 
 void TestFrmMainBillResult::lockedColumns_data()
