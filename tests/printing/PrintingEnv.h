@@ -10,10 +10,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
-#include <QStandardPaths>
-
-#include <optional>
 
 namespace printing_test {
 
@@ -73,16 +69,28 @@ struct Env {
     }
 };
 
-// Runs a command-line tool; no value when it is not installed.
-inline std::optional<QString> runTool(const QString &tool, const QStringList &arguments)
+// Data rows "<engine>/<case>" starting with the engine column.
+inline QTestData &engineRow(DbEngine engine, const char *caseName)
 {
-    if (QStandardPaths::findExecutable(tool).isEmpty())
-        return std::nullopt;
-    QProcess p;
-    p.start(tool, arguments);
-    if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
-        return QString();
-    return QString::fromUtf8(p.readAllStandardOutput());
+    return QTest::newRow(qPrintable(engineTag(engine, QString::fromLatin1(caseName)))) << engine;
+}
+
+// Two rows per engine: the case `on` with the bool column `flag` set, and the
+// case `off` without.
+inline void addEngineFlagRows(const char *flag, const char *on, const char *off)
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<bool>(flag);
+    for (DbEngine e : TestDatabase::engines()) {
+        engineRow(e, on) << true;
+        engineRow(e, off) << false;
+    }
 }
 
 } // namespace printing_test
+
+// Declares `name`, a session on a small demo database; the test stops when
+// the session did not start.
+#define START_ENV(name, ...) \
+    printing_test::Env name(__VA_ARGS__); \
+    QVERIFY2(name.startError.isEmpty(), qPrintable(name.startError))

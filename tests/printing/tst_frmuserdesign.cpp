@@ -15,18 +15,12 @@
 #include <QComboBox>
 #include <QFileInfo>
 #include <QPushButton>
-#include <QTableWidget>
 #include <QTest>
 #include <QToolBar>
 
 using namespace printing_test;
 
 namespace {
-
-void flushDeletes()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
 
 QAction *toolbarButton(frmUserDesign *form, const QString &key)
 {
@@ -39,34 +33,39 @@ QAction *toolbarButton(frmUserDesign *form, const QString &key)
     return nullptr;
 }
 
+void triggerMenu(frmUserDesign *form, const char *name)
+{
+    form->findChild<QAction *>(QString::fromLatin1(name))->trigger();
+}
+
+// Opens the designer as the editor's menu does; null when it did not open.
+frmUserDesign *openDesigner()
+{
+    menuDesignModle(nullptr, false);
+    return frmUserDesign::existingInstance();
+}
+
+// The rows under a key, and the first one's columns besides the template:
+// type, view, file, name, order clause and default flag, NULL shown as such.
 struct Row {
     int count = 0;
-    QString viewName, fileName, reportName;
-    QVariant orderSql, isDefault;
-    int typeId = 0;
+    QStringList columns;
     QByteArray content;
 };
 
 Row readRow(TestDatabase &db, int key)
 {
     Row row;
-    row.count = db.scalar(QStringLiteral("select count(*) from tblBillPrint where finterid=%1").arg(key)).toInt();
     Recordset rs = db.conn().openRecordset(QStringLiteral("select * from tblBillPrint where finterid=%1").arg(key));
+    row.count = rs.recordCount();
     if (rs.eof())
         return row;
-    row.viewName = rs.text(QStringLiteral("fViewName"));
-    row.fileName = rs.text(QStringLiteral("fFileName"));
-    row.reportName = rs.text(QStringLiteral("fReportName"));
-    row.orderSql = rs.value(QStringLiteral("fOrderSQL"));
-    row.isDefault = rs.value(QStringLiteral("fIsDefault"));
-    row.typeId = int(rs.toInt(QStringLiteral("ftypeid")));
+    for (const char *name : {"ftypeid", "fViewName", "fFileName", "fReportName", "fOrderSQL", "fIsDefault"}) {
+        const QVariant v = rs.value(QString::fromLatin1(name));
+        row.columns << (v.isNull() ? QStringLiteral("<null>") : Recordset::variantText(v));
+    }
     row.content = rs.value(QStringLiteral("fcontent")).toByteArray();
     return row;
-}
-
-QString renderDir()
-{
-    return qEnvironmentVariable("PURFP_RENDER_DIR");
 }
 
 } // namespace
@@ -74,404 +73,328 @@ QString renderDir()
 class tst_FrmUserDesign : public QObject {
     Q_OBJECT
 private slots:
-    void opensDefaultTemplate_data();
-    void opensDefaultTemplate();
-    void refusedWithoutRight_data();
-    void refusedWithoutRight();
-    void saveReplacesRowUnderKey_data();
-    void saveReplacesRowUnderKey();
-    void saveAsFile_data();
-    void saveAsFile();
-    void closing_data();
-    void closing();
-    void fieldDescription_data();
-    void fieldDescription();
-    void copyButtons_data();
-    void copyButtons();
-    void views();
-    void renders();
-};
-
-void tst_FrmUserDesign::opensDefaultTemplate_data()
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<bool>("withRow"); // the default template row exists
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("default-row")))) << e << true;
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("no-default-row")))) << e << false;
-    }
-}
-
-void tst_FrmUserDesign::opensDefaultTemplate()
-{
-    QFETCH(DbEngine, engine);
-    QFETCH(bool, withRow);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    const QByteArray stored = env.storedContent();
-    if (!withRow)
-        env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
-    // A working file from an earlier session is replaced, or, without a
-    // default template, not opened again.
-    env.makeAppFolder();
-    const QString work = env.appPath() + QStringLiteral("/DesignTemp.grf");
+    // withRow: the default template row exists.
+    void opensDefaultTemplate_data() { addEngineFlagRows("withRow", "default-row", "no-default-row"); }
+    void opensDefaultTemplate()
     {
-        QFile f(work);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("{ left over }");
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, withRow);
+        START_ENV(env, engine);
+        const QByteArray stored = env.storedContent();
+        if (!withRow)
+            env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
+        // A working file from an earlier session is replaced, or, without a
+        // default template, not opened again.
+        env.makeAppFolder();
+        const QString work = env.appPath() + QStringLiteral("/DesignTemp.grf");
+        {
+            QFile f(work);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write("{ left over }");
+        }
+        QCOMPARE(designWorkFile(), work);
+
+        frmUserDesign *form = openDesigner();
+        QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
+        QVERIFY(form);
+        QVERIFY(form->isVisible());
+        QCOMPARE(form->workFile(), work);
+        QVERIFY(form->windowTitle().startsWith(QStringLiteral("采购发票")));
+        QVERIFY(!form->designer()->isModified());
+        if (withRow) {
+            QCOMPARE(form->templateKey(), 1);
+            QCOMPARE(form->designer()->reportTemplate(), *report::templateFromJson(stored));
+            QFile f(work);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), stored);
+        } else {
+            QCOMPARE(form->templateKey(), 0);
+            QCOMPARE(form->designer()->reportTemplate(), report::ReportTemplate());
+            QVERIFY(!QFileInfo::exists(work));
+        }
+        // The commands no other test runs, since they open print dialogs.
+        QVERIFY(toolbarButton(form, QStringLiteral("Preview")));
+        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPreview")));
+        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPrintSetup")));
+
+        // Switching views changes nothing in the template.
+        triggerMenu(form, "MenuPageView");
+        QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Page);
+        triggerMenu(form, "MenuNormalView");
+        QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Normal);
+        QVERIFY(!form->designer()->isModified());
     }
-    QCOMPARE(designWorkFile(), work);
 
-    menuDesignModle(nullptr, false);
-    QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    QVERIFY(form->isVisible());
-    QCOMPARE(form->objectName(), QStringLiteral("frmUserDesign"));
-    QVERIFY(form->findChild<report::ReportDesigner *>(QStringLiteral("grds1")) == form->designer());
-    QCOMPARE(form->workFile(), work);
-    QVERIFY(form->windowTitle().startsWith(QStringLiteral("采购发票")));
-    QVERIFY(!form->designer()->isModified());
-    if (withRow) {
-        QCOMPARE(form->templateKey(), 1);
-        QCOMPARE(form->designer()->reportTemplate(), *report::templateFromJson(stored));
-        QFile f(work);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), stored);
-    } else {
-        QCOMPARE(form->templateKey(), 0);
-        QCOMPARE(form->designer()->reportTemplate(), report::ReportTemplate());
-        QVERIFY(!QFileInfo::exists(work));
+    void refusedWithoutRight_data() { addEngineRows(); }
+    void refusedWithoutRight()
+    {
+        QFETCH(DbEngine, engine);
+        // The clerk does not hold Q21 in the demo data.
+        START_ENV(env, engine, Demo::kClerkUserId, false);
+        QVERIFY(!openDesigner());
+        QVERIFY(env.prompts().calls.empty());
+        QVERIFY(!QFileInfo::exists(designWorkFile()));
     }
-    for (const char *key : {"Save", "Preview", "Exit"})
-        QVERIFY2(toolbarButton(form, QString::fromLatin1(key)), key);
-    for (const char *name : {"MenuSaleToModule", "MenuFileSaveAS", "MenuFieldDescription", "MenuNormalView", "MenuPageView",
-                             "MenuPreview", "MenuPrintSetup"})
-        QVERIFY2(form->findChild<QAction *>(QString::fromLatin1(name)), name);
-}
 
-void tst_FrmUserDesign::refusedWithoutRight_data()
-{
-    addEngineRows();
-}
+    // nullFlags: fIsDefault null and an order clause, kept as they are.
+    void saveReplacesRowUnderKey_data() { addEngineFlagRows("nullFlags", "null-default", "demo-row"); }
+    void saveReplacesRowUnderKey()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, nullFlags);
+        START_ENV(env, engine);
+        if (nullFlags)
+            env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=null,fOrderSQL=' order by forderid desc '"));
+        // A template of another bill kind under another key is left alone.
+        env.db.exec(QStringLiteral("insert into tblBillPrint(finterid,ftypeid,fReportName,fViewName,fFileName,fIsDefault) "
+                                   "values(7,72,'其他','vOther','Other.grf',1)"));
+        const Row before = readRow(env.db, 1);
+        QCOMPARE(before.columns.value(0), QStringLiteral("71"));
+        const int rowsBefore = env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt();
 
-void tst_FrmUserDesign::refusedWithoutRight()
-{
-    QFETCH(DbEngine, engine);
-    // The clerk does not hold Q21 in the demo data.
-    Env env(engine, Demo::kClerkUserId, false);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    menuDesignModle(nullptr, false);
-    QVERIFY(!frmUserDesign::existingInstance());
-    QVERIFY(env.prompts().calls.empty());
-    QVERIFY(!QFileInfo::exists(designWorkFile()));
-}
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        report::ReportDesigner *grds1 = form->designer();
+        grds1->insertItem(report::ItemKind::Text, QStringLiteral("新加的文字"));
+        QVERIFY(grds1->isModified());
 
-void tst_FrmUserDesign::saveReplacesRowUnderKey_data()
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<bool>("nullFlags"); // fIsDefault null and an order clause kept as they are
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("demo-row")))) << e << false;
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("null-default")))) << e << true;
+        // Saved with the toolbar button, then again from the menu.
+        for (int round = 1; round <= 2; ++round) {
+            env.prompts().clear();
+            if (round == 1)
+                toolbarButton(form, QStringLiteral("Save"))->trigger();
+            else
+                triggerMenu(form, "MenuSaleToModule");
+            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
+            QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Information));
+            QVERIFY(!grds1->isModified());
+
+            const Row after = readRow(env.db, 1);
+            QCOMPARE(after.count, 1);
+            QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt(), rowsBefore);
+            QCOMPARE(after.columns, before.columns);
+            // What was saved loads back as the designer holds it.
+            const auto stored = report::templateFromJson(after.content);
+            QVERIFY(stored);
+            QCOMPARE(*stored, grds1->reportTemplate());
+            QVERIFY(*stored != *report::templateFromJson(before.content));
+            if (round == 1) {
+                grds1->moveSelected(10, 0);
+                QVERIFY(grds1->isModified());
+            }
+        }
+        QCOMPARE(readRow(env.db, 7).count, 1);
+
+        // The saved template is the one the invoice prints with.
+        QVERIFY(initReport());
+        QCOMPARE(billReport().reportTemplate(), grds1->reportTemplate());
     }
-}
 
-void tst_FrmUserDesign::saveReplacesRowUnderKey()
-{
-    QFETCH(DbEngine, engine);
-    QFETCH(bool, nullFlags);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    if (nullFlags)
-        env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=null,fOrderSQL=' order by forderid desc '"));
-    // A template of another bill kind under another key is left alone.
-    env.db.exec(QStringLiteral("insert into tblBillPrint(finterid,ftypeid,fReportName,fViewName,fFileName,fIsDefault) "
-                               "values(7,72,'其他','vOther','Other.grf',1)"));
-    const Row before = readRow(env.db, 1);
-    const int rowsBefore = env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt();
-
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    report::ReportDesigner *grds1 = form->designer();
-    grds1->insertItem(report::ItemKind::Text, QStringLiteral("新加的文字"));
-    QVERIFY(grds1->isModified());
-
-    for (int round = 1; round <= 2; ++round) {
-        env.prompts().clear();
-        toolbarButton(form, QStringLiteral("Save"))->trigger();
-        QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
-        QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Information));
-        QVERIFY(!grds1->isModified());
-
-        const Row after = readRow(env.db, 1);
-        QCOMPARE(after.count, 1);
-        QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt(), rowsBefore);
-        QCOMPARE(after.typeId, 71);
-        QCOMPARE(after.viewName, before.viewName);
-        QCOMPARE(after.fileName, before.fileName);
-        QCOMPARE(after.reportName, before.reportName);
-        QCOMPARE(after.orderSql.isNull(), before.orderSql.isNull());
-        QCOMPARE(Recordset::variantText(after.orderSql), Recordset::variantText(before.orderSql));
-        QCOMPARE(after.isDefault.isNull(), before.isDefault.isNull());
-        QCOMPARE(Recordset::variantText(after.isDefault), Recordset::variantText(before.isDefault));
-        // What was saved loads back as the designer holds it.
-        const auto stored = report::templateFromJson(after.content);
-        QVERIFY(stored);
-        QCOMPARE(*stored, grds1->reportTemplate());
-        QVERIFY(*stored != *report::templateFromJson(before.content));
-        if (round == 1) {
-            grds1->moveSelected(10, 0);
-            QVERIFY(grds1->isModified());
+    void saveAsFile_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("answer");   // the file name chosen; empty: cancelled
+        QTest::addColumn<QString>("expected"); // the file written
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "with-suffix") << QStringLiteral("copy.grf") << QStringLiteral("copy.grf");
+            engineRow(e, "without-suffix") << QStringLiteral("copy") << QStringLiteral("copy.grf");
+            engineRow(e, "cancelled") << QString() << QString();
         }
     }
-    QCOMPARE(readRow(env.db, 7).count, 1);
+    void saveAsFile()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, answer);
+        QFETCH(QString, expected);
+        START_ENV(env, engine);
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        form->designer()->insertItem(report::ItemKind::Line);
+        const QByteArray stored = env.storedContent();
+        env.prompts().clear();
+        if (!answer.isEmpty())
+            env.prompts().fileNames.push_back(env.ts.folder() + u'/' + answer);
 
-    // The saved template is the one the invoice prints with.
-    QVERIFY(initReport());
-    QCOMPARE(billReport().reportTemplate(), grds1->reportTemplate());
-}
+        triggerMenu(form, "MenuFileSaveAS");
 
-void tst_FrmUserDesign::saveAsFile_data()
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<QString>("answer");   // the file name chosen; empty: cancelled
-    QTest::addColumn<QString>("expected"); // the file written
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("with-suffix")))) << e << QStringLiteral("copy.grf") << QStringLiteral("copy.grf");
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("without-suffix")))) << e << QStringLiteral("copy") << QStringLiteral("copy.grf");
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("cancelled")))) << e << QString() << QString();
+        QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
+        QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
+        if (expected.isEmpty()) {
+            QCOMPARE(int(env.prompts().calls.size()), 1);
+        } else {
+            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("文件导出成功!")});
+            const auto written = report::loadTemplate(env.ts.folder() + u'/' + expected);
+            QVERIFY(written);
+            QCOMPARE(*written, form->designer()->reportTemplate());
+        }
+        // A file copy leaves the database as it was and the designer modified.
+        QCOMPARE(env.storedContent(), stored);
+        QVERIFY(form->designer()->isModified());
     }
-}
 
-void tst_FrmUserDesign::saveAsFile()
-{
-    QFETCH(DbEngine, engine);
-    QFETCH(QString, answer);
-    QFETCH(QString, expected);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    form->designer()->insertItem(report::ItemKind::Line);
-    const QByteArray stored = env.storedContent();
-    env.prompts().clear();
-    if (!answer.isEmpty())
-        env.prompts().fileNames.push_back(env.ts.folder() + u'/' + answer);
-
-    form->MenuFileSaveAS_Click();
-
-    QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
-    QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
-    if (expected.isEmpty()) {
-        QCOMPARE(int(env.prompts().calls.size()), 1);
-    } else {
-        QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("文件导出成功!")});
-        const auto written = report::loadTemplate(env.ts.folder() + u'/' + expected);
-        QVERIFY(written);
-        QCOMPARE(*written, form->designer()->reportTemplate());
+    void closing_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<bool>("change");
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<bool>("saved");
+        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "unchanged") << false << 0 << QStringList() << false;
+            engineRow(e, "changed-no") << true << int(Prompt::No) << QStringList{question} << false;
+            engineRow(e, "changed-yes") << true << int(Prompt::Yes) << QStringList{question, QStringLiteral("保存成功!")} << true;
+        }
     }
-    // A file copy leaves the database as it was and the designer modified.
-    QCOMPARE(env.storedContent(), stored);
-    QVERIFY(form->designer()->isModified());
-}
+    void closing()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, change);
+        QFETCH(int, answer);
+        QFETCH(QStringList, messages);
+        QFETCH(bool, saved);
+        START_ENV(env, engine);
+        const QByteArray before = env.storedContent();
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        report::ReportTemplate edited;
+        env.prompts().clear();
+        if (change) {
+            form->designer()->insertItem(report::ItemKind::Rect);
+            edited = form->designer()->reportTemplate();
+            env.prompts().answers.push_back(answer);
+        }
 
-void tst_FrmUserDesign::closing_data()
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<bool>("change");
-    QTest::addColumn<int>("answer");
-    QTest::addColumn<QStringList>("messages");
-    QTest::addColumn<bool>("saved");
-    const QString question = QStringLiteral("单据模板已经更改,是否保存?");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("unchanged")))) << e << false << 0 << QStringList() << false;
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("changed-no"))))
-            << e << true << int(Prompt::No) << QStringList{question} << false;
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("changed-yes"))))
-            << e << true << int(Prompt::Yes) << QStringList{question, QStringLiteral("保存成功!")} << true;
+        toolbarButton(form, QStringLiteral("Exit"))->trigger();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+        QCOMPARE(env.prompts().messageTexts(), messages);
+        if (!messages.isEmpty()) {
+            QCOMPARE(env.prompts().messages().front().buttons, int(Prompt::YesNo));
+            QCOMPARE(env.prompts().messages().front().title, QStringLiteral("测试"));
+        }
+        QVERIFY(!frmUserDesign::existingInstance());
+        if (saved)
+            QCOMPARE(*report::templateFromJson(env.storedContent()), edited);
+        else
+            QCOMPARE(env.storedContent(), before);
     }
-}
 
-void tst_FrmUserDesign::closing()
-{
-    QFETCH(DbEngine, engine);
-    QFETCH(bool, change);
-    QFETCH(int, answer);
-    QFETCH(QStringList, messages);
-    QFETCH(bool, saved);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    const QByteArray before = env.storedContent();
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    report::ReportTemplate edited;
-    if (change) {
-        form->designer()->insertItem(report::ItemKind::Rect);
-        edited = form->designer()->reportTemplate();
+    void fieldDescription_data() { addEngineRows(); }
+    void fieldDescription()
+    {
+        QFETCH(DbEngine, engine);
+        START_ENV(env, engine);
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
+        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
+
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        triggerMenu(form, "MenuFieldDescription");
+        frmFieldDescription *list = form->fieldDescription();
+        QVERIFY(list);
+        QVERIFY(list->isVisible());
+        QCOMPARE(list->gridRows(), rows + 1);
+        QMap<QString, QString> byField;
+        for (int r = 1; r < list->gridRows(); ++r) {
+            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
+            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
+        }
+        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
+        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
+        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
+        QVERIFY(!byField.contains(QStringLiteral("fOther")));
+
+        // Opening it again refills it instead of adding rows twice.
+        form->MenuFieldDescription_Click();
+        QCOMPARE(list->gridRows(), rows + 1);
+        // The designer offers the same fields for insertion.
+        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
+        QVERIFY(fields);
+        QCOMPARE(fields->count(), rows);
+        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
     }
-    env.prompts().clear();
-    if (change)
-        env.prompts().answers.push_back(answer);
 
-    toolbarButton(form, QStringLiteral("Exit"))->trigger();
-    flushDeletes();
-
-    QCOMPARE(env.prompts().messageTexts(), messages);
-    if (!messages.isEmpty()) {
-        QCOMPARE(env.prompts().messages().front().buttons, int(Prompt::YesNo));
-        QCOMPARE(env.prompts().messages().front().title, QStringLiteral("测试"));
+    void copyButtons_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QString>("copied"); // empty: nothing goes to the clipboard
+        const QStringList lines{QStringLiteral("单据编号\tfbillno"), QStringLiteral("供应商\tfSupplyIdName"),
+                                QStringLiteral("入库单号\tfStockBillNo")};
+        QTest::newRow("description-first") << QStringLiteral("cmdCopy1") << lines << 1 << QStringLiteral("单据编号");
+        QTest::newRow("field-second") << QStringLiteral("cmdCopy2") << lines << 2 << QStringLiteral("fSupplyIdName");
+        QTest::newRow("description-last") << QStringLiteral("cmdCopy1") << lines << 3 << QStringLiteral("入库单号");
+        QTest::newRow("field-last") << QStringLiteral("cmdCopy2") << lines << 3 << QStringLiteral("fStockBillNo");
+        QTest::newRow("empty-list") << QStringLiteral("cmdCopy2") << QStringList() << 0 << QString();
     }
-    QVERIFY(!frmUserDesign::existingInstance());
-    if (saved)
-        QCOMPARE(*report::templateFromJson(env.storedContent()), edited);
-    else
-        QCOMPARE(env.storedContent(), before);
-}
-
-void tst_FrmUserDesign::fieldDescription_data()
-{
-    addEngineRows();
-}
-
-void tst_FrmUserDesign::fieldDescription()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
-    env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
-    const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
-
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    form->findChild<QAction *>(QStringLiteral("MenuFieldDescription"))->trigger();
-    frmFieldDescription *list = form->fieldDescription();
-    QVERIFY(list);
-    QVERIFY(list->isVisible());
-    QCOMPARE(list->gridRows(), rows + 1);
-    QMap<QString, QString> byField;
-    for (int r = 1; r < list->gridRows(); ++r) {
-        QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
-        byField.insert(list->cellText(r, 2), list->cellText(r, 1));
+    void copyButtons()
+    {
+        QFETCH(QString, button);
+        QFETCH(QStringList, lines);
+        QFETCH(int, row);
+        QFETCH(QString, copied);
+        TestSession ts;
+        frmFieldDescription list;
+        for (const QString &line : lines)
+            list.addItem(line);
+        list.setCurrentRow(row);
+        QCOMPARE(list.currentRow(), row);
+        auto *b = list.findChild<QPushButton *>(button);
+        QVERIFY(b);
+        QTest::mouseClick(b, Qt::LeftButton);
+        if (copied.isEmpty()) {
+            QVERIFY(ts.prompts().calls.empty());
+        } else {
+            QCOMPARE(int(ts.prompts().calls.size()), 1);
+            QCOMPARE(ts.prompts().calls.front().kind, Prompt::Call::Clipboard);
+            QCOMPARE(ts.prompts().clipboardText, copied);
+        }
     }
-    QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
-    QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
-    QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
-    QVERIFY(!byField.contains(QStringLiteral("fOther")));
 
-    // Opening it again refills it instead of adding rows twice.
-    form->MenuFieldDescription_Click();
-    QCOMPARE(list->gridRows(), rows + 1);
-    // The designer offers the same fields for insertion.
-    auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
-    QVERIFY(fields);
-    QCOMPARE(fields->count(), rows);
-    QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
-}
+    void renders()
+    {
+        const QString dir = qEnvironmentVariable("PURFP_RENDER_DIR");
+        if (dir.isEmpty())
+            QSKIP("set PURFP_RENDER_DIR to write the renders");
+        QDir().mkpath(dir);
+        START_ENV(env, DbEngine::SQLite);
+        report::Report &r = billReport();
+        auto savePages = [&](const QString &name) {
+            QVERIFY(initReport());
+            const int pages = r.prepare().pageCount();
+            QVERIFY(pages >= 1);
+            for (int p = 0; p < pages; ++p)
+                QVERIFY(r.renderPage(p, 110).save(QStringLiteral("%1/%2%3.png").arg(dir, name).arg(p + 1)));
+        };
+        session().gCurInterId = env.busiestInvoice();
+        savePages(QStringLiteral("print-invoice-page"));
 
-void tst_FrmUserDesign::copyButtons_data()
-{
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<QString>("copied"); // empty: nothing goes to the clipboard
-    const QStringList lines{QStringLiteral("单据编号\tfbillno"), QStringLiteral("供应商\tfSupplyIdName"),
-                            QStringLiteral("入库单号\tfStockBillNo")};
-    QTest::newRow("description-first") << QStringLiteral("cmdCopy1") << lines << 1 << QStringLiteral("单据编号");
-    QTest::newRow("field-second") << QStringLiteral("cmdCopy2") << lines << 2 << QStringLiteral("fSupplyIdName");
-    QTest::newRow("description-last") << QStringLiteral("cmdCopy1") << lines << 3 << QStringLiteral("入库单号");
-    QTest::newRow("field-last") << QStringLiteral("cmdCopy2") << lines << 3 << QStringLiteral("fStockBillNo");
-    QTest::newRow("empty-list") << QStringLiteral("cmdCopy2") << QStringList() << 0 << QString();
-}
+        // A second invoice with more entries than a page holds.
+        const int longBill = env.db.scalar(QStringLiteral("select max(finterid) from tblFP")).toInt();
+        env.db.exec(QStringLiteral("delete from tblFPEntry where finterid=%1").arg(longBill));
+        env.db.exec(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) "
+                                   "select %1,finterid,finterid,100 from icstockbill where finterid<=45").arg(longBill));
+        session().gCurInterId = longBill;
+        savePages(QStringLiteral("print-invoice-long-page"));
+        QVERIFY(r.layout().pageCount() >= 2);
 
-void tst_FrmUserDesign::copyButtons()
-{
-    QFETCH(QString, button);
-    QFETCH(QStringList, lines);
-    QFETCH(int, row);
-    QFETCH(QString, copied);
-    TestSession ts;
-    frmFieldDescription list;
-    for (const QString &line : lines)
-        list.addItem(line);
-    list.setCurrentRow(row);
-    QCOMPARE(list.currentRow(), row);
-    auto *b = list.findChild<QPushButton *>(button);
-    QVERIFY(b);
-    QTest::mouseClick(b, Qt::LeftButton);
-    if (copied.isEmpty()) {
-        QVERIFY(ts.prompts().calls.empty());
-    } else {
-        QCOMPARE(int(ts.prompts().calls.size()), 1);
-        QCOMPARE(ts.prompts().calls.front().kind, Prompt::Call::Clipboard);
-        QCOMPARE(ts.prompts().clipboardText, copied);
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        form->resize(1280, 860);
+        form->designer()->selectItem(report::BandKind::ReportHeader, 4);
+        QCoreApplication::processEvents();
+        QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-normal.png")));
+        form->MenuPageView_Click();
+        QCoreApplication::processEvents();
+        QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-page.png")));
+        form->MenuFieldDescription_Click();
+        QCoreApplication::processEvents();
+        QVERIFY(form->fieldDescription()->grab().save(dir + QStringLiteral("/print-fieldlist.png")));
     }
-}
-
-void tst_FrmUserDesign::views()
-{
-    Env env(DbEngine::SQLite);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    report::ReportDesigner *grds1 = form->designer();
-    form->findChild<QAction *>(QStringLiteral("MenuPageView"))->trigger();
-    QCOMPARE(grds1->viewMode(), report::ReportDesigner::ViewMode::Page);
-    form->findChild<QAction *>(QStringLiteral("MenuNormalView"))->trigger();
-    QCOMPARE(grds1->viewMode(), report::ReportDesigner::ViewMode::Normal);
-    // Switching views changes nothing in the template.
-    QVERIFY(!grds1->isModified());
-}
-
-void tst_FrmUserDesign::renders()
-{
-    const QString dir = renderDir();
-    if (dir.isEmpty())
-        QSKIP("set PURFP_RENDER_DIR to write the renders");
-    QDir().mkpath(dir);
-    Env env(DbEngine::SQLite);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    session().gCurInterId = env.busiestInvoice();
-
-    QVERIFY(initReport());
-    report::Report &r = billReport();
-    const int pages = r.prepare().pageCount();
-    QVERIFY(pages >= 1);
-    for (int p = 0; p < pages; ++p)
-        QVERIFY(r.renderPage(p, 110).save(QStringLiteral("%1/print-invoice-page%2.png").arg(dir).arg(p + 1)));
-
-    // A second invoice with more entries than a page holds.
-    const int longBill = env.db.scalar(QStringLiteral("select max(finterid) from tblFP")).toInt();
-    env.db.exec(QStringLiteral("delete from tblFPEntry where finterid=%1").arg(longBill));
-    env.db.exec(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) "
-                               "select %1,finterid,finterid,100 from icstockbill where finterid<=45").arg(longBill));
-    session().gCurInterId = longBill;
-    QVERIFY(initReport());
-    const int longPages = r.prepare().pageCount();
-    QVERIFY(longPages >= 2);
-    for (int p = 0; p < longPages; ++p)
-        QVERIFY(r.renderPage(p, 110).save(QStringLiteral("%1/print-invoice-long-page%2.png").arg(dir).arg(p + 1)));
-
-    menuDesignModle(nullptr, false);
-    frmUserDesign *form = frmUserDesign::existingInstance();
-    QVERIFY(form);
-    form->resize(1280, 860);
-    form->designer()->selectItem(report::BandKind::ReportHeader, 4);
-    QCoreApplication::processEvents();
-    QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-normal.png")));
-    form->MenuPageView_Click();
-    QCoreApplication::processEvents();
-    QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-page.png")));
-    form->MenuFieldDescription_Click();
-    QCoreApplication::processEvents();
-    QVERIFY(form->fieldDescription()->grab().save(dir + QStringLiteral("/print-fieldlist.png")));
-}
+};
 
 QTEST_MAIN(tst_FrmUserDesign)
 #include "tst_frmuserdesign.moc"

@@ -4,6 +4,7 @@
 
 #include "report/Report.h"
 #include "report/ReportPainter.h"
+#include "support/PdfTools.h"
 
 #include <QApplication>
 #include <QDir>
@@ -11,9 +12,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrintPreviewWidget>
 #include <QPrinter>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -34,16 +33,20 @@ int pdfPageCount(const QString &path)
     return int(QString::fromLatin1(bytes).count(page));
 }
 
-// Runs a tool that may be missing; empty when it is.
-std::optional<QString> runTool(const QString &tool, const QStringList &arguments)
+// Sets the report up for the sample bill over `records` generated lines.
+void useInvoice(Report &r, int records, const QString &title = QString())
 {
-    if (QStandardPaths::findExecutable(tool).isEmpty())
-        return std::nullopt;
-    QProcess p;
-    p.start(tool, arguments);
-    if (!p.waitForFinished(60000) || p.exitCode() != 0)
-        return QString();
-    return QString::fromUtf8(p.readAllStandardOutput());
+    r.setReportTemplate(samples::invoiceTemplate());
+    if (!title.isEmpty())
+        r.setTitle(title);
+    r.setFetchRecords([records](ReportData &data) { data = samples::invoiceRecords(records); });
+}
+
+void addDpiRows(std::initializer_list<int> dpis)
+{
+    QTest::addColumn<int>("dpi");
+    for (int dpi : dpis)
+        QTest::newRow(qPrintable(QStringLiteral("%1 dpi").arg(dpi))) << dpi;
 }
 
 // Bands with thick frames and no text: on a page image only the frames are
@@ -141,28 +144,22 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("发票.pdf"));
         Report r;
-        r.setReportTemplate(samples::invoiceTemplate());
-        r.setTitle(QStringLiteral("采购发票"));
-        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        useInvoice(r, 60, QStringLiteral("采购发票"));
         QVERIFY2(r.exportPdf(path), qPrintable(r.errorString()));
         QCOMPARE(pdfPageCount(path), r.layout().pageCount());
 
-        const auto fonts = runTool(QStringLiteral("pdffonts"), {path});
+        const auto fonts = pdf_tools::fonts(path);
         if (!fonts)
             QSKIP("pdffonts (poppler-utils) is not installed: embedding not checked");
-        // name type encoding emb sub uni object ID
-        const QStringList lines = fonts->split(u'\n', Qt::SkipEmptyParts).mid(2);
-        QVERIFY2(!lines.isEmpty(), qPrintable(*fonts));
+        QVERIFY(!fonts->isEmpty());
         bool cjk = false;
-        for (const QString &line : lines) {
-            const QStringList columns = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
-            QVERIFY(columns.size() >= 7);
-            QCOMPARE(columns[columns.size() - 5], QStringLiteral("yes")); // embedded
-            cjk = cjk || line.contains(QStringLiteral("NotoSansCJK"));
+        for (const pdf_tools::Font &font : *fonts) {
+            QVERIFY2(font.embedded, qPrintable(font.name));
+            cjk = cjk || font.name.contains(QStringLiteral("NotoSansCJK"));
         }
-        QVERIFY2(cjk, qPrintable(*fonts));
+        QVERIFY(cjk);
 
-        const auto extracted = runTool(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
+        const auto extracted = pdf_tools::runTool(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
         QVERIFY(extracted);
         // The writer maps a glyph that the font shares between an ideograph
         // and a Kangxi radical back to the radical; compatibility
@@ -175,20 +172,13 @@ private slots:
         QVERIFY(text.contains(QStringLiteral("1/%1").arg(r.layout().pageCount())));
     }
 
-    void sameBreaksAtEveryResolution_data()
-    {
-        QTest::addColumn<int>("dpi");
-        QTest::newRow("96 dpi") << 96;
-        QTest::newRow("300 dpi") << 300;
-        QTest::newRow("1200 dpi") << 1200;
-    }
+    void sameBreaksAtEveryResolution_data() { addDpiRows({96, 300, 1200}); }
     void sameBreaksAtEveryResolution()
     {
         QFETCH(int, dpi);
         QTemporaryDir dir;
         Report r;
-        r.setReportTemplate(samples::invoiceTemplate());
-        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(120); });
+        useInvoice(r, 120);
         const int pages = r.prepare().pageCount();
         QVERIFY(pages > 2);
 
@@ -204,13 +194,7 @@ private slots:
         QCOMPARE(pdfPageCount(printer.outputFileName()), pages);
     }
 
-    void paintedRulesSitWhereTheLayoutPutsThem_data()
-    {
-        QTest::addColumn<int>("dpi");
-        QTest::newRow("96 dpi") << 96;
-        QTest::newRow("150 dpi") << 150;
-        QTest::newRow("300 dpi") << 300;
-    }
+    void paintedRulesSitWhereTheLayoutPutsThem_data() { addDpiRows({96, 150, 300}); }
     void paintedRulesSitWhereTheLayoutPutsThem()
     {
         QFETCH(int, dpi);
@@ -260,8 +244,7 @@ private slots:
     void previewShowsEveryPage()
     {
         Report r;
-        r.setReportTemplate(samples::invoiceTemplate());
-        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        useInvoice(r, 60);
         int shown = -1;
         QTimer::singleShot(0, this, [&] {
             auto *dialog = qobject_cast<QPrintPreviewDialog *>(QApplication::activeModalWidget());
@@ -292,9 +275,7 @@ private slots:
                                    : temp.path();
         QDir().mkpath(folder);
         Report r;
-        r.setReportTemplate(samples::invoiceTemplate());
-        r.setTitle(QStringLiteral("采购发票"));
-        r.setFetchRecords([](ReportData &data) { data = samples::invoiceRecords(60); });
+        useInvoice(r, 60, QStringLiteral("采购发票"));
         const int pages = r.prepare().pageCount();
         QVERIFY(pages >= 2);
         QVERIFY(r.exportPdf(QDir(folder).filePath(QStringLiteral("report.pdf"))));

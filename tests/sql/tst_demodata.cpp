@@ -13,7 +13,6 @@
 #include <QTest>
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -263,15 +262,6 @@ class TestDemoData : public QObject {
         return *m_shared;
     }
 
-    QStringList columnsOf(Connection &conn, const QString &view)
-    {
-        Recordset rs = conn.openRecordset(QStringLiteral("select * from ") + view + QStringLiteral(" where 1=0"));
-        QStringList names;
-        for (const QString &n : rs.fieldNames())
-            names << n.toLower();
-        return names;
-    }
-
 private slots:
     void invariants_data()
     {
@@ -322,23 +312,21 @@ private slots:
         std::set<QString> all;
         for (const char *code : Demo::kAllRights)
             all.insert(QString::fromLatin1(code));
-        const std::set<QString> clerk = rightsOf(Demo::kClerkUserId);
-        std::set<QString> missing;
-        std::set_difference(all.begin(), all.end(), clerk.begin(), clerk.end(), std::inserter(missing, missing.end()));
-        QCOMPARE(missing, (std::set<QString>{QStringLiteral("Q03"), QStringLiteral("Q04"), QStringLiteral("Q21")}));
-        QVERIFY(std::includes(all.begin(), all.end(), clerk.begin(), clerk.end()));
+        std::set<QString> clerk = all;
+        for (const char *code : {"Q03", "Q04", "Q21"})
+            QCOMPARE(clerk.erase(QString::fromLatin1(code)), size_t(1));
+        QCOMPARE(rightsOf(Demo::kClerkUserId), clerk);
         QCOMPARE(rightsOf(Demo::kAuditorUserId), all);
 
         Recordset rs = conn.openRecordset(QStringLiteral("select fuserid,fname,fisadmin from tblUser order by fuserid"));
-        QCOMPARE(rs.recordCount(), 3);
-        QCOMPARE(rs.text(QStringLiteral("fname")), QStringLiteral("管理员"));
-        QCOMPARE(rs.toInt(QStringLiteral("fisadmin")), 1);
-        rs.moveNext();
-        QCOMPARE(rs.text(QStringLiteral("fname")), QStringLiteral("张会计"));
-        QCOMPARE(rs.toInt(QStringLiteral("fisadmin")), 0);
-        rs.moveNext();
-        QCOMPARE(rs.text(QStringLiteral("fname")), QStringLiteral("李主管"));
-        QCOMPARE(rs.toInt(QStringLiteral("fisadmin")), 0);
+        const QList<std::pair<QString, int>> users = {
+            {QStringLiteral("管理员"), 1}, {QStringLiteral("张会计"), 0}, {QStringLiteral("李主管"), 0}};
+        QCOMPARE(rs.recordCount(), int(users.size()));
+        for (const auto &[name, admin] : users) {
+            QCOMPARE(rs.text(QStringLiteral("fname")), name);
+            QCOMPARE(rs.toInt(QStringLiteral("fisadmin")), admin);
+            rs.moveNext();
+        }
     }
 
     // The session reads year and period from tblSystemInfo and the period's
@@ -402,7 +390,9 @@ private slots:
         QFETCH(QString, view);
         QFETCH(int, count);
         Connection &conn = shared(engine).conn();
-        const QStringList columns = columnsOf(conn, view);
+        QStringList columns = conn.openRecordset(QStringLiteral("select * from ") + view + QStringLiteral(" where 1=0")).fieldNames();
+        for (QString &c : columns)
+            c = c.toLower();
         Recordset rs = conn.openRecordset(fieldsSql);
         QCOMPARE(rs.recordCount(), count);
         for (; !rs.eof(); rs.moveNext())
