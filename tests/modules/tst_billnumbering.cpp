@@ -1,21 +1,13 @@
 // Bill numbers proposed from the numbering template of tblMaxBillNo.
 #include "modules/BillNumbering.h"
 
-#include "component/Session.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/QueryModuleHelpers.h"
 
 #include <QTest>
 
 namespace {
-struct Env {
-    TestSession ts; // first: resets the session before the database exists
-    TestDatabase db;
-    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
-        : db(engine, content)
-    {
-        session().DBConnectionString = db.connectionString();
-    }
+struct Env : DbEnv {
+    using DbEnv::DbEnv;
 
     // yearDigits < 0 writes a null fYLength.
     void addTemplate(int typeId, const QString &preLetter, qint64 lastSequence, int length, int yearDigits = -1)
@@ -39,13 +31,12 @@ class TestBillNumbering : public QObject {
     Q_OBJECT
 
 private slots:
+    // Every test runs once per engine.
+    void initTestCase_data() { addEngineRows(); }
     void rendering_data();
     void rendering();
-    void templateOfTheRequestedKind_data() { addEngineRows(); }
     void templateOfTheRequestedKind();
-    void keepSerialRightAfterStartup_data() { addEngineRows(); }
     void keepSerialRightAfterStartup();
-    void keepSerialReusesLastDraw_data() { addEngineRows(); }
     void keepSerialReusesLastDraw();
     void releasedNumbers_data();
     void releasedNumbers();
@@ -55,7 +46,6 @@ private slots:
 
 void TestBillNumbering::rendering_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<QString>("preLetter");
     QTest::addColumn<qint64>("lastSequence");
     QTest::addColumn<int>("length");
@@ -65,33 +55,21 @@ void TestBillNumbering::rendering_data()
     QTest::addColumn<QString>("serial");
 
     const QDate may7(2013, 5, 7);
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "padded to length")))
-            << e << QStringLiteral("FP序号") << qint64(9) << 4 << -1 << may7 << QStringLiteral("FP0010") << QStringLiteral("0010");
-        QTest::newRow(qPrintable(engineTag(e, "exactly the length")))
-            << e << QStringLiteral("FP序号") << qint64(999) << 4 << -1 << may7 << QStringLiteral("FP1000") << QStringLiteral("1000");
-        QTest::newRow(qPrintable(engineTag(e, "longer than the length is not cut")))
-            << e << QStringLiteral("FP序号") << qint64(99999) << 4 << -1 << may7 << QStringLiteral("FP100000") << QStringLiteral("100000");
-        QTest::newRow(qPrintable(engineTag(e, "length zero")))
-            << e << QStringLiteral("序号") << qint64(0) << 0 << -1 << may7 << QStringLiteral("1") << QStringLiteral("1");
-        QTest::newRow(qPrintable(engineTag(e, "null year digits mean 2")))
-            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << -1 << may7 << QStringLiteral("CG130507-001") << QStringLiteral("001");
-        QTest::newRow(qPrintable(engineTag(e, "two year digits")))
-            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << 2 << may7 << QStringLiteral("CG130507-001") << QStringLiteral("001");
-        QTest::newRow(qPrintable(engineTag(e, "four year digits")))
-            << e << QStringLiteral("CG年月日-序号") << qint64(0) << 3 << 4 << may7 << QStringLiteral("CG20130507-001") << QStringLiteral("001");
-        QTest::newRow(qPrintable(engineTag(e, "two-digit month and day")))
-            << e << QStringLiteral("月日") << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << QStringLiteral("1225") << QStringLiteral("001");
-        QTest::newRow(qPrintable(engineTag(e, "placeholders absent")))
-            << e << QStringLiteral("CG-FP") << qint64(41) << 4 << 4 << may7 << QStringLiteral("CG-FP") << QStringLiteral("0042");
-        QTest::newRow(qPrintable(engineTag(e, "placeholders repeated")))
-            << e << QStringLiteral("年年/序号/序号") << qint64(4) << 2 << -1 << may7 << QStringLiteral("1313/05/05") << QStringLiteral("05");
-    }
+    QTest::newRow("padded to length") << "FP序号" << qint64(9) << 4 << -1 << may7 << "FP0010" << "0010";
+    QTest::newRow("exactly the length") << "FP序号" << qint64(999) << 4 << -1 << may7 << "FP1000" << "1000";
+    QTest::newRow("longer than the length is not cut") << "FP序号" << qint64(99999) << 4 << -1 << may7 << "FP100000" << "100000";
+    QTest::newRow("length zero") << "序号" << qint64(0) << 0 << -1 << may7 << "1" << "1";
+    QTest::newRow("null year digits mean 2") << "CG年月日-序号" << qint64(0) << 3 << -1 << may7 << "CG130507-001" << "001";
+    QTest::newRow("two year digits") << "CG年月日-序号" << qint64(0) << 3 << 2 << may7 << "CG130507-001" << "001";
+    QTest::newRow("four year digits") << "CG年月日-序号" << qint64(0) << 3 << 4 << may7 << "CG20130507-001" << "001";
+    QTest::newRow("two-digit month and day") << "月日" << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << "1225" << "001";
+    QTest::newRow("placeholders absent") << "CG-FP" << qint64(41) << 4 << 4 << may7 << "CG-FP" << "0042";
+    QTest::newRow("placeholders repeated") << "年年/序号/序号" << qint64(4) << 2 << -1 << may7 << "1313/05/05" << "05";
 }
 
 void TestBillNumbering::rendering()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(QString, preLetter);
     QFETCH(qint64, lastSequence);
     QFETCH(int, length);
@@ -107,15 +85,14 @@ void TestBillNumbering::rendering()
     QCOMPARE(MakeBillNo(71, billDate, 0), number);
     QCOMPARE(session().gBillSerial, serial);
     QCOMPARE(int(session().gBillLength), length);
-    QVERIFY(!session().gConn);
-    QVERIFY(env.ts.prompts().messages().empty());
+    expectQuiet(env.ts);
     // Only a proposal: the counter is advanced by the save, not here.
     QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
 }
 
 void TestBillNumbering::templateOfTheRequestedKind()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine);
     env.addTemplate(71, QStringLiteral("FP序号"), 5, 3);
     env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
@@ -128,13 +105,12 @@ void TestBillNumbering::templateOfTheRequestedKind()
     QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
     QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
     QCOMPARE(int(session().gBillLength), 5);
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 }
 
 void TestBillNumbering::keepSerialRightAfterStartup()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine);
     env.addTemplate(71, QStringLiteral("FP年-序号"), 9, 4, 4);
     env.ts.writeHostSettings(env.db.connectionString());
@@ -148,7 +124,7 @@ void TestBillNumbering::keepSerialRightAfterStartup()
 
 void TestBillNumbering::keepSerialReusesLastDraw()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine);
     env.addTemplate(71, QStringLiteral("FP月日序号"), 9, 4);
 
@@ -164,25 +140,19 @@ void TestBillNumbering::keepSerialReusesLastDraw()
 
 void TestBillNumbering::releasedNumbers_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("isAddDelNumber");
     QTest::addColumn<int>("typeId");
     QTest::addColumn<QString>("number");
 
-    for (DbEngine e : TestDatabase::engines()) {
-        // "10" comes before "9" in text order, and "0001" belongs to kind 72.
-        QTest::newRow(qPrintable(engineTag(e, "first released number in text order")))
-            << e << 1 << 71 << QStringLiteral("FP10");
-        QTest::newRow(qPrintable(engineTag(e, "released numbers of the session kind")))
-            << e << 1 << 72 << QStringLiteral("XS10");
-        QTest::newRow(qPrintable(engineTag(e, "reuse switched off")))
-            << e << 0 << 71 << QStringLiteral("FP0008");
-    }
+    // "10" comes before "9" in text order, and "0001" belongs to kind 72.
+    QTest::newRow("first released number in text order") << 1 << 71 << "FP10";
+    QTest::newRow("released numbers of the session kind") << 1 << 72 << "XS10";
+    QTest::newRow("reuse switched off") << 0 << 71 << "FP0008";
 }
 
 void TestBillNumbering::releasedNumbers()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(int, isAddDelNumber);
     QFETCH(int, typeId);
     QFETCH(QString, number);
@@ -207,18 +177,15 @@ void TestBillNumbering::releasedNumbers()
 
 void TestBillNumbering::databaseErrorGivesEmptyNumber_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<QString>("failure");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "no tables"))) << e << QStringLiteral("empty");
-        QTest::newRow(qPrintable(engineTag(e, "released numbers unreadable"))) << e << QStringLiteral("released");
-        QTest::newRow(qPrintable(engineTag(e, "database unreachable"))) << e << QStringLiteral("unreachable");
-    }
+    QTest::newRow("no tables") << "empty";
+    QTest::newRow("released numbers unreadable") << "released";
+    QTest::newRow("database unreachable") << "unreachable";
 }
 
 void TestBillNumbering::databaseErrorGivesEmptyNumber()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(QString, failure);
 
     Env env(engine, failure == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
@@ -232,11 +199,7 @@ void TestBillNumbering::databaseErrorGivesEmptyNumber()
     session().msgTitle = QStringLiteral("进销存");
 
     QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QString());
-    const auto messages = env.ts.prompts().messages();
-    QCOMPARE(int(messages.size()), 1);
-    QCOMPARE(messages.front().icon, int(Prompt::Critical));
-    QCOMPARE(messages.front().title, QStringLiteral("进销存"));
-    QVERIFY(!messages.front().text.isEmpty());
+    expectOneError(env.ts);
     QVERIFY(!session().gConn);
 }
 

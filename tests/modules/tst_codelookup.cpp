@@ -1,9 +1,7 @@
 // Looking up typed codes in tblItem, vICItem/icitem and tblsubtype.
 #include "modules/CodeLookup.h"
 
-#include "component/Session.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/QueryModuleHelpers.h"
 
 #include <QTest>
 
@@ -12,13 +10,10 @@ constexpr int kGoods = 3;
 constexpr int kSupplier = 4;
 constexpr int kDepartment = 2;
 
-struct Env {
-    TestSession ts;
-    TestDatabase db;
+struct Env : DbEnv {
     explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
-        : db(engine, content)
+        : DbEnv(engine, content)
     {
-        session().DBConnectionString = db.connectionString();
         if (content == TestDatabase::Content::Schema)
             fill();
     }
@@ -78,38 +73,35 @@ class TestCodeLookup : public QObject {
     Q_OBJECT
 
 private slots:
+    // Every test runs once per engine.
+    void initTestCase_data() { addEngineRows(); }
     void found_data();
     void found();
     void notFoundLeavesPreviousResult_data();
     void notFoundLeavesPreviousResult();
-    void goodsAttributes_data() { addEngineRows(); }
-    void goodsAttributes();
-    void goodsWithoutIcitemRowGetsDefaults_data();
-    void goodsWithoutIcitemRowGetsDefaults();
+    void goodsFields_data();
+    void goodsFields();
     void databaseErrors_data();
     void databaseErrors();
 };
 
 void TestCodeLookup::found_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("source");
     QTest::addColumn<int>("classId");
     QTest::addColumn<QString>("number");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("id");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "supplier"))) << e << 1 << kSupplier << QStringLiteral("S01") << QStringLiteral("华强电子") << QStringLiteral("20");
-        QTest::newRow(qPrintable(engineTag(e, "department"))) << e << 1 << kDepartment << QStringLiteral("D01") << QStringLiteral("采购部") << QStringLiteral("24");
-        QTest::newRow(qPrintable(engineTag(e, "quote in the number"))) << e << 1 << kSupplier << QStringLiteral("O'Neil") << QStringLiteral("奥尼尔贸易") << QStringLiteral("23");
-        QTest::newRow(qPrintable(engineTag(e, "goods"))) << e << 1 << kGoods << QStringLiteral("G001") << QStringLiteral("螺丝刀") << QStringLiteral("1");
-        QTest::newRow(qPrintable(engineTag(e, "sub-type"))) << e << 2 << 7 << QStringLiteral("T01") << QStringLiteral("增值税发票") << QStringLiteral("70");
-    }
+    QTest::newRow("supplier") << 1 << kSupplier << "S01" << "华强电子" << "20";
+    QTest::newRow("department") << 1 << kDepartment << "D01" << "采购部" << "24";
+    QTest::newRow("quote in the number") << 1 << kSupplier << "O'Neil" << "奥尼尔贸易" << "23";
+    QTest::newRow("goods") << 1 << kGoods << "G001" << "螺丝刀" << "1";
+    QTest::newRow("sub-type") << 2 << 7 << "T01" << "增值税发票" << "70";
 }
 
 void TestCodeLookup::found()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(int, source);
     QFETCH(int, classId);
     QFETCH(QString, number);
@@ -124,34 +116,30 @@ void TestCodeLookup::found()
     QCOMPARE(session().gItemId, id);
     if (classId != kGoods || source != 1) // only goods carry the goods fields
         QCOMPARE(session().gItemModel, QStringLiteral("旧型号"));
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 }
 
 void TestCodeLookup::notFoundLeavesPreviousResult_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("source");
     QTest::addColumn<int>("classId");
     QTest::addColumn<QString>("number");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "locked goods"))) << e << 1 << kGoods << QStringLiteral("G004");
-        QTest::newRow(qPrintable(engineTag(e, "locked supplier"))) << e << 1 << kSupplier << QStringLiteral("S02");
-        QTest::newRow(qPrintable(engineTag(e, "non-detail code"))) << e << 1 << kSupplier << QStringLiteral("S");
-        QTest::newRow(qPrintable(engineTag(e, "code of another class"))) << e << 1 << kDepartment << QStringLiteral("S01");
-        QTest::newRow(qPrintable(engineTag(e, "goods looked up as plain item"))) << e << 1 << kSupplier << QStringLiteral("G001");
-        QTest::newRow(qPrintable(engineTag(e, "prefix is not a match"))) << e << 1 << kSupplier << QStringLiteral("S0");
-        QTest::newRow(qPrintable(engineTag(e, "pattern is not a match"))) << e << 1 << kSupplier << QStringLiteral("S%");
-        QTest::newRow(qPrintable(engineTag(e, "pattern is not a match for goods"))) << e << 1 << kGoods << QStringLiteral("G00_");
-        QTest::newRow(qPrintable(engineTag(e, "unknown number with a quote"))) << e << 1 << kSupplier << QStringLiteral("x' or '1'='1");
-        QTest::newRow(qPrintable(engineTag(e, "goods number with a quote"))) << e << 1 << kGoods << QStringLiteral("G001'");
-        QTest::newRow(qPrintable(engineTag(e, "sub-type of another class"))) << e << 2 << 8 << QStringLiteral("T01");
-    }
+    QTest::newRow("locked goods") << 1 << kGoods << "G004";
+    QTest::newRow("locked supplier") << 1 << kSupplier << "S02";
+    QTest::newRow("non-detail code") << 1 << kSupplier << "S";
+    QTest::newRow("code of another class") << 1 << kDepartment << "S01";
+    QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001";
+    QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0";
+    QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%";
+    QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_";
+    QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1";
+    QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'";
+    QTest::newRow("sub-type of another class") << 2 << 8 << "T01";
 }
 
 void TestCodeLookup::notFoundLeavesPreviousResult()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(int, source);
     QFETCH(int, classId);
     QFETCH(QString, number);
@@ -163,88 +151,51 @@ void TestCodeLookup::notFoundLeavesPreviousResult()
 
     QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), number));
     QCOMPARE(lookupFields(), before);
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 }
 
-void TestCodeLookup::goodsAttributes()
+void TestCodeLookup::goodsFields_data()
 {
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    // The linked code of fH.
-    env.db.exec(QStringLiteral("update icitem set fH=24 where fitemid=1"));
-
-    QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
-    const Session &s = session();
-    QCOMPARE(s.gItemModel, QStringLiteral("PH2"));
-    QCOMPARE(s.gItemUnit, QStringLiteral("把"));
-    QCOMPARE(s.gItemInPrice, QStringLiteral("12.5"));
-    QCOMPARE(s.gItemA1, QStringLiteral("红"));
-    QCOMPARE(s.gItemB1, QStringLiteral("大"));
-    QCOMPARE(s.gItemC1, QStringLiteral("进口"));
-    QCOMPARE(s.gItemD1, QStringLiteral("3.25"));
-    QCOMPARE(s.gItemE1, QStringLiteral("7"));
-    QCOMPARE(s.gItemF1, QStringLiteral("2024-02-29"));
-    QCOMPARE(s.gItemG1, QStringLiteral("2025-01-31"));
-    QCOMPARE(s.gItemH1, QStringLiteral("24"));
-    QCOMPARE(s.gItemHNumber1, QStringLiteral("D01"));
-    QCOMPARE(s.gItemHName1, QStringLiteral("采购部"));
-    QCOMPARE(s.gItemOutPrice, QStringLiteral("18.75"));
-}
-
-void TestCodeLookup::goodsWithoutIcitemRowGetsDefaults_data()
-{
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<QString>("number");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "icitem row missing"))) << e << QStringLiteral("G002");
-        QTest::newRow(qPrintable(engineTag(e, "icitem attributes null"))) << e << QStringLiteral("G003");
-    }
+    QTest::addColumn<QStringList>("fields"); // as lookupFields() lists them
+    // Missing or null attributes of icitem read as empty text, 0 or 1900-01-01.
+    const QStringList defaults{"", "", "0", "0", "", "", "", "0", "0", "1900-01-01", "1900-01-01", "0", "", ""};
+    // fH links to D01, whose number and name come along.
+    QTest::newRow("every attribute") << "G001"
+                                     << QStringList{"螺丝刀", "G001", "1", "PH2", "把", "12.5", "18.75", "红", "大", "进口", "3.25", "7",
+                                                    "2024-02-29", "2025-01-31", "24", "D01", "采购部"};
+    QTest::newRow("icitem row missing") << "G002" << QStringList{"扳手", "G002", "2"} + defaults;
+    QTest::newRow("icitem attributes null") << "G003" << QStringList{"钳子", "G003", "3"} + defaults;
 }
 
-void TestCodeLookup::goodsWithoutIcitemRowGetsDefaults()
+void TestCodeLookup::goodsFields()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(QString, number);
+    QFETCH(QStringList, fields);
     Env env(engine);
+    env.db.exec(QStringLiteral("update icitem set fH=24 where fitemid=1"));
+    // A full result first, so that every field has to be written anew.
     QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
 
     QVERIFY(SeekCode(1, kGoods, number));
-    const Session &s = session();
-    QCOMPARE(s.gItemNumber, number);
-    QCOMPARE(s.gItemModel, QString());
-    QCOMPARE(s.gItemUnit, QString());
-    QCOMPARE(s.gItemInPrice, QStringLiteral("0"));
-    QCOMPARE(s.gItemOutPrice, QStringLiteral("0"));
-    QCOMPARE(s.gItemA1, QString());
-    QCOMPARE(s.gItemB1, QString());
-    QCOMPARE(s.gItemC1, QString());
-    QCOMPARE(s.gItemD1, QStringLiteral("0"));
-    QCOMPARE(s.gItemE1, QStringLiteral("0"));
-    QCOMPARE(s.gItemF1, QStringLiteral("1900-01-01"));
-    QCOMPARE(s.gItemG1, QStringLiteral("1900-01-01"));
-    QCOMPARE(s.gItemH1, QStringLiteral("0"));
-    QCOMPARE(s.gItemHNumber1, QString());
-    QCOMPARE(s.gItemHName1, QString());
+    QCOMPARE(lookupFields(), fields);
 }
 
 void TestCodeLookup::databaseErrors_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<bool>("tables");
     QTest::addColumn<int>("source");
     QTest::addColumn<int>("classId");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "no tables, goods"))) << e << false << 1 << kGoods;
-        QTest::newRow(qPrintable(engineTag(e, "no tables, item"))) << e << false << 1 << kSupplier;
-        QTest::newRow(qPrintable(engineTag(e, "no tables, sub-type"))) << e << false << 2 << 7;
-        QTest::newRow(qPrintable(engineTag(e, "unknown source"))) << e << true << 3 << kSupplier;
-    }
+    QTest::newRow("no tables, goods") << false << 1 << kGoods;
+    QTest::newRow("no tables, item") << false << 1 << kSupplier;
+    QTest::newRow("no tables, sub-type") << false << 2 << 7;
+    QTest::newRow("unknown source") << true << 3 << kSupplier;
 }
 
 void TestCodeLookup::databaseErrors()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(bool, tables);
     QFETCH(int, source);
     QFETCH(int, classId);
@@ -255,11 +206,7 @@ void TestCodeLookup::databaseErrors()
     const QStringList before = lookupFields();
 
     QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), QStringLiteral("S01")));
-    const auto messages = env.ts.prompts().messages();
-    QCOMPARE(int(messages.size()), 1);
-    QCOMPARE(messages.front().icon, int(Prompt::Critical));
-    QCOMPARE(messages.front().title, QStringLiteral("进销存"));
-    QVERIFY(!messages.front().text.isEmpty());
+    expectOneError(env.ts);
     QCOMPARE(lookupFields(), before);
     QVERIFY(!session().gConn);
 }

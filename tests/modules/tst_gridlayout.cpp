@@ -1,10 +1,8 @@
 // Column widths of grids kept in t_GS_tableinfo, and the grid adapters.
 #include "modules/GridLayout.h"
 
-#include "component/Session.h"
 #include "platform/DbError.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/QueryModuleHelpers.h"
 
 #include <QHeaderView>
 #include <QStandardItemModel>
@@ -19,21 +17,17 @@ namespace {
 const QString kGrid = QStringLiteral("frmMainBillResult.vsf1");
 const QString kOtherGrid = QStringLiteral("frmBatchno.vsf1");
 
-struct Env {
-    TestSession ts;
-    TestDatabase db;
-    explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
-        : db(engine, content)
-    {
-        session().DBConnectionString = db.connectionString();
-    }
+struct Env : DbEnv {
+    using DbEnv::DbEnv;
 
+    // A negative width leaves a gap in the sequence.
     void store(const QString &name, int type, const Widths &widths, bool reverse = false)
     {
         for (int k = 0; k < widths.size(); ++k) {
             const int i = reverse ? int(widths.size()) - 1 - k : k;
-            db.conn().execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values(?,?,?,?)"),
-                              {name, widths[i], i, type});
+            if (widths[i] >= 0)
+                db.conn().execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values(?,?,?,?)"),
+                                  {name, widths[i], i, type});
         }
     }
 
@@ -68,15 +62,6 @@ Widths widthsOf(const GridColumns &grid)
     return out;
 }
 
-void expectOneCriticalMessage(TestSession &ts)
-{
-    const auto messages = ts.prompts().messages();
-    QCOMPARE(int(messages.size()), 1);
-    QCOMPARE(messages.front().icon, int(Prompt::Critical));
-    QCOMPARE(messages.front().title, session().msgTitle);
-    QVERIFY(!messages.front().text.isEmpty());
-}
-
 // Reads like a grid but fails on one column, standing for any failure that
 // happens after the old layout has been deleted inside the save.
 class FailingGrid : public GridColumns {
@@ -96,27 +81,26 @@ class TestGridLayout : public QObject {
     Q_OBJECT
 
 private slots:
+    // Every test runs once per engine; those without a database ignore it.
+    void initTestCase_data() { addEngineRows(); }
     void adapters_data();
     void adapters();
     void hiddenColumnKeepsItsWidth();
-    void saveReplacesOnlyItsOwnLayout_data() { addEngineRows(); }
     void saveReplacesOnlyItsOwnLayout();
     void loadAppliesStoredWidths_data();
     void loadAppliesStoredWidths();
     void firstLoadRecordsDesignedLayout_data();
     void firstLoadRecordsDesignedLayout();
-    void failedSaveKeepsOldLayout_data() { addEngineRows(); }
     void failedSaveKeepsOldLayout();
-    void databaseErrors_data() { addEngineRows(); }
     void databaseErrors();
 };
 
 void TestGridLayout::adapters_data()
 {
     QTest::addColumn<QString>("kind");
-    QTest::newRow("table widget") << QStringLiteral("widget");
-    QTest::newRow("table view") << QStringLiteral("view");
-    QTest::newRow("header view") << QStringLiteral("header");
+    QTest::newRow("table widget") << "widget";
+    QTest::newRow("table view") << "view";
+    QTest::newRow("header view") << "header";
 }
 
 void TestGridLayout::adapters()
@@ -167,7 +151,7 @@ void TestGridLayout::hiddenColumnKeepsItsWidth()
 
 void TestGridLayout::saveReplacesOnlyItsOwnLayout()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine);
     env.store(kGrid, 1, {1, 2, 3, 4, 5});
     env.store(kGrid, 0, {100, 100});
@@ -186,42 +170,30 @@ void TestGridLayout::saveReplacesOnlyItsOwnLayout()
 
     QCOMPARE(env.stored(kGrid, 0), Widths({100, 100}));
     QCOMPARE(env.stored(kOtherGrid, 1), Widths({7, 8}));
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 }
 
 void TestGridLayout::loadAppliesStoredWidths_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<Widths>("stored");
     QTest::addColumn<Widths>("designed");
     QTest::addColumn<Widths>("expected");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "one row per column")))
-            << e << Widths{60, 70, 80} << Widths{100, 100, 100} << Widths{60, 70, 80};
-        QTest::newRow(qPrintable(engineTag(e, "more columns than rows")))
-            << e << Widths{60, 70} << Widths{100, 110, 120, 130} << Widths{60, 70, 120, 130};
-        QTest::newRow(qPrintable(engineTag(e, "more rows than columns")))
-            << e << Widths{60, 70, 80, 90, 95} << Widths{100, 110} << Widths{60, 70};
-        QTest::newRow(qPrintable(engineTag(e, "gap in the sequence")))
-            << e << Widths{60, -1, 80} << Widths{100, 110, 120} << Widths{60, 110, 80};
-    }
+    QTest::newRow("one row per column") << Widths{60, 70, 80} << Widths{100, 100, 100} << Widths{60, 70, 80};
+    QTest::newRow("more columns than rows") << Widths{60, 70} << Widths{100, 110, 120, 130} << Widths{60, 70, 120, 130};
+    QTest::newRow("more rows than columns") << Widths{60, 70, 80, 90, 95} << Widths{100, 110} << Widths{60, 70};
+    QTest::newRow("gap in the sequence") << Widths{60, -1, 80} << Widths{100, 110, 120} << Widths{60, 110, 80};
 }
 
 void TestGridLayout::loadAppliesStoredWidths()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(Widths, stored);
     QFETCH(Widths, designed);
     QFETCH(Widths, expected);
 
     Env env(engine);
     // Rows go in backwards, so applying them relies on the sequence column.
-    for (int i = int(stored.size()) - 1; i >= 0; --i) {
-        if (stored[i] >= 0)
-            env.db.conn().execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values(?,?,?,2)"),
-                                  {kGrid, stored[i], i});
-    }
+    env.store(kGrid, 2, stored, true);
     env.store(kGrid, 0, Widths(designed.size(), 45));
     env.store(kGrid, 3, Widths(designed.size(), 300));
 
@@ -231,23 +203,19 @@ void TestGridLayout::loadAppliesStoredWidths()
     QCOMPARE(widthsOf(grid), expected);
     // Loading a stored layout writes nothing.
     QCOMPARE(env.stored(kGrid, 0), Widths(designed.size(), 45));
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 }
 
 void TestGridLayout::firstLoadRecordsDesignedLayout_data()
 {
-    QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("type");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, "default type"))) << e << 0;
-        QTest::newRow(qPrintable(engineTag(e, "user type"))) << e << 5;
-    }
+    QTest::newRow("default type") << 0;
+    QTest::newRow("user type") << 5;
 }
 
 void TestGridLayout::firstLoadRecordsDesignedLayout()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(int, type);
     Env env(engine);
     if (type != 0)
@@ -264,8 +232,7 @@ void TestGridLayout::firstLoadRecordsDesignedLayout()
     if (type != 0)
         QCOMPARE(env.stored(kGrid, type), Widths());
     QCOMPARE(env.stored(kOtherGrid, 0), Widths({7, 8}));
-    QVERIFY(env.ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    expectQuiet(env.ts);
 
     // The recorded default is what a later load of type 0 applies.
     auto other = makeGrid({40, 40, 40});
@@ -276,13 +243,13 @@ void TestGridLayout::firstLoadRecordsDesignedLayout()
 
 void TestGridLayout::failedSaveKeepsOldLayout()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine);
     env.store(kGrid, 1, {60, 70, 80});
 
     FailingGrid grid;
     QVERIFY(!SaveGridLayout(kGrid, grid, 1));
-    expectOneCriticalMessage(env.ts);
+    expectOneError(env.ts);
     QCOMPARE(env.stored(kGrid, 1), Widths({60, 70, 80}));
     QVERIFY(!session().gConn);
 
@@ -295,19 +262,19 @@ void TestGridLayout::failedSaveKeepsOldLayout()
 
 void TestGridLayout::databaseErrors()
 {
-    QFETCH(DbEngine, engine);
+    QFETCH_GLOBAL(DbEngine, engine);
     Env env(engine, TestDatabase::Content::Empty);
     auto widget = makeGrid({50, 60});
     TableWidgetGridColumns grid(widget.get());
 
     QVERIFY(!LoadGridLayout(kGrid, grid, 1));
-    expectOneCriticalMessage(env.ts);
+    expectOneError(env.ts);
     QCOMPARE(widthsOf(grid), Widths({50, 60}));
     QVERIFY(!session().gConn);
 
     env.ts.prompts().clear();
     QVERIFY(!SaveGridLayout(kGrid, grid, 1));
-    expectOneCriticalMessage(env.ts);
+    expectOneError(env.ts);
     QVERIFY(!session().gConn);
 }
 

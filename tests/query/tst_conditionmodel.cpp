@@ -1,12 +1,10 @@
 // The condition grid keeps its hidden columns in step with the visible
 // caption and operator; the SQL is built from the hidden ones, so a column
 // taken from the wrong list index silently queries the wrong field.
-#include "component/Session.h"
 #include "platform/Clock.h"
 #include "platform/Recordset.h"
 #include "query/ConditionModel.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/QueryModuleHelpers.h"
 
 #include <QTest>
 
@@ -59,12 +57,11 @@ class TestConditionModel : public QObject {
 private slots:
     void cleanup() { Clock::setToday(QDate()); }
 
-    void catalogueStatement();
     void catalogueFromRecordset_data();
     void catalogueFromRecordset();
     void catalogueListsSkipEmptyCaptions();
     void catalogueRefillForgetsOldFields();
-    void catalogueFromDatabase_data();
+    void catalogueFromDatabase_data() { addEngineRows(); }
     void catalogueFromDatabase();
 
     void operatorChoice_data();
@@ -72,8 +69,7 @@ private slots:
 
     void captionChoice_data();
     void captionChoice();
-    void captionChoiceOutsideList();
-    void captionChoiceOfNone();
+    void captionChoiceWithoutField();
 
     void dateRangeVariants_data();
     void dateRangeVariants();
@@ -81,14 +77,6 @@ private slots:
 
     void lastUsedRowAndClear();
 };
-
-void TestConditionModel::catalogueStatement()
-{
-    QCOMPARE(FieldCatalogue::statement(71),
-             QStringLiteral("select a.*,isnull(b.fItemType,0) as fItemType from tblFindInfoentry2 as a "
-                            " left outer join tblItemclass as b on a.fitemclassid=b.fitemclassid "
-                            " where a.ftypeid=71 order by a.fentryid"));
-}
 
 void TestConditionModel::catalogueFromRecordset_data()
 {
@@ -161,20 +149,13 @@ void TestConditionModel::catalogueRefillForgetsOldFields()
     QCOMPARE(c.fieldCount(), FieldCatalogue::kMaxFields);
 }
 
-void TestConditionModel::catalogueFromDatabase_data()
-{
-    addEngineRows();
-}
-
 void TestConditionModel::catalogueFromDatabase()
 {
     QFETCH(DbEngine, engine);
-    TestSession ts;
-    TestDatabase db(engine);
-    session().DBConnectionString = db.connectionString();
-    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(3,'商品',0)"));
-    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(4,'供应商',1)"));
-    db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname) values(5,'无类型')"));
+    DbEnv env(engine);
+    env.db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(3,'商品',0)"));
+    env.db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(4,'供应商',1)"));
+    env.db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname) values(5,'无类型')"));
     const QStringList rows{
         QStringLiteral("71,3,'商品','fItemNumber',2,3,'fnumber'"),
         QStringLiteral("71,1,'供应商','fSupplierNumber',2,4,'fnumber'"),
@@ -183,7 +164,7 @@ void TestConditionModel::catalogueFromDatabase()
         QStringLiteral("72,1,'别的单据','fOther',2,3,null"),
     };
     for (const QString &row : rows)
-        db.exec(QStringLiteral("insert into tblFindInfoentry2(ftypeid,fentryid,fTitlename,fFieldName,fNumType,fItemclassid,fNumberName) values(") + row + u')');
+        env.db.exec(QStringLiteral("insert into tblFindInfoentry2(ftypeid,fentryid,fTitlename,fFieldName,fNumType,fItemclassid,fNumberName) values(") + row + u')');
 
     const std::optional<FieldCatalogue> c = loadFieldCatalogue(71);
     QVERIFY(c.has_value());
@@ -195,7 +176,7 @@ void TestConditionModel::catalogueFromDatabase()
     QCOMPARE(c->tabList(FieldCatalogue::NumberName), QStringLiteral("\tfnumber\t\tfnumber\t"));
     // The class's item type, 0 without a class or without a type.
     QCOMPARE(c->tabList(FieldCatalogue::ItemType), QStringLiteral("\t1\t0\t0\t0"));
-    QVERIFY(ts.prompts().calls.empty());
+    QVERIFY(env.ts.prompts().calls.empty());
 }
 
 void TestConditionModel::operatorChoice_data()
@@ -206,18 +187,18 @@ void TestConditionModel::operatorChoice_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("symbol");
 
-    QTest::newRow("number first") << QStringLiteral("1") << 0 << true << QStringLiteral("大于") << QStringLiteral(">");
-    QTest::newRow("number last") << QStringLiteral("1") << 5 << true << QStringLiteral("不等于") << QStringLiteral("<>");
-    QTest::newRow("number past the end") << QStringLiteral("1") << 6 << false << QString() << QString();
-    QTest::newRow("text contains") << QStringLiteral("2") << 1 << true << QStringLiteral("包含") << QStringLiteral("Like");
-    QTest::newRow("text not empty keeps its blanks") << QStringLiteral("2") << 5 << true << QStringLiteral("不为空") << QStringLiteral(" is not  null");
-    QTest::newRow("text last") << QStringLiteral("2") << 7 << true << QStringLiteral("小于等于") << QStringLiteral("<=");
-    QTest::newRow("date equal") << QStringLiteral("3") << 0 << true << QStringLiteral("等于") << QStringLiteral("=");
-    QTest::newRow("date greater") << QStringLiteral("3") << 2 << true << QStringLiteral("大于") << QStringLiteral(">");
-    QTest::newRow("date less or equal") << QStringLiteral("3") << 5 << true << QStringLiteral("小于等于") << QStringLiteral("<=");
-    QTest::newRow("negative index") << QStringLiteral("3") << -1 << false << QString() << QString();
+    QTest::newRow("number first") << "1" << 0 << true << "大于" << ">";
+    QTest::newRow("number last") << "1" << 5 << true << "不等于" << "<>";
+    QTest::newRow("number past the end") << "1" << 6 << false << QString() << QString();
+    QTest::newRow("text contains") << "2" << 1 << true << "包含" << "Like";
+    QTest::newRow("text not empty keeps its blanks") << "2" << 5 << true << "不为空" << " is not  null";
+    QTest::newRow("text last") << "2" << 7 << true << "小于等于" << "<=";
+    QTest::newRow("date equal") << "3" << 0 << true << "等于" << "=";
+    QTest::newRow("date greater") << "3" << 2 << true << "大于" << ">";
+    QTest::newRow("date less or equal") << "3" << 5 << true << "小于等于" << "<=";
+    QTest::newRow("negative index") << "3" << -1 << false << QString() << QString();
     QTest::newRow("no kind") << QString() << 0 << false << QString() << QString();
-    QTest::newRow("unknown kind") << QStringLiteral("4") << 0 << false << QString() << QString();
+    QTest::newRow("unknown kind") << "4" << 0 << false << QString() << QString();
 }
 
 void TestConditionModel::operatorChoice()
@@ -247,21 +228,11 @@ void TestConditionModel::captionChoice_data()
     QTest::addColumn<QString>("symbol");
 
     // List index 2 is array index 3: the list skips the field without caption.
-    QTest::newRow("number")
-        << 1 << QStringList{QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral("1"), QStringLiteral("0"), QString(), QStringLiteral("0")}
-        << ValueCell::Number << QString() << QString();
-    QTest::newRow("coded text")
-        << 2 << QStringList{QStringLiteral("供应商"), QStringLiteral("fSupplier"), QStringLiteral("2"), QStringLiteral("4"), QStringLiteral("fnumber"), QStringLiteral("1")}
-        << ValueCell::CodedDropDown << QString() << QStringLiteral("old6");
-    QTest::newRow("text with class 0")
-        << 3 << QStringList{QStringLiteral("摘要"), QStringLiteral("fNote"), QStringLiteral("2"), QStringLiteral("0"), QString(), QStringLiteral("0")}
-        << ValueCell::Text << QString() << QStringLiteral("old6");
-    QTest::newRow("date")
-        << 4 << QStringList{QStringLiteral("日期"), QStringLiteral("fdate"), QStringLiteral("3"), QString(), QString(), QStringLiteral("0")}
-        << ValueCell::Date << QStringLiteral("2024-02-29") << QStringLiteral("old6");
-    QTest::newRow("goods")
-        << 5 << QStringList{QStringLiteral("商品"), QStringLiteral("fItem"), QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("fname"), QStringLiteral("0")}
-        << ValueCell::CodedDropDown << QString() << QStringLiteral("old6");
+    QTest::newRow("number") << 1 << QStringList{"金额", "fAmount", "1", "0", QString(), "0"} << ValueCell::Number << QString() << QString();
+    QTest::newRow("coded text") << 2 << QStringList{"供应商", "fSupplier", "2", "4", "fnumber", "1"} << ValueCell::CodedDropDown << QString() << "old6";
+    QTest::newRow("text with class 0") << 3 << QStringList{"摘要", "fNote", "2", "0", QString(), "0"} << ValueCell::Text << QString() << "old6";
+    QTest::newRow("date") << 4 << QStringList{"日期", "fdate", "3", QString(), QString(), "0"} << ValueCell::Date << "2024-02-29" << "old6";
+    QTest::newRow("goods") << 5 << QStringList{"商品", "fItem", "2", "3", "fname", "0"} << ValueCell::CodedDropDown << QString() << "old6";
 }
 
 void TestConditionModel::captionChoice()
@@ -291,25 +262,19 @@ void TestConditionModel::captionChoice()
     }
 }
 
-void TestConditionModel::captionChoiceOutsideList()
+void TestConditionModel::captionChoiceWithoutField()
 {
-    const ConditionTable before = filledRow(3);
-    for (int index : {-1, 6}) {
-        ConditionTable t = before;
-        QCOMPARE(t.chooseCaption(3, index, sample()).kind, ValueCell::None);
-        QCOMPARE(t, before);
-    }
-    ConditionTable t = before;
-    t.chooseCaption(11, 1, sample());
-    QCOMPARE(t, before);
-}
-
-void TestConditionModel::captionChoiceOfNone()
-{
+    // "无" empties the row but for its connector.
     ConditionTable t = filledRow(2);
     QCOMPARE(t.chooseCaption(2, 0, sample()).kind, ValueCell::None);
-    QCOMPARE(t.rowTexts(2), (QStringList{QStringLiteral("old1"), QStringLiteral("无"), QString(), QString(), QString(),
-                                         QString(), QString(), QString(), QString(), QString()}));
+    QCOMPARE(t.rowTexts(2), (QStringList{"old1", "无", "", "", "", "", "", "", "", ""}));
+    // A choice outside the list, or a row outside the grid, changes nothing.
+    const ConditionTable before = filledRow(3);
+    for (const auto &[row, index] : {std::pair{3, -1}, std::pair{3, 6}, std::pair{11, 1}}) {
+        ConditionTable changed = before;
+        QCOMPARE(changed.chooseCaption(row, index, sample()).kind, ValueCell::None);
+        QCOMPARE(changed, before);
+    }
 }
 
 void TestConditionModel::dateRangeVariants_data()
@@ -319,12 +284,8 @@ void TestConditionModel::dateRangeVariants_data()
     QTest::addColumn<QList<int>>("codes");
     QTest::addColumn<int>("all");
 
-    QTest::newRow("no accounting year")
-        << 0 << QStringList{QStringLiteral("今天"), QStringLiteral("本月"), QStringLiteral("今年"), QStringLiteral("全部")}
-        << QList<int>{1, 2, 3, 10} << 3;
-    QTest::newRow("with accounting year")
-        << 2024 << QStringList{QStringLiteral("今天"), QStringLiteral("本期"), QStringLiteral("本月"), QStringLiteral("今年"), QStringLiteral("全部")}
-        << QList<int>{1, 20, 2, 3, 10} << 4;
+    QTest::newRow("no accounting year") << 0 << QStringList{"今天", "本月", "今年", "全部"} << QList<int>{1, 2, 3, 10} << 3;
+    QTest::newRow("with accounting year") << 2024 << QStringList{"今天", "本期", "本月", "今年", "全部"} << QList<int>{1, 20, 2, 3, 10} << 4;
 }
 
 void TestConditionModel::dateRangeVariants()

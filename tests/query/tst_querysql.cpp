@@ -83,101 +83,64 @@ void TestQuerySql::seekSql_data()
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("empty grid") << ConditionTable(Grid()) << QString();
-    QTest::newRow("only row 3") << ConditionTable(Grid().number(3, kAnd, QStringLiteral("大于"), QStringLiteral("100")))
-                                << QStringLiteral(" and ( fAmount >100");
-    QTest::newRow("only row 3 with or") << ConditionTable(Grid().number(3, kOr, QStringLiteral("大于"), QStringLiteral("100")))
-                                        << QStringLiteral(" and ( fAmount >100");
-    QTest::newRow("or on row 2")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("100"))
-                              .text(2, kOr, QStringLiteral("包含"), QStringLiteral("FP")))
-        << QStringLiteral(" and ( fAmount >100 or fbillno like '%FP%' ");
-    QTest::newRow("and on row 2")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("100"))
-                              .text(2, kAnd, QStringLiteral("等于"), QStringLiteral("X")))
-        << QStringLiteral(" and ( fAmount >100 and fbillno='X'");
-    QTest::newRow("and opening the bracket")
-        << ConditionTable(Grid().text(2, kAnd, QStringLiteral("等于"), QStringLiteral("X"))
-                              .number(4, kAnd, QStringLiteral("等于"), QStringLiteral("5")))
-        << QStringLiteral(" and ( fbillno='X' and fAmount =5");
+    QTest::newRow("only row 3") << ConditionTable(Grid().number(3, kAnd, "大于", "100")) << " and ( fAmount >100";
+    QTest::newRow("only row 3 with or") << ConditionTable(Grid().number(3, kOr, "大于", "100")) << " and ( fAmount >100";
+    QTest::newRow("or on row 2") << ConditionTable(Grid().number(1, QString(), "大于", "100").text(2, kOr, "包含", "FP"))
+                                 << " and ( fAmount >100 or fbillno like '%FP%' ";
+    QTest::newRow("and on row 2") << ConditionTable(Grid().number(1, QString(), "大于", "100").text(2, kAnd, "等于", "X"))
+                                  << " and ( fAmount >100 and fbillno='X'";
+    QTest::newRow("and opening the bracket") << ConditionTable(Grid().text(2, kAnd, "等于", "X").number(4, kAnd, "等于", "5"))
+                                             << " and ( fbillno='X' and fAmount =5";
     QTest::newRow("and, or and and")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("1"))
-                              .number(2, kOr, QStringLiteral("小于"), QStringLiteral("2"))
-                              .text(3, kAnd, QStringLiteral("为空"), QString()))
-        << QStringLiteral(" and ( fAmount >1 or fAmount <2 and fbillno  is null ");
-    QTest::newRow("connector on row 1 ignored")
-        << ConditionTable(Grid().number(1, kOr, QStringLiteral("大于"), QStringLiteral("100"))
-                              .number(2, kAnd, QStringLiteral("小于"), QStringLiteral("200")))
-        << QStringLiteral(" and ( fAmount >100 and fAmount <200");
+        << ConditionTable(Grid().number(1, QString(), "大于", "1").number(2, kOr, "小于", "2").text(3, kAnd, "为空", QString()))
+        << " and ( fAmount >1 or fAmount <2 and fbillno  is null ";
+    QTest::newRow("connector on row 1 ignored") << ConditionTable(Grid().number(1, kOr, "大于", "100").number(2, kAnd, "小于", "200"))
+                                                << " and ( fAmount >100 and fAmount <200";
     QTest::newRow("row without connector left out")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QStringLiteral("1"))
-                              .number(2, QString(), QStringLiteral("小于"), QStringLiteral("2")))
-        << QStringLiteral(" and ( fAmount >1");
+        << ConditionTable(Grid().number(1, QString(), "大于", "1").number(2, QString(), "小于", "2")) << " and ( fAmount >1";
     QTest::newRow("caption but no operator left out")
-        << ConditionTable(Grid().number(1, QString(), QString(), QStringLiteral("1"))
-                              .number(2, kOr, QStringLiteral("小于"), QStringLiteral("2")))
-        << QStringLiteral(" and ( fAmount <2");
+        << ConditionTable(Grid().number(1, QString(), QString(), "1").number(2, kOr, "小于", "2")) << " and ( fAmount <2";
     QTest::newRow("operator but no caption left out")
-        << ConditionTable(Grid().row(1, QString(), QString(), QStringLiteral("fAmount"), QStringLiteral("1"),
-                                     QStringLiteral("大于"), QString(), QStringLiteral("1")))
-        << QString();
+        << ConditionTable(Grid().row(1, QString(), QString(), "fAmount", "1", "大于", QString(), "1")) << QString();
     QTest::newRow("unfinished row after a condition")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("等于"), QStringLiteral("1"))
-                              .row(2, kAnd, QStringLiteral("金额"), QStringLiteral("fAmount"), QString(), QString(), QString(), QString()))
-        << QStringLiteral(" and ( fAmount =1");
-    QTest::newRow("condition on row 10") << ConditionTable(Grid().number(10, kAnd, QStringLiteral("不等于"), QStringLiteral("3")))
-                                         << QStringLiteral(" and ( fAmount <>3");
+        << ConditionTable(Grid().number(1, QString(), "等于", "1").row(2, kAnd, "金额", "fAmount", QString(), QString(), QString(), QString()))
+        << " and ( fAmount =1";
+    QTest::newRow("condition on row 10") << ConditionTable(Grid().number(10, kAnd, "不等于", "3")) << " and ( fAmount <>3";
 
     // Numbers: no quotes, an empty value compares with 0.
     const QList<std::pair<QString, QString>> numberOps{
-        {QStringLiteral("大于"), QStringLiteral(" >")},     {QStringLiteral("大于等于"), QStringLiteral(" >=")},
-        {QStringLiteral("等于"), QStringLiteral(" =")},     {QStringLiteral("小于"), QStringLiteral(" <")},
-        {QStringLiteral("小于等于"), QStringLiteral(" <=")}, {QStringLiteral("不等于"), QStringLiteral(" <>")}};
-    for (const auto &[op, sql] : numberOps) {
-        QTest::addRow("number %s", qPrintable(op))
-            << ConditionTable(Grid().number(1, QString(), op, QStringLiteral("12.5"))) << QStringLiteral(" and ( fAmount") + sql + QStringLiteral("12.5");
-    }
-    QTest::newRow("number empty value")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("大于"), QString())) << QStringLiteral(" and ( fAmount >0");
-    QTest::newRow("number value as typed")
-        << ConditionTable(Grid().number(1, QString(), QStringLiteral("等于"), QStringLiteral(" 7 "))) << QStringLiteral(" and ( fAmount = 7 ");
+        {"大于", " >"}, {"大于等于", " >="}, {"等于", " ="}, {"小于", " <"}, {"小于等于", " <="}, {"不等于", " <>"}};
+    for (const auto &[op, sql] : numberOps)
+        QTest::addRow("number %s", qPrintable(op)) << ConditionTable(Grid().number(1, QString(), op, "12.5")) << " and ( fAmount" + sql + "12.5";
+    QTest::newRow("number empty value") << ConditionTable(Grid().number(1, QString(), "大于", QString())) << " and ( fAmount >0";
+    QTest::newRow("number value as typed") << ConditionTable(Grid().number(1, QString(), "等于", " 7 ")) << " and ( fAmount = 7 ";
     QTest::newRow("number with blank kind text")
-        << ConditionTable(Grid().row(1, QString(), QStringLiteral("金额"), QStringLiteral("fAmount"), QStringLiteral(" 1"),
-                                     QStringLiteral("小于"), QString(), QStringLiteral("9")))
-        << QStringLiteral(" and ( fAmount <9");
+        << ConditionTable(Grid().row(1, QString(), "金额", "fAmount", " 1", "小于", QString(), "9")) << " and ( fAmount <9";
 
     // Text: quoted, pasted as typed.
     const QString v = QStringLiteral("A1");
-    QTest::newRow("text 等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), v)) << QStringLiteral(" and ( fbillno='A1'");
-    QTest::newRow("text 包含") << ConditionTable(Grid().text(1, QString(), QStringLiteral("包含"), v)) << QStringLiteral(" and ( fbillno like '%A1%' ");
-    QTest::newRow("text 不包含") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不包含"), v)) << QStringLiteral(" and ( fbillno not like '%A1%' ");
-    QTest::newRow("text 不等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不等于"), v)) << QStringLiteral(" and ( fbillno<>'A1'");
-    QTest::newRow("text 为空 ignores the value") << ConditionTable(Grid().text(1, QString(), QStringLiteral("为空"), v)) << QStringLiteral(" and ( fbillno  is null ");
-    QTest::newRow("text 不为空 ignores the value") << ConditionTable(Grid().text(1, QString(), QStringLiteral("不为空"), v)) << QStringLiteral(" and ( fbillno  is not null ");
-    QTest::newRow("text 大于等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("大于等于"), v)) << QStringLiteral(" and ( fbillno>='A1'");
-    QTest::newRow("text 小于等于") << ConditionTable(Grid().text(1, QString(), QStringLiteral("小于等于"), v)) << QStringLiteral(" and ( fbillno<='A1'");
-    QTest::newRow("text empty value stays empty") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), QString())) << QStringLiteral(" and ( fbillno=''");
-    QTest::newRow("text quote not doubled") << ConditionTable(Grid().text(1, QString(), QStringLiteral("等于"), QStringLiteral("O'K"))) << QStringLiteral(" and ( fbillno='O'K'");
+    QTest::newRow("text 等于") << ConditionTable(Grid().text(1, QString(), "等于", v)) << " and ( fbillno='A1'";
+    QTest::newRow("text 包含") << ConditionTable(Grid().text(1, QString(), "包含", v)) << " and ( fbillno like '%A1%' ";
+    QTest::newRow("text 不包含") << ConditionTable(Grid().text(1, QString(), "不包含", v)) << " and ( fbillno not like '%A1%' ";
+    QTest::newRow("text 不等于") << ConditionTable(Grid().text(1, QString(), "不等于", v)) << " and ( fbillno<>'A1'";
+    QTest::newRow("text 为空 ignores the value") << ConditionTable(Grid().text(1, QString(), "为空", v)) << " and ( fbillno  is null ";
+    QTest::newRow("text 不为空 ignores the value") << ConditionTable(Grid().text(1, QString(), "不为空", v)) << " and ( fbillno  is not null ";
+    QTest::newRow("text 大于等于") << ConditionTable(Grid().text(1, QString(), "大于等于", v)) << " and ( fbillno>='A1'";
+    QTest::newRow("text 小于等于") << ConditionTable(Grid().text(1, QString(), "小于等于", v)) << " and ( fbillno<='A1'";
+    QTest::newRow("text empty value stays empty") << ConditionTable(Grid().text(1, QString(), "等于", QString())) << " and ( fbillno=''";
+    QTest::newRow("text quote not doubled") << ConditionTable(Grid().text(1, QString(), "等于", "O'K")) << " and ( fbillno='O'K'";
 
     // Dates: the hidden symbol column, whatever the operator's name says.
-    QTest::newRow("date 大于等于") << ConditionTable(Grid().date(1, QString(), QStringLiteral("大于等于"), QStringLiteral(">="), QStringLiteral("2024-03-01")))
-                               << QStringLiteral(" and ( fdate>='2024-03-01'");
-    QTest::newRow("date 不等于") << ConditionTable(Grid().date(1, QString(), QStringLiteral("不等于"), QStringLiteral("<>"), QStringLiteral("2024-03-01")))
-                              << QStringLiteral(" and ( fdate<>'2024-03-01'");
-    QTest::newRow("date symbol taken verbatim") << ConditionTable(Grid().date(1, QString(), QStringLiteral("等于"), QStringLiteral("<"), QStringLiteral("2024-03-01")))
-                                                << QStringLiteral(" and ( fdate<'2024-03-01'");
-    QTest::newRow("date with empty symbol") << ConditionTable(Grid().date(1, QString(), QStringLiteral("等于"), QString(), QStringLiteral("2024-03-01")))
-                                            << QStringLiteral(" and ( fdate'2024-03-01'");
+    QTest::newRow("date 大于等于") << ConditionTable(Grid().date(1, QString(), "大于等于", ">=", "2024-03-01")) << " and ( fdate>='2024-03-01'";
+    QTest::newRow("date 不等于") << ConditionTable(Grid().date(1, QString(), "不等于", "<>", "2024-03-01")) << " and ( fdate<>'2024-03-01'";
+    QTest::newRow("date symbol taken verbatim") << ConditionTable(Grid().date(1, QString(), "等于", "<", "2024-03-01")) << " and ( fdate<'2024-03-01'";
+    QTest::newRow("date with empty symbol") << ConditionTable(Grid().date(1, QString(), "等于", QString(), "2024-03-01")) << " and ( fdate'2024-03-01'";
 
     // An operator of another kind leaves the field alone in the statement.
-    QTest::newRow("number with text operator") << ConditionTable(Grid().number(1, QString(), QStringLiteral("包含"), QStringLiteral("1")))
-                                               << QStringLiteral(" and ( fAmount");
-    QTest::newRow("text with number operator") << ConditionTable(Grid().text(1, QString(), QStringLiteral("大于"), QStringLiteral("1")))
-                                               << QStringLiteral(" and ( fbillno");
-    QTest::newRow("date with text operator") << ConditionTable(Grid().date(1, QString(), QStringLiteral("包含"), QStringLiteral("Like"), QStringLiteral("2024-03-01")))
-                                             << QStringLiteral(" and ( fdate");
-    QTest::newRow("unknown kind") << ConditionTable(Grid().row(1, QString(), QStringLiteral("x"), QStringLiteral("fx"), QStringLiteral("4"),
-                                                               QStringLiteral("等于"), QStringLiteral("="), QStringLiteral("1")))
-                                  << QStringLiteral(" and ( fx");
+    QTest::newRow("number with text operator") << ConditionTable(Grid().number(1, QString(), "包含", "1")) << " and ( fAmount";
+    QTest::newRow("text with number operator") << ConditionTable(Grid().text(1, QString(), "大于", "1")) << " and ( fbillno";
+    QTest::newRow("date with text operator") << ConditionTable(Grid().date(1, QString(), "包含", "Like", "2024-03-01")) << " and ( fdate";
+    QTest::newRow("unknown kind") << ConditionTable(Grid().row(1, QString(), "x", "fx", "4", "等于", "=", "1")) << " and ( fx";
 }
 
 void TestQuerySql::seekSql()
@@ -191,7 +154,7 @@ void TestQuerySql::seekSqlRejectsKindThatIsNoNumber_data()
 {
     QTest::addColumn<QString>("kind");
     QTest::newRow("empty") << QString();
-    QTest::newRow("text") << QStringLiteral("数");
+    QTest::newRow("text") << "数";
 }
 
 void TestQuerySql::seekSqlRejectsKindThatIsNoNumber()
@@ -234,25 +197,18 @@ void TestQuerySql::simplePage_data()
     QTest::addColumn<QStringList>("tags");
     QTest::addColumn<QString>("expected");
 
-    const QString dates = QStringLiteral(" and ( fdate>='2024-02-05'   and fdate<='2024-03-15' ");
+    const QString dates = " and ( fdate>='2024-02-05'   and fdate<='2024-03-15' ";
     QTest::newRow("no text boxes") << QStringList() << QStringList() << dates;
-    QTest::newRow("every box empty or blank")
-        << QStringList{QString(), QStringLiteral("   ")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("0,0,fOperatorName")} << dates;
-    QTest::newRow("one box, trimmed")
-        << QStringList{QStringLiteral("  FP01 ")} << QStringList{QStringLiteral("a,b,fbillno,d")}
-        << dates + QStringLiteral(" and fbillno like '%FP01%'  ");
+    QTest::newRow("every box empty or blank") << QStringList{QString(), "   "} << QStringList{"0,0,fbillno", "0,0,fOperatorName"} << dates;
+    QTest::newRow("one box, trimmed") << QStringList{"  FP01 "} << QStringList{"a,b,fbillno,d"} << dates + " and fbillno like '%FP01%'  ";
     QTest::newRow("second box only")
-        << QStringList{QString(), QStringLiteral("张")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("1,0,fOperatorName")}
-        << dates + QStringLiteral(" and fOperatorName like '%张%'  ");
+        << QStringList{QString(), "张"} << QStringList{"0,0,fbillno", "1,0,fOperatorName"}
+        << dates + " and fOperatorName like '%张%'  ";
     QTest::newRow("two boxes in index order")
-        << QStringList{QStringLiteral("FP"), QStringLiteral("张")} << QStringList{QStringLiteral("0,0,fbillno"), QStringLiteral("1,0,fOperatorName")}
-        << dates + QStringLiteral(" and fbillno like '%FP%'   and fOperatorName like '%张%'  ");
-    QTest::newRow("only blanks are trimmed")
-        << QStringList{QStringLiteral("\tx ")} << QStringList{QStringLiteral("0,0,fbillno")}
-        << dates + QStringLiteral(" and fbillno like '%\tx%'  ");
-    QTest::newRow("quote pasted as typed")
-        << QStringList{QStringLiteral("O'K")} << QStringList{QStringLiteral("0,0,fbillno")}
-        << dates + QStringLiteral(" and fbillno like '%O'K%'  ");
+        << QStringList{"FP", "张"} << QStringList{"0,0,fbillno", "1,0,fOperatorName"}
+        << dates + " and fbillno like '%FP%'   and fOperatorName like '%张%'  ";
+    QTest::newRow("only blanks are trimmed") << QStringList{"\tx "} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%\tx%'  ";
+    QTest::newRow("quote pasted as typed") << QStringList{"O'K"} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%O'K%'  ";
 }
 
 void TestQuerySql::simplePage()
@@ -294,31 +250,31 @@ void TestQuerySql::mainSql_data()
     QTest::newRow("all 全部") << all << 2024 << 3 << today << QString();
     QTest::newRow("nothing selected") << QList<int>{-1, -1, -1, -1, -1} << 2024 << 3 << today << QString();
 
-    QTest::newRow("today") << with(1, 1) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11 and day(fdate)=2");
-    QTest::newRow("this month") << with(1, 2) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11");
-    QTest::newRow("this year") << with(1, 3) << 2024 << 3 << today << QStringLiteral(" and year(fdate)=2025");
+    QTest::newRow("today") << with(1, 1) << 2024 << 3 << today << " and year(fdate)=2025 and month(fdate)=11 and day(fdate)=2";
+    QTest::newRow("this month") << with(1, 2) << 2024 << 3 << today << " and year(fdate)=2025 and month(fdate)=11";
+    QTest::newRow("this year") << with(1, 3) << 2024 << 3 << today << " and year(fdate)=2025";
     QTest::newRow("today on another day") << with(1, 1) << 2024 << 3 << QDate(2023, 1, 31)
-                                          << QStringLiteral(" and year(fdate)=2023 and month(fdate)=1 and day(fdate)=31");
-    QTest::newRow("period uses the session, not today") << with(1, 20) << 2024 << 3 << today << QStringLiteral(" and fYear=2024 and fperiod=3");
-    QTest::newRow("period 12") << with(1, 20) << 2019 << 12 << today << QStringLiteral(" and fYear=2019 and fperiod=12");
+                                          << " and year(fdate)=2023 and month(fdate)=1 and day(fdate)=31";
+    QTest::newRow("period uses the session, not today") << with(1, 20) << 2024 << 3 << today << " and fYear=2024 and fperiod=3";
+    QTest::newRow("period 12") << with(1, 20) << 2019 << 12 << today << " and fYear=2019 and fperiod=12";
     QTest::newRow("date range code 0") << with(1, 0) << 2024 << 3 << today << QString();
     QTest::newRow("date range code 21") << with(1, 21) << 2024 << 3 << today << QString();
 
-    QTest::newRow("audited") << with(2, 1) << 2024 << 3 << today << QStringLiteral(" and fstatus=1");
-    QTest::newRow("not audited") << with(2, 2) << 2024 << 3 << today << QStringLiteral(" and fstatus=0");
-    QTest::newRow("void") << with(3, 1) << 2024 << 3 << today << QStringLiteral(" and fcancellation=1");
-    QTest::newRow("normal") << with(3, 2) << 2024 << 3 << today << QStringLiteral(" and fcancellation=0");
-    QTest::newRow("red") << with(4, 1) << 2024 << 3 << today << QStringLiteral(" and frob=1");
-    QTest::newRow("blue") << with(4, 0) << 2024 << 3 << today << QStringLiteral(" and frob=0");
-    QTest::newRow("unmatched") << with(0, 0) << 2024 << 3 << today << QStringLiteral(" and isnull(fEndAmount,0)=0 ");
+    QTest::newRow("audited") << with(2, 1) << 2024 << 3 << today << " and fstatus=1";
+    QTest::newRow("not audited") << with(2, 2) << 2024 << 3 << today << " and fstatus=0";
+    QTest::newRow("void") << with(3, 1) << 2024 << 3 << today << " and fcancellation=1";
+    QTest::newRow("normal") << with(3, 2) << 2024 << 3 << today << " and fcancellation=0";
+    QTest::newRow("red") << with(4, 1) << 2024 << 3 << today << " and frob=1";
+    QTest::newRow("blue") << with(4, 0) << 2024 << 3 << today << " and frob=0";
+    QTest::newRow("unmatched") << with(0, 0) << 2024 << 3 << today << " and isnull(fEndAmount,0)=0 ";
     QTest::newRow("partly matched") << with(0, 1) << 2024 << 3 << today
-                                    << QStringLiteral(" and isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))");
+                                    << " and isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))";
     QTest::newRow("fully matched") << with(0, 2) << 2024 << 3 << today
-                                   << QStringLiteral(" and    abs(isnull(fAmount,0))<=abs(isnull(fEndAmount,0)) ");
+                                   << " and    abs(isnull(fAmount,0))<=abs(isnull(fEndAmount,0)) ";
 
     QTest::newRow("every list, matching last")
         << QList<int>{0, 20, 2, 2, 0} << 2024 << 3 << today
-        << QStringLiteral(" and fYear=2024 and fperiod=3 and fstatus=0 and fcancellation=0 and frob=0 and isnull(fEndAmount,0)=0 ");
+        << " and fYear=2024 and fperiod=3 and fstatus=0 and fcancellation=0 and frob=0 and isnull(fEndAmount,0)=0 ";
     QTest::newRow("every list with this month")
         << QList<int>{1, 2, 1, 1, 1} << 2024 << 3 << today
         << QStringLiteral(" and year(fdate)=2025 and month(fdate)=11 and fstatus=1 and fcancellation=1 and frob=1"
@@ -345,29 +301,29 @@ void TestQuerySql::findStatement_data()
     QTest::addColumn<QString>("order");
     QTest::addColumn<QString>("expected");
 
-    const QString view = QStringLiteral("vPurFP");
-    const QString seek = QStringLiteral(" and ( fAmount >100");
-    const QString main = QStringLiteral(" and fstatus=1");
-    const QString host = QStringLiteral(" and fsupplyid=5");
+    const QString view = "vPurFP";
+    const QString seek = " and ( fAmount >100";
+    const QString main = " and fstatus=1";
+    const QString host = " and fsupplyid=5";
 
     QTest::newRow("nothing") << view << QString() << QString() << QString() << QString()
-                             << QStringLiteral("select top 20000 * from vPurFP where 1=1  order by fdate,fbillno,finterid");
+                             << "select top 20000 * from vPurFP where 1=1  order by fdate,fbillno,finterid";
     QTest::newRow("host condition only") << view << QString() << QString() << host << QString()
-                                         << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fsupplyid=5 order by fdate,fbillno,finterid");
+                                         << "select top 20000 * from vPurFP where 1=1  and fsupplyid=5 order by fdate,fbillno,finterid";
     QTest::newRow("seek closed") << view << seek << QString() << QString() << QString()
-                                 << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fAmount >100) order by fdate,fbillno,finterid");
+                                 << "select top 20000 * from vPurFP where 1=1  and ( fAmount >100) order by fdate,fbillno,finterid";
     QTest::newRow("main only") << view << QString() << main << QString() << QString()
-                               << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fdate,fbillno,finterid");
+                               << "select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fdate,fbillno,finterid";
     QTest::newRow("seek, main and host")
         << view << seek << main << host << QString()
-        << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fAmount >100) and fstatus=1 and fsupplyid=5 order by fdate,fbillno,finterid");
+        << "select top 20000 * from vPurFP where 1=1  and ( fAmount >100) and fstatus=1 and fsupplyid=5 order by fdate,fbillno,finterid";
     QTest::newRow("simple page seek")
         << view << buildSeekSQLB(QDate(2024, 1, 1), QDate(2024, 1, 31), {}) << QString() << QString() << QString()
-        << QStringLiteral("select top 20000 * from vPurFP where 1=1  and ( fdate>='2024-01-01'   and fdate<='2024-01-31' ) order by fdate,fbillno,finterid");
-    QTest::newRow("own order clause") << view << QString() << main << QString() << QStringLiteral(" order by fbillno desc")
-                                      << QStringLiteral("select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fbillno desc");
-    QTest::newRow("other view") << QStringLiteral("vOther") << QString() << QString() << QString() << buildOrderSQL()
-                                << QStringLiteral("select top 20000 * from vOther where 1=1  order by fdate,fbillno,finterid");
+        << "select top 20000 * from vPurFP where 1=1  and ( fdate>='2024-01-01'   and fdate<='2024-01-31' ) order by fdate,fbillno,finterid";
+    QTest::newRow("own order clause") << view << QString() << main << QString() << " order by fbillno desc"
+                                      << "select top 20000 * from vPurFP where 1=1  and fstatus=1 order by fbillno desc";
+    QTest::newRow("other view") << "vOther" << QString() << QString() << QString() << buildOrderSQL()
+                                << "select top 20000 * from vOther where 1=1  order by fdate,fbillno,finterid";
 }
 
 void TestQuerySql::findStatement()
