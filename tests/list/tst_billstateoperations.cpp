@@ -115,12 +115,6 @@ ListGridState gridOf(const QList<int> &ids)
     return grid;
 }
 
-// A row "<engine>/<name>" of a data table, the engine in its first column.
-QTestData &engineRow(DbEngine engine, const QString &name)
-{
-    return QTest::newRow(qPrintable(engineTag(engine, name))) << engine;
-}
-
 QString joinIds(const QList<int> &ids)
 {
     QStringList parts;

@@ -69,12 +69,6 @@ struct Env {
     }
 };
 
-// Data rows "<engine>/<case>" starting with the engine column.
-inline QTestData &engineRow(DbEngine engine, const char *caseName)
-{
-    return QTest::newRow(qPrintable(engineTag(engine, QString::fromLatin1(caseName)))) << engine;
-}
-
 // Two rows per engine: the case `on` with the bool column `flag` set, and the
 // case `off` without.
 inline void addEngineFlagRows(const char *flag, const char *on, const char *off)

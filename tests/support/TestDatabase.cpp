@@ -88,3 +88,8 @@ QString engineTag(DbEngine engine, const QString &caseName)
 {
     return QString::fromLatin1(TestDatabase::engineName(engine)) + u'/' + caseName;
 }
+
+QTestData &engineRow(DbEngine engine, const QString &caseName)
+{
+    return QTest::newRow(qPrintable(engineTag(engine, caseName))) << engine;
+}

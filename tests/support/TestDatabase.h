@@ -45,5 +45,8 @@ private:
 void addEngineRows();
 // For data-driven tests with cases of their own: rows "<engine>/<case>".
 QString engineTag(DbEngine engine, const QString &caseName);
+// A row "<engine>/<case>" of a data table whose first column is the engine,
+// that column already filled in.
+QTestData &engineRow(DbEngine engine, const QString &caseName);
 
 Q_DECLARE_METATYPE(DbEngine)
