@@ -17,6 +17,7 @@
 #include "platform/Amount.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"
+#include "platform/FrozenTableView.h"
 #include "platform/Prompt.h"
 #include "platform/Recordset.h"
 #include "printing/BillPrinting.h"
@@ -92,14 +93,8 @@ void typeInto(QWidget *form, const QString &name, const QString &text)
 // Types into a cell of the entry grid through its editor and commits with Enter.
 void typeIntoCell(frmMainBill *form, int gridRow, int gridColumn, const QString &text)
 {
-    auto *grid = child<QTableView>(form, QStringLiteral("fps1"));
-    const QModelIndex index = grid->model()->index(gridRow - 1, gridColumn - 1);
-    grid->setCurrentIndex(index);
-    grid->edit(index);
-    QLineEdit *editor = nullptr;
-    for (QLineEdit *e : grid->viewport()->findChildren<QLineEdit *>())
-        if (e->isVisible())
-            editor = e;
+    auto *grid = child<FrozenTableView>(form, QStringLiteral("fps1"));
+    QLineEdit *editor = grid->editCell(grid->model()->index(gridRow - 1, gridColumn - 1));
     if (!editor)
         fail(QStringLiteral("第 %1 行第 %2 列不能编辑").arg(gridRow).arg(gridColumn));
     typeText(editor, text);

@@ -3,6 +3,7 @@
 #include "platform/RowNumberHeader.h"
 
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QScrollBar>
 
 FrozenTableView::FrozenTableView(QWidget *parent)
@@ -175,4 +176,15 @@ void FrozenTableView::scrollTo(const QModelIndex &index, ScrollHint hint)
     // Frozen cells never need horizontal scrolling.
     if (index.column() >= m_frozenCount || m_frozen->isHidden())
         QTableView::scrollTo(index, hint);
+}
+
+QLineEdit *FrozenTableView::editCell(const QModelIndex &index)
+{
+    setCurrentIndex(index);
+    edit(index);
+    QLineEdit *editor = nullptr;
+    for (QLineEdit *e : viewport()->findChildren<QLineEdit *>())
+        if (e->isVisible())
+            editor = e;
+    return editor;
 }

@@ -6,6 +6,8 @@
 // apply to both.
 #include <QTableView>
 
+class QLineEdit;
+
 class FrozenTableView : public QTableView {
     Q_OBJECT
 public:
@@ -25,6 +27,10 @@ public:
     // Keeps `pixels` free at the right of the cells, so that a grid without
     // a vertical scroll bar lines up with one that has it.
     void setRightMargin(int pixels);
+
+    // Makes the cell current and opens its editor as a double-click would;
+    // the editor's line edit, or nullptr when the cell cannot be edited.
+    QLineEdit *editCell(const QModelIndex &index);
 
     // The first visible row (the scroll position in rows).
     int topRow() const;

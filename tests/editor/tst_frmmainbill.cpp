@@ -132,14 +132,8 @@ class TestFrmMainBill : public QObject {
     // Types into a cell of fps1 through its editor and commits with Enter.
     static void typeIntoCell(QWidget *form, int gridRow, int gridColumn, const QString &text)
     {
-        auto *grid = child<QTableView>(form, QStringLiteral("fps1"));
-        const QModelIndex index = grid->model()->index(gridRow - 1, gridColumn - 1);
-        grid->setCurrentIndex(index);
-        grid->edit(index);
-        QLineEdit *editor = nullptr;
-        for (QLineEdit *e : grid->viewport()->findChildren<QLineEdit *>())
-            if (e->isVisible())
-                editor = e;
+        auto *grid = child<FrozenTableView>(form, QStringLiteral("fps1"));
+        QLineEdit *editor = grid->editCell(grid->model()->index(gridRow - 1, gridColumn - 1));
         QVERIFY(editor);
         QPointer<QLineEdit> open = editor;
         editor->selectAll();
