@@ -126,14 +126,13 @@ void Connection::close()
     m_inTransaction = false;
 }
 
-void Connection::fail(const QString &text, const QString &sql)
+void Connection::fail(const QSqlError &error)
 {
     if (m_inTransaction) {
         database().rollback();
         m_inTransaction = false;
     }
-    Q_UNUSED(sql);
-    throw DbError(text);
+    throw DbError(sqlErrorText(error), error.nativeErrorCode());
 }
 
 int Connection::run(const QString &sql, const QVariantList &params, Recordset *result)
@@ -155,7 +154,7 @@ int Connection::run(const QString &sql, const QVariantList &params, Recordset *r
         }
     }
     if (!ok)
-        fail(sqlErrorText(query.lastError()), sql);
+        fail(query.lastError());
     if (result) {
         const QSqlRecord record = query.record();
         QStringList names;
@@ -169,7 +168,7 @@ int Connection::run(const QString &sql, const QVariantList &params, Recordset *r
                 cells.push_back(query.value(i));
         }
         if (query.lastError().isValid())
-            fail(sqlErrorText(query.lastError()), sql);
+            fail(query.lastError());
         *result = Recordset(names, std::move(cells));
     }
     return query.numRowsAffected();
@@ -196,7 +195,7 @@ RowReader Connection::readRows(const QString &sql)
     query.setForwardOnly(true);
     query.setNumericalPrecisionPolicy(QSql::HighPrecision);
     if (!query.exec(translated))
-        fail(sqlErrorText(query.lastError()), translated);
+        fail(query.lastError());
     return RowReader(std::move(query));
 }
 
@@ -250,9 +249,9 @@ void Connection::commitTrans()
     QSqlDatabase db = database();
     m_inTransaction = false;
     if (!db.commit()) {
-        const QString text = sqlErrorText(db.lastError());
+        const QSqlError error = db.lastError();
         db.rollback();
-        throw DbError(text);
+        throw DbError(sqlErrorText(error), error.nativeErrorCode());
     }
 }
 

@@ -9,6 +9,7 @@
 #include "platform/RowReader.h"
 
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QString>
 #include <QVariantList>
 
@@ -60,7 +61,7 @@ public:
 
 private:
     int run(const QString &sql, const QVariantList &params, Recordset *result);
-    [[noreturn]] void fail(const QString &text, const QString &sql);
+    [[noreturn]] void fail(const QSqlError &error);
 
     ConnectionString m_settings;
     OpenMode m_mode;

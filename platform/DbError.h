@@ -7,12 +7,16 @@
 
 class DbError : public std::runtime_error {
 public:
-    explicit DbError(const QString &description)
-        : std::runtime_error(description.toStdString()), m_description(description) {}
+    // `code` is the engine's own error code when it gave one: the SQLSTATE on
+    // PostgreSQL ("40P01"), the extended result code on SQLite ("5").
+    explicit DbError(const QString &description, const QString &code = {})
+        : std::runtime_error(description.toStdString()), m_description(description), m_code(code) {}
     const QString &description() const { return m_description; }
+    const QString &code() const { return m_code; }
 
 private:
     QString m_description;
+    QString m_code;
 };
 
 // The text to show for a failed database call: the engine's message when it
