@@ -165,8 +165,15 @@ QPixmap stamp(const QString &text, const QColor &colour, int width, int height)
     return pm;
 }
 
-// A code's name in its frame; a name too long for it is elided and shown
-// whole as the tool tip.
+// Room a code's name needs in its frame: a company name of 16 Chinese
+// characters, a common length for registered names, is shown whole.
+int codeNameWidth(const QFontMetrics &metrics)
+{
+    return metrics.horizontalAdvance(QString(16, QChar(0x56FD))) + 12;
+}
+
+// A code's name in its frame; a name too long for it is elided. The whole
+// name is always the tool tip, so the clerk can read it either way.
 void setNameText(QLabel *label, const QString &name)
 {
     if (!label)
@@ -536,6 +543,19 @@ void frmMainBill::buildHeader()
     for (size_t i = 0; i < m_layout.fields.size(); ++i)
         m_lookupValues << QString();
 
+    // Lookup fields whose name box is narrower than a long company name
+    // grow, and what lies to their right moves along.
+    m_widenedLookups.clear();
+    const int nameWanted = codeNameWidth(m_head->fontMetrics());
+    for (const HeaderFieldDef &def : m_layout.fields) {
+        if (!def.isLookup() || !def.visible)
+            continue;
+        const int width = std::max(def.width, 60);
+        const int nameWidth = std::max(width - std::clamp(width / 3, 64, 100) - 27, 40);
+        if (nameWidth < nameWanted)
+            m_widenedLookups.emplace_back(def.left + width, nameWanted - nameWidth);
+    }
+
     const std::vector<int> order = m_layout.labelOrder();
     int leftIndex = 0, rightIndex = 0, lookupIndex = 0, textIndex = 0;
     const int leftmost = order.empty() ? 0 : m_layout.fields[size_t(order.front())].left;
@@ -552,7 +572,7 @@ void frmMainBill::buildHeader()
         } else {
             hc.label->setText(def.caption);
         }
-        hc.label->setGeometry(def.left - kLabelWidth - kLabelGap, def.top, kLabelWidth, kRowHeight);
+        hc.label->setGeometry(shiftedX(def.left) - kLabelWidth - kLabelGap, def.top, kLabelWidth, kRowHeight);
     }
     // Fields in their own order (tab order follows ftabindex below).
     std::vector<int> byTab(m_layout.fields.size());
@@ -568,22 +588,24 @@ void frmMainBill::buildHeader()
         hc.edit->setProperty("fieldName", def.fieldName);
         hc.edit->setProperty("caption", def.caption);
         const int width = std::max(def.width, 60);
+        const int left = shiftedX(def.left);
         if (def.isLookup()) {
             // The supplier's code, button and name sit in one box, teB; the
             // other lookup fields are placed on the header directly.
             QWidget *box = m_head;
-            int x = def.left, y = def.top;
+            int x = left, y = def.top;
+            const int codeWidth = std::clamp(width / 3, 64, 100);
+            const int nameWidth = std::max({width - codeWidth - 27, 40, def.visible ? nameWanted : 0});
             if (int(i) == m_layout.supplierIndex()) {
                 teB = new QWidget(m_head);
                 teB->setObjectName(QStringLiteral("teB"));
-                teB->setGeometry(def.left, def.top, std::max(width, 64 + 27 + 40), kRowHeight);
+                teB->setGeometry(left, def.top, codeWidth + 27 + nameWidth, kRowHeight);
                 box = teB;
                 x = y = 0;
                 hc.edit->setParent(teB);
             }
             hc.lookupIndex = lookupIndex;
             hc.edit->setObjectName(QStringLiteral("td_%1").arg(lookupIndex++));
-            const int codeWidth = std::clamp(width / 3, 64, 100);
             hc.edit->setGeometry(x, y, codeWidth, kRowHeight);
             hc.edit->setPlaceholderText(QStringLiteral("代码"));
             hc.button = new QToolButton(box);
@@ -596,7 +618,7 @@ void frmMainBill::buildHeader()
             hc.name->setObjectName(QStringLiteral("lblTdName_%1").arg(hc.lookupIndex));
             hc.name->setFrameShape(QFrame::StyledPanel);
             hc.name->setFrameShadow(QFrame::Sunken);
-            hc.name->setGeometry(x + codeWidth + 27, y, std::max(width - codeWidth - 27, 40), kRowHeight);
+            hc.name->setGeometry(x + codeWidth + 27, y, nameWidth, kRowHeight);
             const int field = int(i);
             connect(hc.button, &QToolButton::clicked, this, [this, field] { chooseLookup(field); });
             connect(hc.edit, &QLineEdit::textEdited, this, [this] { markChanged(); });
@@ -606,7 +628,7 @@ void frmMainBill::buildHeader()
             });
         } else {
             hc.edit->setObjectName(QStringLiteral("txt_%1").arg(textIndex++));
-            hc.edit->setGeometry(def.left, def.top, width, kRowHeight);
+            hc.edit->setGeometry(left, def.top, width, kRowHeight);
             connect(hc.edit, &QLineEdit::textEdited, this, [this] { markChanged(); });
         }
         hc.edit->installEventFilter(this);
@@ -635,13 +657,22 @@ void frmMainBill::buildHeader()
 // Amount box and list button below the laid-out fields, markers at the right.
 void frmMainBill::placeHeaderExtras()
 {
+    // The date sits in the second column, which moves with the laid-out
+    // fields when a name box grew.
+    const int dateLeft = shiftedX(kSecondColumn);
+    thdate->move(dateLeft, kBillNoTop);
+    if (auto *lblDate = m_head->findChild<QLabel *>(QStringLiteral("lblDate")))
+        lblDate->move(dateLeft - kLabelWidth - kLabelGap, kBillNoTop);
+
     int bottom = kBillNoTop + kRowHeight;
-    int right = kSecondColumn + 200;
-    for (const HeaderFieldDef &def : m_layout.fields) {
-        if (!def.visible)
+    int right = dateLeft + 200;
+    for (const HeaderControl &hc : m_header) {
+        if (!hc.edit || !hc.edit->isVisibleTo(m_head))
             continue;
-        bottom = std::max(bottom, def.top + kRowHeight);
-        right = std::max(right, def.left + def.width);
+        const QWidget *outer = hc.name ? static_cast<QWidget *>(hc.name) : hc.edit;
+        const QRect box(outer->mapTo(m_head, QPoint(0, 0)), outer->size());
+        bottom = std::max(bottom, box.bottom() + 1);
+        right = std::max(right, box.right() + 1);
     }
     const int top = bottom + 6;
     lblAmount->setGeometry(kFirstColumn - kLabelWidth - kLabelGap, top, kLabelWidth, kRowHeight);
@@ -661,6 +692,15 @@ void frmMainBill::placeTitleAndMarkers()
     const int left = std::max(m_head->width() - 124, m_fieldsRight + 12);
     ImgRed->move(left + 8, kTitleTop + 2);
     ImgCheck->move(left, kTitleTop + 40);
+}
+
+int frmMainBill::shiftedX(int layoutX) const
+{
+    int shift = 0;
+    for (const auto &[edge, extra] : m_widenedLookups)
+        if (layoutX >= edge)
+            shift = std::max(shift, extra);
+    return layoutX + shift;
 }
 
 // --- Initialisation ----------------------------------------------------------

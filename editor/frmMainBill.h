@@ -157,6 +157,12 @@ private:
 
     QWidget *m_head = nullptr;
     int m_fieldsRight = 0;
+    // Where the laid-out header moves right to make room for the code names:
+    // (right edge of a widened lookup field in the layout, extra width). A
+    // control whose layout position lies at or beyond such an edge moves by
+    // the largest extra width left of it, so columns stay aligned.
+    std::vector<std::pair<int, int>> m_widenedLookups;
+    int shiftedX(int layoutX) const;
     QLabel *lblTitle = nullptr;
     QLineEdit *txtBillNo = nullptr;
     QDateEdit *thdate = nullptr;

@@ -302,7 +302,7 @@ void TestSelectors::arrowsKeepFocusInSearchBox()
     Env env(engine);
     std::unique_ptr<CodeSelectorDialog> dialog(CodeSelectorDialog::forBasicData(kSuppliers));
     dialog->show();
-    QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
+    QVERIFY(activate(dialog.get()));
     auto *search = dialog->findChild<QLineEdit *>(QStringLiteral("txtSearch"));
     QTRY_VERIFY(search->hasFocus());
     QCOMPARE(dialog->currentListRow(), 0);

@@ -398,7 +398,7 @@ void TestFrmMainBillFind::simplePageKeys()
     Env env(engine);
     FakeSelector selector;
     frmMainBillFind *dialog = env.open(false);
-    QVERIFY(QTest::qWaitForWindowActive(dialog));
+    QVERIFY(activate(dialog));
 
     // Which box is coded comes from its tag.
     const TextBoxes boxes = dialog->textBoxes();

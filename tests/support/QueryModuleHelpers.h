@@ -6,6 +6,7 @@
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 
+#include <QApplication>
 #include <QTest>
 #include <QWidget>
 
@@ -44,4 +45,12 @@ inline void doubleClick(QWidget *viewport, QPoint pos)
     QTest::mouseClick(viewport, Qt::LeftButton, {}, pos);
     QTest::mouseDClick(viewport, Qt::LeftButton, {}, pos);
     QTest::mouseRelease(viewport, Qt::LeftButton, {}, pos);
+}
+
+// Makes a shown window the active one, as a click on it would, without
+// waiting for a window manager to do so: keyboard focus needs it.
+inline bool activate(QWidget *window)
+{
+    QApplication::setActiveWindow(window);
+    return window->isActiveWindow();
 }
