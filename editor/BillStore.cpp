@@ -386,13 +386,13 @@ std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<
     return std::nullopt;
 }
 
-// A number taken for a bill that was not saved goes back to the released
+// The serial taken for a bill that was not saved goes back to the released
 // numbers, as a deleted bill's does, so that no number is lost. Only where
 // the counters were taken apart from the bill (on SQLite they went back with
-// it), and only a number the counters gave (not one typed by the clerk).
+// it).
 void BillStore::releaseNumber(const Allocation &taken)
 {
-    if (!countersApart() || m_settings.isUpdateBillNo == 1 || taken.serial.isEmpty())
+    if (!countersApart() || taken.serial.isEmpty())
         return;
     try {
         m_conn.execute(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values(?,") + QString::number(m_settings.billTypeId)
