@@ -12,8 +12,6 @@
 #include <QSet>
 #include <QTest>
 
-#include <QRegularExpression>
-
 #include <atomic>
 #include <latch>
 #include <thread>
@@ -175,22 +173,14 @@ std::vector<EntryRow> entries(const QString &spec)
     return rows;
 }
 
-// Numbers taken and not lost: those of the saved bills and those released
-// for reuse, together exactly the counter's sequence.
+// Every serial the counter gave belongs to a saved bill or is released for
+// reuse, exactly once.
 void expectNoNumberLost(TestDatabase &db)
 {
-    QStringList serials;
-    for (const char *sql : {"select fbillNumber as n from tblFP", "select finterid as n from tblBillNoAdd where ftypeid=71"}) {
-        Recordset rs = db.conn().openRecordset(QString::fromLatin1(sql));
-        for (; !rs.eof(); rs.moveNext())
-            serials << QString::number(rs.text(QStringLiteral("n")).toInt());
-    }
-    QStringList expected;
-    for (qint64 n = 1; n <= count(db, QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")); ++n)
-        expected << QString::number(n);
-    serials.sort();
-    expected.sort();
-    QCOMPARE(serials, expected);
+    const QString serials = QStringLiteral("(select fbillNumber as n from tblFP union all select finterid from tblBillNoAdd where ftypeid=71) t");
+    const qint64 counter = count(db, QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71"));
+    QCOMPARE(count(db, QStringLiteral("select count(*) from ") + serials), counter);
+    QCOMPARE(count(db, QStringLiteral("select count(distinct n) from ") + serials), counter);
 }
 
 // Every stock bill's invoiced amount is the sum of the entries of the
@@ -725,7 +715,6 @@ private slots:
             db.exec(QStringLiteral("insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) "
                                    "values(%1,'S%1','2025-01-02',10,1,0,%2,null,1)").arg(500 + i).arg(i == 0 ? all : -all));
 
-        const QRegularExpression refusal(QStringLiteral("^入库单 S50[01] 的未开票金额现为 -?[0-9.]+，本次开票金额超出，保存不成功$"));
         std::atomic<int> saved{0};
         std::vector<QString> errors(static_cast<size_t>(threads));
         std::latch start(threads);
@@ -746,7 +735,8 @@ private slots:
                         const SaveResult r = insert(store, draft(QString::number(take), rows));
                         if (r.saved)
                             ++saved;
-                        else if (!refusal.match(r.message->text).hasMatch() || r.message->icon != 48)
+                        else if (!r.message->text.startsWith(QStringLiteral("入库单 S50"))
+                                 || !r.message->text.endsWith(QStringLiteral("，本次开票金额超出，保存不成功")) || r.message->icon != 48)
                             errors[size_t(t)] += r.message->text + u'\n';
                     }
                 } catch (const DbError &e) {
