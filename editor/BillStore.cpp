@@ -116,6 +116,45 @@ QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
     return sql;
 }
 
+std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids)
+{
+    std::map<qint64, LockedStockBill> bills;
+    if (ids.empty())
+        return bills;
+    QStringList list;
+    for (const auto &entry : ids)
+        list << QString::number(entry.first);
+    const QString in = list.join(u',');
+    // PostgreSQL takes the row locks in the order the rows are returned.
+    Recordset rs = conn.engine() == DbEngine::PostgreSQL
+        ? conn.openRecordsetNative(QStringLiteral("select finterid,fbillno,coalesce(fAllAmount,0) as fallamount,coalesce(fKPAmount,0) as fkpamount "
+                                                  "from icstockbill where finterid in (")
+                                   + in + QStringLiteral(") order by finterid for no key update"))
+        : conn.openRecordset(QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fallamount,isnull(fKPAmount,0) as fkpamount "
+                                            "from icstockbill where finterid in (")
+                             + in + QStringLiteral(") order by finterid"));
+    for (; !rs.eof(); rs.moveNext())
+        bills[rs.value(QStringLiteral("finterid")).toLongLong()] = LockedStockBill{
+            rs.text(QStringLiteral("fbillno")), rs.amount(QStringLiteral("fallamount")), rs.amount(QStringLiteral("fkpamount"))};
+    return bills;
+}
+
+bool fitsStockBill(const Amount &invoiced, const Amount &all)
+{
+    if (invoiced.isZero())
+        return true;
+    return invoiced.abs() <= all.abs() && invoiced.isNegative() == all.isNegative();
+}
+
+bool isTransientConflict(const DbError &error)
+{
+    static const QStringList codes{
+        QStringLiteral("40001"), QStringLiteral("40P01"), // PostgreSQL: serialization failure, deadlock
+        QStringLiteral("5"), QStringLiteral("517"),       // SQLite: busy, busy snapshot
+    };
+    return codes.contains(error.code());
+}
+
 BillStore::BillStore(Connection &conn, BillSettings settings)
     : m_conn(conn), m_settings(std::move(settings))
 {
@@ -267,25 +306,107 @@ bool BillStore::countersApart() const
 
 // --- Saving ------------------------------------------------------------------
 
-void BillStore::writeEntries(int interId, const std::vector<EntryRow> &rows)
+// The entries' amounts per stock bill. Entries without a stock bill (no id,
+// or 0) name none and are left out; several entries naming one stock bill
+// count together.
+StockAmounts BillStore::stockShares(const std::vector<EntryRow> &rows)
+{
+    StockAmounts shares;
+    for (const EntryRow &row : rows) {
+        const qint64 stock = idText(row.stockId).toLongLong();
+        if (stock != 0)
+            shares[stock] += cellAmount(row.cell(ColThisAmount)).value_or(Amount());
+    }
+    return shares;
+}
+
+std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<EntryRow> &rows, bool replacing,
+                                                 const std::function<void()> &writeHeader)
 {
     const QString id = QString::number(interId);
+
+    // What the bill's stored entries took, given back below.
+    StockAmounts oldShares;
+    Amount oldTotal;
+    bool hadEntries = false;
+    if (replacing) {
+        Recordset old = m_conn.openRecordset(QStringLiteral("select fstockinterid,fhxamount from tblFPEntry where finterid=") + id);
+        for (; !old.eof(); old.moveNext()) {
+            hadEntries = true;
+            const Amount amount = old.amount(QStringLiteral("fhxamount"));
+            oldTotal += amount;
+            const qint64 stock = old.value(QStringLiteral("fstockinterid")).toLongLong();
+            if (stock != 0)
+                oldShares[stock] += amount;
+        }
+    }
+    const StockAmounts newShares = stockShares(rows);
+
+    // Every stock bill the save moves, old and new, locked in ascending order
+    // before anything is written.
+    StockAmounts moves = newShares;
+    for (const auto &[stock, amount] : oldShares)
+        moves[stock] -= amount;
+    const std::map<qint64, LockedStockBill> locked = lockStockBills(m_conn, moves);
+
+    // A stock bill this bill takes something from must still hold it: what
+    // the other invoices took (its own old share given back) plus this
+    // bill's entries stays within the stock bill's amount.
+    for (const auto &[stock, share] : newShares) {
+        const auto found = locked.find(stock);
+        if (share.isZero() || found == locked.end())
+            continue;
+        const auto oldShare = oldShares.find(stock);
+        const Amount others = found->second.invoiced - (oldShare == oldShares.end() ? Amount() : oldShare->second);
+        if (!fitsStockBill(others + share, found->second.all))
+            return StoreMessage{QStringLiteral("入库单 ") + found->second.billNo + QStringLiteral(" 的未开票金额现为 ")
+                                    + (found->second.all - others).toString() + QStringLiteral("，本次开票金额超出，保存不成功"),
+                                48};
+    }
+
+    writeHeader();
+    if (replacing)
+        m_conn.execute(QStringLiteral("delete from tblFPEntry where finterid=") + id);
     const QString insertHead = QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(") + id + u',';
-    const QString endAmount = QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+");
-    const QString endKey = QStringLiteral(" where finterid=") + id;
+    Amount newTotal;
     for (size_t r = 0; r < rows.size(); ++r) {
-        const QString stockId = idText(rows[r].stockId);
-        const QString amount = entryAmountSql(rows[r]);
-        m_conn.execute(insertHead + QString::number(r + 1) + u',' + stockId + u',' + amount + u')');
-        m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + amount
-                       + QStringLiteral(" where finterid=") + stockId);
-        m_conn.execute(endAmount + amount + endKey);
+        newTotal += cellAmount(rows[r].cell(ColThisAmount)).value_or(Amount());
+        m_conn.execute(insertHead + QString::number(r + 1) + u',' + idText(rows[r].stockId) + u',' + entryAmountSql(rows[r]) + u')');
+    }
+    // One statement per stock bill and one for the invoice, each moving the
+    // total by the difference between the new entries and the old ones.
+    for (const auto &[stock, amount] : moves) {
+        if (locked.count(stock))
+            m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + amount.toString()
+                           + QStringLiteral(" where finterid=") + QString::number(stock));
+    }
+    if (hadEntries || !rows.empty())
+        m_conn.execute(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + (newTotal - oldTotal).toString()
+                       + QStringLiteral(" where finterid=") + id);
+    return std::nullopt;
+}
+
+// The serial taken for a bill that was not saved goes back to the released
+// numbers, as a deleted bill's does, so that no number is lost. Only where
+// the counters were taken apart from the bill (on SQLite they went back with
+// it).
+void BillStore::releaseNumber(const Allocation &taken)
+{
+    if (!countersApart() || taken.serial.isEmpty())
+        return;
+    try {
+        m_conn.execute(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values(?,") + QString::number(m_settings.billTypeId)
+                           + u')',
+                       {textValue(taken.serial)});
+    } catch (const DbError &) {
+        // The save's own failure is what the clerk is told about.
     }
 }
 
 SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft &draft)
 {
     SaveResult result;
+    Allocation taken;
     try {
         if (m_settings.isUpdateBillNo == 1) {
             const Recordset rs = m_conn.openRecordset(QStringLiteral("select count(finterid) as finterid1 from tblFP where fbillno=?"),
@@ -296,7 +417,6 @@ SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft 
             }
         }
 
-        Allocation taken;
         if (countersApart()) {
             for (int attempt = 1;; ++attempt) {
                 try {
@@ -310,25 +430,44 @@ SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft 
                         throw;
                 }
             }
-            m_conn.beginTrans();
-        } else {
-            m_conn.beginTrans();
-            taken = allocate(draft.date);
-        }
-        if (m_settings.isUpdateBillNo == 1)
-            taken.number = draft.billNo;
-        if (taken.number.isEmpty()) {
-            // The kind has no numbering row: there is no number to save under.
-            m_conn.rollbackTrans();
-            result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
-            return result;
         }
 
-        QVariantList params = header.params;
-        params << textValue(taken.serial) << textValue(taken.number);
-        m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
-        writeEntries(taken.interId, draft.rows);
-        m_conn.commitTrans();
+        // The bill's transaction, run again when the engine drops it for a
+        // conflict with another workstation; the id and number stay those
+        // taken above (on SQLite the counters are taken inside it and went
+        // back with the dropped attempt).
+        for (int attempt = 1;; ++attempt) {
+            try {
+                m_conn.beginTrans();
+                if (!countersApart())
+                    taken = allocate(draft.date);
+                if (m_settings.isUpdateBillNo == 1)
+                    taken.number = draft.billNo;
+                if (taken.number.isEmpty()) {
+                    // The kind has no numbering row: there is no number to save under.
+                    m_conn.rollbackTrans();
+                    result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+                    return result;
+                }
+                const std::optional<StoreMessage> refused = writeBill(taken.interId, draft.rows, false, [&] {
+                    QVariantList params = header.params;
+                    params << textValue(taken.serial) << textValue(taken.number);
+                    m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
+                });
+                if (refused) {
+                    m_conn.rollbackTrans();
+                    releaseNumber(taken);
+                    result.message = refused;
+                    return result;
+                }
+                m_conn.commitTrans();
+                break;
+            } catch (const DbError &e) {
+                m_conn.rollbackTrans();
+                if (attempt >= kConflictAttempts || !isTransientConflict(e))
+                    throw;
+            }
+        }
 
         result.saved = true;
         result.interId = taken.interId;
@@ -336,6 +475,7 @@ SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft 
         result.serial = taken.serial;
     } catch (const DbError &e) {
         m_conn.rollbackTrans();
+        releaseNumber(taken);
         result = SaveResult{};
         result.message = StoreMessage{e.description(), 16};
     }
@@ -377,37 +517,40 @@ SaveResult BillStore::updateBill(const HeaderStatement &header, const BillDraft 
                 result.message = refused;
                 return result;
             }
-            m_conn.beginTrans();
-            // Claims the bill for this transaction: the row stays locked until
-            // the commit, and is only claimed while it is still neither
-            // audited nor void. Another workstation that audited or voided it
-            // since the check above is noticed here, and the check runs again
-            // to say what happened.
-            const int claimed = m_conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid=") + id
-                                               + QStringLiteral(" and fstatus=0 and fcancellation=0"));
-            if (claimed > 0)
+            try {
+                m_conn.beginTrans();
+                // Claims the bill for this transaction: the row stays locked
+                // until the commit, and is only claimed while it is still
+                // neither audited nor void. Another workstation that audited
+                // or voided it since the check above is noticed here, and the
+                // check runs again to say what happened. Being a write, it
+                // also takes SQLite's write lock before anything is read.
+                const int claimed = m_conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid=") + id
+                                                   + QStringLiteral(" and fstatus=0 and fcancellation=0"));
+                if (claimed <= 0) {
+                    m_conn.rollbackTrans();
+                    if (attempt >= kAttempts) {
+                        result.message = StoreMessage{kReadError, 16};
+                        return result;
+                    }
+                    continue;
+                }
+                const std::optional<StoreMessage> refused = writeBill(interId, draft.rows, true, [&] {
+                    m_conn.execute(header.sql + QStringLiteral(" where finterid=") + id, header.params);
+                });
+                if (refused) {
+                    m_conn.rollbackTrans();
+                    result.message = refused;
+                    return result;
+                }
+                m_conn.commitTrans();
                 break;
-            m_conn.rollbackTrans();
-            if (attempt >= kAttempts) {
-                result.message = StoreMessage{kReadError, 16};
-                return result;
+            } catch (const DbError &e) {
+                m_conn.rollbackTrans();
+                if (attempt >= kConflictAttempts || !isTransientConflict(e))
+                    throw;
             }
         }
-
-        // Give back what the old entries took from their stock bills.
-        Recordset old = m_conn.openRecordset(QStringLiteral("select fstockinterid,fhxamount from tblFPEntry where finterid=") + id);
-        for (; !old.eof(); old.moveNext()) {
-            const Amount taken = old.amount(QStringLiteral("fhxamount"));
-            const Amount back = taken >= Amount() ? -taken : taken.abs();
-            m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + back.toString()
-                           + QStringLiteral(" where finterid=") + QString::number(old.toInt(QStringLiteral("fstockinterid"))));
-            m_conn.execute(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + back.toString()
-                           + QStringLiteral(" where finterid=") + id);
-        }
-        m_conn.execute(header.sql + QStringLiteral(" where finterid=") + id, header.params);
-        m_conn.execute(QStringLiteral("delete from tblFPEntry where finterid=") + id);
-        writeEntries(interId, draft.rows);
-        m_conn.commitTrans();
 
         result.saved = true;
         result.interId = interId;

@@ -10,6 +10,14 @@
 // transaction; when any statement fails it is rolled back and nothing of the
 // bill is left behind.
 //
+// Other workstations may have invoiced the same stock bills since the editor
+// read them. The save therefore locks the stock bills it names (ascending
+// id, before any write) and checks, inside the same transaction, that what
+// the invoices together take stays within each stock bill's amount; a save
+// that would go beyond it writes nothing and says which stock bill is short.
+// A transaction the engine drops as a deadlock or serialization failure is
+// run again with the same id and number.
+//
 // User text (header text fields, bill numbers) is bound as parameters, so a
 // quote in a note is stored as typed. Ids, amounts and dates, which the
 // program itself formats, are spliced into the text.
@@ -21,11 +29,46 @@
 #include <QVariantList>
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <vector>
 
 class Connection;
+class DbError;
 class Recordset;
+
+// A stock bill's amounts as read with its row locked.
+struct LockedStockBill {
+    QString billNo;
+    Amount all;      // fAllAmount, null as 0
+    Amount invoiced; // fKPAmount, null as 0
+};
+
+// Amounts per stock bill id, ascending: the order stock bills are locked in.
+using StockAmounts = std::map<qint64, Amount>;
+
+// Reads the stock bills `ids` (none of them 0) in ascending id order with
+// their rows locked until the transaction ends, so that every saver and
+// state operation waits for the others in the same order. On PostgreSQL the
+// rows are selected for update; on SQLite the transaction must already hold
+// the write lock (its first statement a write). Ids without a stock bill are
+// absent from the result. Throws DbError.
+std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids);
+
+// Whether `invoiced` (everything invoiced on the stock bill, this bill's
+// entries included) stays within the stock bill's amount: not beyond it in
+// size and not in the other direction (a red stock bill is negative). Zero
+// always fits.
+bool fitsStockBill(const Amount &invoiced, const Amount &all);
+
+// Whether the engine dropped the transaction because of another one
+// (deadlock, serialization failure, a busy database); running it again with
+// the same data may succeed.
+bool isTransientConflict(const DbError &error);
+
+// How often a transaction dropped by a conflict is run again.
+inline constexpr int kConflictAttempts = 5;
 
 // The session values a save depends on, copied so that a store can work
 // away from the session (several connections in one process, tests).
@@ -136,12 +179,15 @@ public:
     // not exist yet; otherwise the number comes from the template and the
     // counter (or a released number). Concurrent savers never share an id or
     // a number. On PostgreSQL the counters are advanced in a short
-    // transaction of their own and stay advanced when the bill then fails;
-    // on SQLite they are part of the bill's transaction.
+    // transaction of their own and stay advanced when the bill then fails,
+    // its number going back to the released numbers; on SQLite they are part
+    // of the bill's transaction. Refused, with nothing written, when a stock
+    // bill can no longer take the entries.
     SaveResult insertBill(const HeaderStatement &header, const BillDraft &draft);
     // Checks that the bill may still be changed, then in one transaction gives
     // back its old entries' amounts, rewrites the header, and writes the
-    // entries anew.
+    // entries anew; refused like insertBill when a stock bill cannot take
+    // them.
     SaveResult updateBill(const HeaderStatement &header, const BillDraft &draft, int interId);
 
     // The id a new bill gets: the tblmaxNum counter of tblFP, created with 1
@@ -167,7 +213,15 @@ private:
     };
     Allocation allocate(const QDate &date);
     bool countersApart() const;
-    void writeEntries(int interId, const std::vector<EntryRow> &rows);
+    void releaseNumber(const Allocation &taken);
+    static StockAmounts stockShares(const std::vector<EntryRow> &rows);
+    // Writes the entries of `interId` and moves the stock bills' and the
+    // invoice's totals by them, after giving back the bill's stored entries
+    // when `replacing`; the header is written by `writeHeader` once the
+    // stock bills are locked and checked. Returns the refusal when a stock
+    // bill cannot take the entries; nothing has then been written.
+    std::optional<StoreMessage> writeBill(int interId, const std::vector<EntryRow> &rows, bool replacing,
+                                          const std::function<void()> &writeHeader);
     std::optional<StoreMessage> changeRefusal(int interId);
 
     Connection &m_conn;

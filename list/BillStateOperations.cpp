@@ -1,6 +1,7 @@
 #include "list/BillStateOperations.h"
 
 #include "component/Session.h"
+#include "editor/BillStore.h"
 #include "modules/BillAudit.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/Privilege.h"
@@ -84,20 +85,38 @@ QString inList(const QString &ids)
 
 // Moves each matched stock bill's invoiced amount by the entries of the
 // selected bills: sign -1 takes the amounts back (delete, void), +1 puts them
-// back (un-void). One statement per entry, so a stock bill named by several
-// entries is updated several times. An empty amount moves nothing; an empty
-// stock bill id names no stock bill.
-void adjustInvoicedAmounts(Connection &conn, const QString &ids, int sign)
+// back (un-void). The entries are summed per stock bill, the stock bills
+// locked in ascending id order and each updated once. Entries without a stock
+// bill (none, or 0) touch no stock bill; an empty amount moves nothing.
+// Putting amounts back must leave every stock bill within its amount: when
+// one cannot take them back any more (another invoice took them while these
+// were void), nothing is moved and the refusal naming it is returned.
+std::optional<QString> adjustInvoicedAmounts(Connection &conn, const QString &ids, int sign)
 {
     Recordset entries = conn.openRecordset(QStringLiteral("select fstockinterid,fhxamount from tblFPEntry where finterid")
                                            + inList(ids));
+    StockAmounts moves;
     for (; !entries.eof(); entries.moveNext()) {
-        Amount amount = entries.amount(QStringLiteral("fhxamount"));
-        if (sign < 0)
-            amount = -amount;
-        conn.execute(QStringLiteral("update icstockbill set fkpamount=isnull(fkpamount,0)+") + amount.toString()
-                     + QStringLiteral(" where finterid=") + QString::number(entries.toInt(QStringLiteral("fstockinterid"))));
+        const qint64 stock = entries.value(QStringLiteral("fstockinterid")).toLongLong();
+        if (stock != 0)
+            moves[stock] += sign < 0 ? -entries.amount(QStringLiteral("fhxamount")) : entries.amount(QStringLiteral("fhxamount"));
     }
+    const std::map<qint64, LockedStockBill> locked = lockStockBills(conn, moves);
+    if (sign > 0) {
+        for (const auto &[stock, amount] : moves) {
+            const auto found = locked.find(stock);
+            if (amount.isZero() || found == locked.end() || fitsStockBill(found->second.invoiced + amount, found->second.all))
+                continue;
+            return QStringLiteral("入库单 ") + found->second.billNo + QStringLiteral(" 的未开票金额现为 ")
+                + (found->second.all - found->second.invoiced).toString() + QStringLiteral("，取消作废的开票金额超出，操作不成功");
+        }
+    }
+    for (const auto &[stock, amount] : moves) {
+        if (locked.count(stock))
+            conn.execute(QStringLiteral("update icstockbill set fkpamount=isnull(fkpamount,0)+") + amount.toString()
+                         + QStringLiteral(" where finterid=") + QString::number(stock));
+    }
+    return std::nullopt;
 }
 
 struct CommandRules {
@@ -169,50 +188,75 @@ bool BillStateOperations::checkAndApply(Routine routine)
     // and the statements. The statement phase therefore starts by taking the
     // header rows in the state the checks saw; when fewer rows answer, the
     // transaction is dropped and the checks run again, so they name the bill
-    // that changed instead of taking its amounts back twice.
+    // that changed instead of taking its amounts back twice. A transaction
+    // the engine drops for a conflict with another workstation (deadlock,
+    // serialization failure) is run again the same way, checks included.
     constexpr int kAttempts = 3;
-    for (int attempt = 0;; ++attempt) {
-        if (routine == Routine::Delete)
-            m_billNumbers.clear();
-
-        // An empty selection names no bill; it is answered like a selection
-        // whose bills are all gone (an empty in-list is not valid SQL everywhere).
-        Recordset rows;
-        if (!ids.trimmed().isEmpty())
-            rows = conn.openRecordset(QString::fromUtf8(rules.headerSql) + ids + QStringLiteral(")"));
-        if (rows.isEmpty()) {
-            Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
-            return false;
-        }
-
-        for (rows.moveFirst(); !rows.eof(); rows.moveNext()) {
+    int changedAttempts = 0;
+    for (int conflicts = 0;; ) {
+        for (;;) {
             if (routine == Routine::Delete)
-                m_billNumbers += rows.text(QStringLiteral("fbillnumber")) + u',';
-            if (std::optional<QString> reason = refusal(rules, rows, s.gPeriodStartDate)) {
-                Prompt::msgBox(QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + *reason,
-                               Prompt::Exclamation, s.msgTitle);
+                m_billNumbers.clear();
+
+            // An empty selection names no bill; it is answered like a selection
+            // whose bills are all gone (an empty in-list is not valid SQL everywhere).
+            Recordset rows;
+            if (!ids.trimmed().isEmpty())
+                rows = conn.openRecordset(QString::fromUtf8(rules.headerSql) + ids + QStringLiteral(")"));
+            if (rows.isEmpty()) {
+                Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
+                return false;
+            }
+
+            for (rows.moveFirst(); !rows.eof(); rows.moveNext()) {
+                if (routine == Routine::Delete)
+                    m_billNumbers += rows.text(QStringLiteral("fbillnumber")) + u',';
+                if (std::optional<QString> reason = refusal(rules, rows, s.gPeriodStartDate)) {
+                    Prompt::msgBox(QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + *reason,
+                                   Prompt::Exclamation, s.msgTitle);
+                    return false;
+                }
+            }
+
+            if (afterChecks)
+                afterChecks();
+            // Being a write, the claim also takes SQLite's write lock before
+            // the stock bills are read.
+            conn.beginTrans();
+            const int held = conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid") + inList(ids)
+                                          + QString::fromUtf8(rules.unchangedState));
+            if (held == rows.recordCount())
+                break;
+            conn.rollbackTrans();
+            if (++changedAttempts == kAttempts) {
+                Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
                 return false;
             }
         }
-
-        if (afterChecks)
-            afterChecks();
-        conn.beginTrans();
-        const int held = conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid") + inList(ids)
-                                      + QString::fromUtf8(rules.unchangedState));
-        if (held == rows.recordCount())
-            break;
-        conn.rollbackTrans();
-        if (attempt + 1 == kAttempts) {
-            Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
-            return false;
+        try {
+            if (std::optional<QString> refused = applyStatements(routine)) {
+                conn.rollbackTrans();
+                Prompt::msgBox(*refused, Prompt::Exclamation, s.msgTitle);
+                return false;
+            }
+            conn.commitTrans();
+            return true;
+        } catch (const DbError &e) {
+            conn.rollbackTrans();
+            if (++conflicts >= kConflictAttempts || !isTransientConflict(e))
+                throw;
         }
     }
+}
 
-    // The statements below run one by one; they are wrapped in one
-    // transaction so that a database error part-way leaves no half-done
-    // batch (stock bills adjusted for bills that were not voided or deleted).
-    // The caller rolls back when an error escapes.
+// The statements below run one by one; they are wrapped in the caller's
+// transaction so that a database error part-way leaves no half-done batch
+// (stock bills adjusted for bills that were not voided or deleted).
+std::optional<QString> BillStateOperations::applyStatements(Routine routine)
+{
+    Session &s = session();
+    Connection &conn = *s.gConn;
+    const QString ids = m_selection;
     switch (routine) {
     case Routine::Delete: {
         adjustInvoicedAmounts(conn, ids, -1);
@@ -240,12 +284,12 @@ bool BillStateOperations::checkAndApply(Routine routine)
         conn.execute(QStringLiteral("update tblFP set fcancellation=1 where finterid") + inList(ids));
         break;
     case Routine::UnCancel:
-        adjustInvoicedAmounts(conn, ids, +1);
+        if (std::optional<QString> refused = adjustInvoicedAmounts(conn, ids, +1))
+            return refused;
         conn.execute(QStringLiteral("update tblFP set fcancellation=0 where finterid") + inList(ids));
         break;
     }
-    conn.commitTrans();
-    return true;
+    return std::nullopt;
 }
 
 bool BillStateOperations::runCommand(ListCommand command, const ListGridState &grid)

@@ -9,13 +9,17 @@
 // all selected bills, checks each of them in turn (audited, earlier period,
 // void, in that order), and writes nothing at all when one bill fails. Only
 // when every bill passes does it run its statements, each covering the whole
-// batch through an in-list. The shared connection is opened at the start and
-// closed on every exit.
+// batch through an in-list, in one transaction. The stock bills whose
+// invoiced amounts move are locked in ascending id order, as a save locks
+// them; un-void refuses when a stock bill can no longer take its amounts
+// back. The shared connection is opened at the start and closed on every
+// exit.
 #include "list/ListSelection.h"
 
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 enum class ListCommand { Delete, Audit, UnAudit, Void, UnVoid };
 
@@ -61,6 +65,9 @@ private:
     enum class Routine { Delete, UnCheck, Cancel, UnCancel };
     bool runRoutine(Routine routine);
     bool checkAndApply(Routine routine);
+    // The routine's statements inside the open transaction; the refusal
+    // when un-voiding would take a stock bill beyond its amount.
+    std::optional<QString> applyStatements(Routine routine);
 
     QString m_selection;
     QString m_billNumbers;

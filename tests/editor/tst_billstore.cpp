@@ -13,6 +13,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <latch>
 #include <thread>
 
 namespace {
@@ -158,6 +159,41 @@ SaveResult insert(BillStore &store, const BillDraft &d)
 SaveResult update(BillStore &store, const BillDraft &d, int id)
 {
     return store.updateBill(store.updateHeader(d), d, id);
+}
+
+// Entries as "stock:amount,...", each row showing its stock bill as the fill
+// left it (nothing invoiced yet); an empty stock id names no stock bill.
+std::vector<EntryRow> entries(const QString &spec)
+{
+    std::vector<EntryRow> rows;
+    for (const QString &item : spec.split(u',', Qt::SkipEmptyParts)) {
+        const QStringList parts = item.split(u':');
+        rows.push_back(entry(parts[0], parts[1].startsWith(u'-') ? QStringLiteral("-300") : QStringLiteral("1000"), QStringLiteral("0"), parts[1]));
+    }
+    return rows;
+}
+
+// Every serial the counter gave belongs to a saved bill or is released for
+// reuse, exactly once.
+void expectNoNumberLost(TestDatabase &db)
+{
+    const QString serials = QStringLiteral("(select fbillNumber as n from tblFP union all select finterid from tblBillNoAdd where ftypeid=71) t");
+    const qint64 counter = count(db, QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71"));
+    QCOMPARE(count(db, QStringLiteral("select count(*) from ") + serials), counter);
+    QCOMPARE(count(db, QStringLiteral("select count(distinct n) from ") + serials), counter);
+}
+
+// Every stock bill's invoiced amount is the sum of the entries of the
+// non-void invoices naming it, and within the stock bill's amount.
+void expectStockBillsConsistent(TestDatabase &db, const QString &ids)
+{
+    QCOMPARE(count(db, QStringLiteral("select count(*) from icstockbill b where b.finterid in (%1) and isnull(b.fKPAmount,0) <> "
+                                      "(select isnull(sum(e.fHXAmount),0) from tblFPEntry e inner join tblFP f on f.finterid=e.fInterId "
+                                      "where f.fcancellation=0 and e.fStockInterId=b.finterid)").arg(ids)),
+             0);
+    QCOMPARE(count(db, QStringLiteral("select count(*) from icstockbill where finterid in (%1) and "
+                                      "abs(isnull(fKPAmount,0))>abs(isnull(fAllAmount,0))").arg(ids)),
+             0);
 }
 } // namespace
 
@@ -448,10 +484,12 @@ private slots:
         QCOMPARE(snapshot(db), before);
         QVERIFY(!db.conn().inTransaction());
         // On PostgreSQL the counters were taken in a transaction of their own
-        // and stay taken; on SQLite they went back with the bill.
+        // and stay advanced; on SQLite they went back with the bill.
         const qint64 taken = engine == DbEngine::PostgreSQL ? 2 : 1;
         QCOMPARE(count(db, QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")), taken);
         QCOMPARE(count(db, QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")), taken);
+        // A number the failed bill took is released, not lost.
+        expectNoNumberLost(db);
 
         BillDraft changed = three;
         changed.billNo = kept.billNo;
@@ -463,6 +501,69 @@ private slots:
         // The connection is usable afterwards.
         QVERIFY(insert(store, draft(QStringLiteral("5"), {entry("101", "1000", "100", "5")})).saved);
         QCOMPARE(kp(db, 101), QStringLiteral("105"));
+    }
+
+    // The stock bills are checked again at save, as they are in the
+    // database then: what other invoices took (and, on modify, this bill's
+    // own old share given back) plus this bill's entries must stay within
+    // each stock bill's amount, in its direction. A refusal names the stock
+    // bill and its open amount and writes nothing.
+    void stockBillBound_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("first");      // entries of an invoice saved before
+        QTest::addColumn<bool>("modify");        // change that invoice instead of adding one
+        QTest::addColumn<QString>("rows");
+        QTest::addColumn<QString>("refusedStock"); // empty: saved
+        QTest::addColumn<QString>("open");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "beyond what is left") << "" << false << "102:301" << "WIN102" << "300";
+            engineRow(e, "exactly what is left") << "" << false << "102:300" << "" << "";
+            engineRow(e, "one stock bill named twice") << "" << false << "101:600,101:500" << "WIN101" << "1000";
+            engineRow(e, "after another invoice") << "101:700" << false << "101:400" << "WIN101" << "300";
+            engineRow(e, "red beyond") << "" << false << "103:-301" << "WIN103" << "-300";
+            engineRow(e, "red against its direction") << "" << false << "103:50" << "WIN103" << "-300";
+            engineRow(e, "red within") << "103:-100" << false << "103:-200" << "" << "";
+            engineRow(e, "modify unchanged when full") << "101:1000,103:-300" << true << "101:1000,103:-300" << "" << "";
+            engineRow(e, "modify beyond") << "101:1000" << true << "101:1001" << "WIN101" << "1000";
+            engineRow(e, "no stock bill") << "" << false << ":50,0:20" << "" << "";
+        }
+    }
+    void stockBillBound()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, first);
+        QFETCH(bool, modify);
+        QFETCH(QString, rows);
+        QFETCH(QString, refusedStock);
+        QFETCH(QString, open);
+        TestDatabase db(engine);
+        seed(db.conn());
+        // A stock bill with id 0, which entries without a stock bill must not reach.
+        db.exec(QStringLiteral("insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) "
+                               "values(0,'WIN0','2025-01-02',10,1,0,100,5,1)"));
+        // WIN102 has 300 left, no invoice of ours having taken any of it.
+        db.exec(QStringLiteral("update icstockbill set fAllAmount=300,fKPAmount=0 where finterid=102"));
+        BillStore store(db.conn(), settings());
+        const SaveResult kept = insert(store, draft(QStringLiteral("-5000"), entries(first)));
+        QVERIFY(kept.saved);
+
+        const QStringList before = snapshot(db);
+        BillDraft d = draft(QStringLiteral("-5000"), entries(rows));
+        d.billNo = kept.billNo;
+        const SaveResult r = modify ? update(store, d, kept.interId) : insert(store, d);
+        expectNoNumberLost(db);
+        if (refusedStock.isEmpty()) {
+            QVERIFY2(r.saved, qPrintable(r.message ? r.message->text : QString()));
+            expectStockBillsConsistent(db, QStringLiteral("101,102,103"));
+            QCOMPARE(kp(db, 0), QStringLiteral("5"));
+            return;
+        }
+        QVERIFY(!r.saved);
+        QCOMPARE(r.message->text, QStringLiteral("入库单 ") + refusedStock + QStringLiteral(" 的未开票金额现为 ") + open
+                                      + QStringLiteral("，本次开票金额超出，保存不成功"));
+        QCOMPARE(r.message->icon, 48);
+        QCOMPARE(snapshot(db), before);
     }
 
     void fillOffersOpenStockBills_data() { addEngineRows(); }
@@ -580,6 +681,79 @@ private slots:
         QCOMPARE(changed.saved, allowed && valid);
         QCOMPARE(t.prompts().messageTexts(), changeMessage.isEmpty() ? QStringList{} : QStringList{changeMessage});
         QCOMPARE(kp(db, 101), allowed && valid ? QStringLiteral("200") : QStringLiteral("null"));
+    }
+
+    // Workstations saving at once against the same two stock bills (one
+    // blue, one red), odd ones naming them in the opposite order: no stock
+    // bill is invoiced beyond its amount, every save either goes through or
+    // is refused naming a stock bill and leaves nothing behind, no save fails
+    // for a deadlock, and no bill number is lost.
+    void concurrentSavesStayWithinStockBills_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<int>("threads");
+        QTest::addColumn<int>("rounds");
+        QTest::addColumn<int>("all");  // amount of the blue stock bill; the red one has its negative
+        QTest::addColumn<int>("take"); // each invoice's entry on the blue one; its negative on the red one
+        QTest::addColumn<int>("expectedSaved");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "eight full-amount savers") << 8 << 2 << 1000 << 1000 << 1;
+            engineRow(e, "two savers in opposite order") << 2 << 100 << 1000000 << 1 << 200;
+        }
+    }
+    void concurrentSavesStayWithinStockBills()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(int, threads);
+        QFETCH(int, rounds);
+        QFETCH(int, all);
+        QFETCH(int, take);
+        QFETCH(int, expectedSaved);
+        TestDatabase db(engine);
+        seed(db.conn());
+        for (int i = 0; i < 2; ++i)
+            db.exec(QStringLiteral("insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) "
+                                   "values(%1,'S%1','2025-01-02',10,1,0,%2,null,1)").arg(500 + i).arg(i == 0 ? all : -all));
+
+        std::atomic<int> saved{0};
+        std::vector<QString> errors(static_cast<size_t>(threads));
+        std::latch start(threads);
+        std::vector<std::thread> workers;
+        for (int t = 0; t < threads; ++t) {
+            workers.emplace_back([&, t] {
+                try {
+                    Connection conn(db.connectionString());
+                    conn.open();
+                    BillStore store(conn, settings());
+                    start.arrive_and_wait();
+                    for (int round = 0; round < rounds; ++round) {
+                        // Each row as the fill showed it: nothing invoiced yet.
+                        std::vector<EntryRow> rows{entry("500", QString::number(all), "0", QString::number(take)),
+                                                   entry("501", QString::number(-all), "0", QString::number(-take))};
+                        if (t % 2 == 1)
+                            std::swap(rows[0], rows[1]);
+                        const SaveResult r = insert(store, draft(QString::number(take), rows));
+                        if (r.saved)
+                            ++saved;
+                        else if (!r.message->text.startsWith(QStringLiteral("入库单 S50"))
+                                 || !r.message->text.endsWith(QStringLiteral("，本次开票金额超出，保存不成功")) || r.message->icon != 48)
+                            errors[size_t(t)] += r.message->text + u'\n';
+                    }
+                } catch (const DbError &e) {
+                    errors[size_t(t)] += e.description();
+                }
+            });
+        }
+        for (std::thread &w : workers)
+            w.join();
+        for (const QString &e : errors)
+            QVERIFY2(e.isEmpty(), qPrintable(e));
+        QCOMPARE(saved.load(), expectedSaved);
+        QCOMPARE(count(db, QStringLiteral("select count(*) from tblFP")), expectedSaved);
+        QCOMPARE(count(db, QStringLiteral("select count(*) from tblFPEntry")), 2 * expectedSaved);
+        QCOMPARE(kp(db, 500), QString::number(qint64(take) * expectedSaved));
+        expectStockBillsConsistent(db, QStringLiteral("500,501"));
+        expectNoNumberLost(db);
     }
 
     // Eight workstations save 50 invoices each at once against the same

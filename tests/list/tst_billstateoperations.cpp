@@ -221,6 +221,8 @@ private slots:
     void clerkLacksDeleteAndAuditRights();
     void randomSequenceKeepsInvoicedAmounts_data() { addEngineRows(); }
     void randomSequenceKeepsInvoicedAmounts();
+    void stockBillBounds_data();
+    void stockBillBounds();
 };
 
 void TestBillStateOperations::selectionList_data()
@@ -727,7 +729,16 @@ void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
                 passes = passes && mayAct(bills[id]);
             }
         }
-        const bool expected = found && passes;
+        // Un-void also needs every stock bill to take its amounts back
+        // within its own amount (another invoice may have taken them).
+        const bool overdrawn = op == UnCancel && found && passes
+            && env.count(QStringLiteral("select count(*) from (select fStockInterId as sid,sum(fHXAmount) as s from tblFPEntry "
+                                        "where fInterId in (%1) group by fStockInterId) t inner join icstockbill b on b.finterid=t.sid "
+                                        "where t.s<>0 and (abs(isnull(b.fKPAmount,0)+t.s)>abs(isnull(b.fAllAmount,0)) "
+                                        "or (isnull(b.fKPAmount,0)+t.s)*isnull(b.fAllAmount,0)<0)")
+                             .arg(joinIds(selection)))
+                > 0;
+        const bool expected = found && passes && !overdrawn;
 
         env.ts.prompts().clear();
         env.ops.setSelection(joinIds(selection));
@@ -760,6 +771,61 @@ void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
     QVERIFY(failures > 0);
     qDebug("%s: %d steps, %d deleted, %d voided, %d un-voided, %d refused, %lld ms", TestDatabase::engineName(engine), kSteps,
            successes[Delete], successes[Cancel], successes[UnCancel], failures, timer.elapsed());
+}
+
+// Un-void puts amounts back only while each stock bill can still take them
+// (another invoice may have taken them while the bill was void); entries
+// without a stock bill never reach icstockbill, whatever the operation.
+void TestBillStateOperations::stockBillBounds_data()
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<int>("op");
+    QTest::addColumn<int>("all");        // fAllAmount of stock bill 501
+    QTest::addColumn<QString>("other");  // what a valid invoice took of 501
+    QTest::addColumn<QString>("own");    // this bill's entry on 501 ("" for none)
+    QTest::addColumn<QString>("kpAfter"); // 501 afterwards; empty: refused
+    QTest::addColumn<QString>("open");   // the open amount the refusal names
+    for (DbEngine e : TestDatabase::engines()) {
+        engineRow(e, "un-void after another took it") << int(UnCancel) << 50000 << "30000" << "30000" << "" << "20000";
+        engineRow(e, "un-void with room left") << int(UnCancel) << 50000 << "20000" << "30000" << "50000" << "";
+        engineRow(e, "un-void red after another took it") << int(UnCancel) << -50000 << "-30000" << "-30000" << "" << "-20000";
+        engineRow(e, "un-void without stock bill") << int(UnCancel) << 50000 << "30000" << "" << "30000" << "";
+        engineRow(e, "void without stock bill") << int(Cancel) << 50000 << "30000" << "" << "30000" << "";
+        engineRow(e, "delete without stock bill") << int(Delete) << 50000 << "30000" << "" << "30000" << "";
+    }
+}
+
+void TestBillStateOperations::stockBillBounds()
+{
+    QFETCH(DbEngine, engine);
+    QFETCH(int, op);
+    QFETCH(int, all);
+    QFETCH(QString, other);
+    QFETCH(QString, own);
+    QFETCH(QString, kpAfter);
+    QFETCH(QString, open);
+    Env env(engine);
+    // Stock bill 0 stands for what entries without a stock bill must not reach.
+    env.addStock(0, QStringLiteral("5"));
+    env.addStock(501, other);
+    env.db.exec(QStringLiteral("update icstockbill set fAllAmount=%1 where finterid=501").arg(all));
+    env.addInvoice(2, 0, 0, kCurrent, {{501, other}});
+    QList<Entry> entries{{0, QStringLiteral("70000")}, {-1, QStringLiteral("70000")}};
+    if (!own.isEmpty())
+        entries << Entry{501, own};
+    env.addInvoice(1, 0, op == UnCancel ? 1 : 0, kCurrent, entries);
+    const QStringList before = snapshot(env.db.conn());
+
+    env.ops.setSelection(QStringLiteral("1"));
+    if (kpAfter.isEmpty()) {
+        QVERIFY(!runOp(env.ops, op));
+        env.expectRefused(QStringLiteral("入库单 WIN501 的未开票金额现为 ") + open + QStringLiteral("，取消作废的开票金额超出，操作不成功"),
+                          Prompt::Exclamation, before);
+        return;
+    }
+    QVERIFY(runOp(env.ops, op));
+    QCOMPARE(env.kp(501), Amount::parse(kpAfter).value());
+    QCOMPARE(env.kp(0), Amount::fromInt(5));
 }
 
 QTEST_GUILESS_MAIN(TestBillStateOperations)
