@@ -358,7 +358,13 @@ std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<
             continue;
         const auto oldShare = oldShares.find(stock);
         const Amount others = found->second.invoiced - (oldShare == oldShares.end() ? Amount() : oldShare->second);
-        if (!fitsStockBill(others + share, found->second.all))
+        const Amount now = found->second.invoiced;
+        const Amount after = others + share;
+        // A stock bill already invoiced beyond its amount (by data older than
+        // these checks) may still be brought back towards it.
+        const bool correction = !fitsStockBill(now, found->second.all) && after.abs() <= now.abs()
+            && (after.isZero() || after.isNegative() == now.isNegative());
+        if (!fitsStockBill(after, found->second.all) && !correction)
             return StoreMessage{QStringLiteral("入库单 ") + found->second.billNo + QStringLiteral(" 的未开票金额现为 ")
                                     + (found->second.all - others).toString() + QStringLiteral("，本次开票金额超出，保存不成功"),
                                 48};

@@ -516,17 +516,23 @@ private slots:
         QTest::addColumn<QString>("rows");
         QTest::addColumn<QString>("refusedStock"); // empty: saved
         QTest::addColumn<QString>("open");
+        QTest::addColumn<int>("overInvoiced"); // put on WIN101 by hand after the first invoice
         for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "beyond what is left") << "" << false << "102:301" << "WIN102" << "300";
-            engineRow(e, "exactly what is left") << "" << false << "102:300" << "" << "";
-            engineRow(e, "one stock bill named twice") << "" << false << "101:600,101:500" << "WIN101" << "1000";
-            engineRow(e, "after another invoice") << "101:700" << false << "101:400" << "WIN101" << "300";
-            engineRow(e, "red beyond") << "" << false << "103:-301" << "WIN103" << "-300";
-            engineRow(e, "red against its direction") << "" << false << "103:50" << "WIN103" << "-300";
-            engineRow(e, "red within") << "103:-100" << false << "103:-200" << "" << "";
-            engineRow(e, "modify unchanged when full") << "101:1000,103:-300" << true << "101:1000,103:-300" << "" << "";
-            engineRow(e, "modify beyond") << "101:1000" << true << "101:1001" << "WIN101" << "1000";
-            engineRow(e, "no stock bill") << "" << false << ":50,0:20" << "" << "";
+            engineRow(e, "beyond what is left") << "" << false << "102:301" << "WIN102" << "300" << 0;
+            engineRow(e, "exactly what is left") << "" << false << "102:300" << "" << "" << 0;
+            engineRow(e, "one stock bill named twice") << "" << false << "101:600,101:500" << "WIN101" << "1000" << 0;
+            engineRow(e, "after another invoice") << "101:700" << false << "101:400" << "WIN101" << "300" << 0;
+            engineRow(e, "red beyond") << "" << false << "103:-301" << "WIN103" << "-300" << 0;
+            engineRow(e, "red against its direction") << "" << false << "103:50" << "WIN103" << "-300" << 0;
+            engineRow(e, "red within") << "103:-100" << false << "103:-200" << "" << "" << 0;
+            engineRow(e, "modify unchanged when full") << "101:1000,103:-300" << true << "101:1000,103:-300" << "" << "" << 0;
+            engineRow(e, "modify beyond") << "101:1000" << true << "101:1001" << "WIN101" << "1000" << 0;
+            engineRow(e, "no stock bill") << "" << false << ":50,0:20" << "" << "" << 0;
+            // A stock bill invoiced beyond its amount before these checks
+            // existed: lowering an invoice on it is a correction and goes
+            // through; raising it does not.
+            engineRow(e, "over-invoiced, lowered") << "101:1000" << true << "101:900" << "" << "" << 200;
+            engineRow(e, "over-invoiced, raised") << "101:900" << true << "101:950" << "WIN101" << "800" << 200;
         }
     }
     void stockBillBound()
@@ -537,6 +543,7 @@ private slots:
         QFETCH(QString, rows);
         QFETCH(QString, refusedStock);
         QFETCH(QString, open);
+        QFETCH(int, overInvoiced);
         TestDatabase db(engine);
         seed(db.conn());
         // A stock bill with id 0, which entries without a stock bill must not reach.
@@ -547,6 +554,8 @@ private slots:
         BillStore store(db.conn(), settings());
         const SaveResult kept = insert(store, draft(QStringLiteral("-5000"), entries(first)));
         QVERIFY(kept.saved);
+        if (overInvoiced)
+            db.exec(QStringLiteral("update icstockbill set fKPAmount=fKPAmount+%1 where finterid=101").arg(overInvoiced));
 
         const QStringList before = snapshot(db);
         BillDraft d = draft(QStringLiteral("-5000"), entries(rows));
@@ -555,6 +564,10 @@ private slots:
         expectNoNumberLost(db);
         if (refusedStock.isEmpty()) {
             QVERIFY2(r.saved, qPrintable(r.message ? r.message->text : QString()));
+            if (overInvoiced) { // lowered by what the invoice gave up
+                QCOMPARE(kp(db, 101), QStringLiteral("1100"));
+                return;
+            }
             expectStockBillsConsistent(db, QStringLiteral("101,102,103"));
             QCOMPARE(kp(db, 0), QStringLiteral("5"));
             return;
