@@ -10,6 +10,14 @@ void reportError(const DbError &e)
 {
     Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
 }
+
+// The grid's name inside its quotes: single quotes doubled, so that a name
+// holding one stays a name.
+QString quotedName(const QString &name)
+{
+    QString text = name;
+    return text.replace(u'\'', QStringLiteral("''"));
+}
 } // namespace
 
 bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
@@ -20,7 +28,7 @@ bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
         OpenConnection();
         Connection &conn = *s.gConn;
         conn.beginTrans();
-        conn.execute(QStringLiteral("delete from t_GS_tableInfo where ftablename='") + name + QStringLiteral("'")
+        conn.execute(QStringLiteral("delete from t_GS_tableInfo where ftablename='") + quotedName(name) + QStringLiteral("'")
                      + QStringLiteral(" and ftype=") + QString::number(type));
         const int columns = grid.columnCount();
         for (int i = 0; i < columns; ++i) {
@@ -50,16 +58,16 @@ bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
     try {
         OpenConnection();
         Connection &conn = *s.gConn;
-        Recordset rs = conn.openRecordset(QStringLiteral("select fsequence,fwidth from t_GS_tableInfo where ftablename='") + name
+        Recordset rs = conn.openRecordset(QStringLiteral("select fsequence,fwidth from t_GS_tableInfo where ftablename='") + quotedName(name)
                                           + QStringLiteral("'") + QStringLiteral(" and ftype=") + QString::number(type)
                                           + QStringLiteral(" order by fsequence "));
         const int columns = grid.columnCount();
         if (rs.eof()) {
             // First display under this type: record the designed widths as
             // the default layout and leave the grid as it is.
-            conn.execute(QStringLiteral("delete from t_GS_tableinfo where ftablename='") + name + QStringLiteral("' and ftype=0 "));
+            conn.execute(QStringLiteral("delete from t_GS_tableinfo where ftablename='") + quotedName(name) + QStringLiteral("' and ftype=0 "));
             for (int i = 0; i < columns; ++i) {
-                conn.execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values('") + name
+                conn.execute(QStringLiteral("insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values('") + quotedName(name)
                              + QStringLiteral("',") + QString::number(grid.columnWidth(i)) + QStringLiteral(",")
                              + QString::number(i) + QStringLiteral(",0)"));
             }

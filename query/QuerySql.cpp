@@ -3,6 +3,8 @@
 #include "platform/Clock.h"
 #include "platform/VbConvert.h"
 
+#include <QRegularExpression>
+
 namespace {
 // Blanks only, as the text boxes are trimmed; tabs and other white space stay.
 QString trimBlanks(const QString &text)
@@ -16,58 +18,96 @@ QString trimBlanks(const QString &text)
     return text.mid(begin, end - begin);
 }
 
-QString numberCondition(const QString &op, const QString &value)
+// A decimal number as both engines read it: digits with at most one point,
+// an optional sign, blanks around it. Only ASCII digits: other digits would
+// pass a Unicode-aware test and still not be numbers to the database.
+bool isSqlNumber(const QString &value)
 {
+    static const QRegularExpression number(QStringLiteral("^ *[+-]?([0-9]+(\\.[0-9]*)?|\\.[0-9]+) *$"));
+    return number.match(value).hasMatch();
+}
+
+QString numberCondition(int row, const QString &caption, const QString &op, const QString &value)
+{
+    static const QStringList symbols{QStringLiteral(" >"), QStringLiteral(" >="), QStringLiteral(" ="),
+                                     QStringLiteral(" <"), QStringLiteral(" <="), QStringLiteral(" <>")};
+    const qsizetype index = operatorNames(int(ValueKind::Number)).indexOf(op);
+    if (index < 0)
+        return {};
     const QString v = value.isEmpty() ? QStringLiteral("0") : value;
-    if (op == u"大于")
-        return QStringLiteral(" >") + v;
-    if (op == u"大于等于")
-        return QStringLiteral(" >=") + v;
-    if (op == u"等于")
-        return QStringLiteral(" =") + v;
-    if (op == u"小于等于")
-        return QStringLiteral(" <=") + v;
-    if (op == u"小于")
-        return QStringLiteral(" <") + v;
-    if (op == u"不等于")
-        return QStringLiteral(" <>") + v;
-    return {};
+    if (!isSqlNumber(v))
+        throw ConditionValueError(row, caption, ConditionValueError::NotANumber);
+    return symbols[index] + v;
 }
 
 QString textCondition(const QString &op, const QString &v)
 {
     if (op == u"包含")
-        return QStringLiteral(" like '%") + v + QStringLiteral("%' ");
+        return QStringLiteral(" like '%") + sqlLikeValue(v) + QStringLiteral("%'") + kLikeEscape + u' ';
     if (op == u"不包含")
-        return QStringLiteral(" not like '%") + v + QStringLiteral("%' ");
+        return QStringLiteral(" not like '%") + sqlLikeValue(v) + QStringLiteral("%'") + kLikeEscape + u' ';
     if (op == u"为空")
         return QStringLiteral("  is null ");
     if (op == u"不为空")
         return QStringLiteral("  is not null ");
     if (op == u"等于")
-        return QStringLiteral("='") + v + u'\'';
+        return QStringLiteral("='") + sqlTextValue(v) + u'\'';
     if (op == u"不等于")
-        return QStringLiteral("<>'") + v + u'\'';
+        return QStringLiteral("<>'") + sqlTextValue(v) + u'\'';
     if (op == u"大于等于")
-        return QStringLiteral(">='") + v + u'\'';
+        return QStringLiteral(">='") + sqlTextValue(v) + u'\'';
     if (op == u"小于等于")
-        return QStringLiteral("<='") + v + u'\'';
+        return QStringLiteral("<='") + sqlTextValue(v) + u'\'';
     return {};
 }
 
 // Date rows carry their SQL symbol in the hidden column and only take it if
-// the operator is one of the date operators.
-QString dateCondition(const QString &op, const QString &symbol, const QString &v)
+// the operator is one of the date operators. The value must be a real date
+// written yyyy-MM-dd (blanks around it are dropped).
+QString dateCondition(int row, const QString &caption, const QString &op, const QString &symbol, const QString &v)
 {
     if (!operatorNames(int(ValueKind::Date)).contains(op))
         return {};
-    return symbol + u'\'' + v + u'\'';
+    static const QRegularExpression shape(QStringLiteral("^[0-9]{4}-[0-9]{2}-[0-9]{2}$"));
+    const QString text = v.trimmed();
+    const QDate date = QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
+    if (!shape.match(text).hasMatch() || !date.isValid())
+        throw ConditionValueError(row, caption, ConditionValueError::NotADate);
+    return symbol + u'\'' + sqlDateText(date) + u'\'';
 }
 } // namespace
 
 QString sqlDateText(const QDate &date)
 {
     return date.toString(QStringLiteral("yyyy-MM-dd"));
+}
+
+QString sqlTextValue(const QString &value)
+{
+    QString quoted = value;
+    return quoted.replace(u'\'', QStringLiteral("''"));
+}
+
+QString sqlLikeValue(const QString &value)
+{
+    QString pattern;
+    pattern.reserve(value.size() + 8);
+    for (const QChar c : value) {
+        if (c == u'\\' || c == u'%' || c == u'_')
+            pattern += u'\\';
+        pattern += c;
+    }
+    return sqlTextValue(pattern);
+}
+
+ConditionValueError::ConditionValueError(int row, const QString &caption, Problem problem)
+    : ConversionError(problem == NotANumber
+                          ? QStringLiteral("查询条件第%1行“%2”的值不是数字,请重新输入!").arg(QString::number(row), caption)
+                          : QStringLiteral("查询条件第%1行“%2”的值不是有效日期(格式:年-月-日,如2024-01-31),请重新输入!").arg(QString::number(row), caption))
+    , m_row(row)
+    , m_caption(caption)
+    , m_problem(problem)
+{
 }
 
 QString buildSeekSQL(const ConditionTable &conditions)
@@ -97,13 +137,13 @@ QString buildSeekSQL(const ConditionTable &conditions)
         s += field;
         switch (VbConvert::toInt32(kind)) {
         case int(ValueKind::Number):
-            s += numberCondition(op, value);
+            s += numberCondition(r, caption, op, value);
             break;
         case int(ValueKind::Text):
             s += textCondition(op, value);
             break;
         case int(ValueKind::Date):
-            s += dateCondition(op, symbol, value);
+            s += dateCondition(r, caption, op, symbol, value);
             break;
         default:
             break;
@@ -123,7 +163,8 @@ QString buildSeekSQLB(const QDate &startDate, const QDate &endDate, const TextBo
         const QStringList items = tag.split(u',');
         if (items.size() < 3)
             throw ConversionError(QStringLiteral("下标越界"));
-        s += QStringLiteral(" and ") + items[2] + QStringLiteral(" like '%") + value + QStringLiteral("%'  ");
+        s += QStringLiteral(" and ") + items[2] + QStringLiteral(" like '%") + sqlLikeValue(value) + QStringLiteral("%'") + kLikeEscape
+            + QStringLiteral("  ");
     }
     return s;
 }

@@ -31,6 +31,15 @@ QVariant userIdValue(const QString &userId)
     const qlonglong id = userId.trimmed().toLongLong(&ok);
     return ok ? QVariant(id) : QVariant(userId);
 }
+// Scheme ids and user ids go into the statements unquoted, so only a whole
+// number is let in: anything else could not name a row anyway.
+bool isWholeNumber(const QString &text)
+{
+    bool ok = false;
+    text.trimmed().toLongLong(&ok);
+    return ok;
+}
+
 // An empty cell is stored as an empty text, not as null.
 QString storedText(const QString &text)
 {
@@ -64,12 +73,14 @@ QString loadStatement(const QString &id, int billTypeId)
 QList<Scheme> list()
 {
     QList<Scheme> schemes;
+    const Session &s = session();
+    if (!isWholeNumber(s.gLoginUserId))
+        return schemes;
     ConnectionScope scope;
     if (!open())
         return schemes;
-    const Session &s = session();
     try {
-        Recordset rs = s.gConn->openRecordset(listStatement(s.gBillTypeId, s.gLoginUserId));
+        Recordset rs = s.gConn->openRecordset(listStatement(s.gBillTypeId, s.gLoginUserId.trimmed()));
         for (; !rs.eof(); rs.moveNext())
             schemes.append({rs.text(QStringLiteral("fname")), rs.text(QStringLiteral("finterid"))});
     } catch (const DbError &e) {
@@ -115,13 +126,13 @@ SaveResult save(const QString &name, const ConditionTable &conditions)
 
 bool remove(const QString &id)
 {
-    if (id.isEmpty())
+    if (!isWholeNumber(id))
         return false;
     ConnectionScope scope;
     if (!open())
         return false;
     try {
-        for (const QString &statement : deleteStatements(id))
+        for (const QString &statement : deleteStatements(id.trimmed()))
             session().gConn->execute(statement);
     } catch (const DbError &e) {
         showError(e);
@@ -132,12 +143,14 @@ bool remove(const QString &id)
 
 bool load(const QString &id, ConditionTable &conditions)
 {
+    if (!isWholeNumber(id))
+        return false;
     ConnectionScope scope;
     if (!open())
         return false;
     conditions.clear();
     try {
-        Recordset rs = session().gConn->openRecordset(loadStatement(id, session().gBillTypeId));
+        Recordset rs = session().gConn->openRecordset(loadStatement(id.trimmed(), session().gBillTypeId));
         for (; !rs.eof(); rs.moveNext()) {
             const int row = int(rs.toInt(QStringLiteral("fline")));
             for (int c = 1; c <= ConditionTable::kColumns; ++c)

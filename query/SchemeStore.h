@@ -34,7 +34,8 @@ QStringList deleteStatements(const QString &id);
 QString loadStatement(const QString &id, int billTypeId);
 
 // The session user's schemes of the session's bill type, in the order the
-// database returns them; empty on failure.
+// database returns them; empty on failure or for a user id that is no
+// whole number.
 QList<Scheme> list();
 
 struct SaveResult {
@@ -47,13 +48,13 @@ struct SaveResult {
 // nothing. Names need not be unique.
 SaveResult save(const QString &name, const ConditionTable &conditions);
 
-// Deletes the scheme with that id, whoever owns it. An empty id does
-// nothing. True when the statements ran.
+// Deletes the scheme with that id, whoever owns it. An id that is not a
+// whole number (empty too) does nothing. True when the statements ran.
 bool remove(const QString &id);
 
 // Clears the grid and fills the rows the scheme stored, hidden columns
 // included. True when the scheme was read; the grid is left untouched when
-// the connection cannot be opened.
+// the id is not a whole number or the connection cannot be opened.
 bool load(const QString &id, ConditionTable &conditions);
 
 } // namespace SchemeStore

@@ -51,9 +51,14 @@ constexpr int widgetIndex(int oneBased) { return oneBased - 1; }
 void readStoredCondition()
 {
     Session &s = session();
+    // The user id goes in unquoted: a login that is no number has no row.
+    bool numericUser = false;
+    s.gLoginUserId.trimmed().toLongLong(&numericUser);
+    if (!numericUser)
+        return;
     try {
         OpenConnection();
-        s.gConn->openRecordset(QStringLiteral("select isnull(fsql,'') as fsql from tblFindSeek where fuserid=") + s.gLoginUserId
+        s.gConn->openRecordset(QStringLiteral("select isnull(fsql,'') as fsql from tblFindSeek where fuserid=") + s.gLoginUserId.trimmed()
                                + QStringLiteral(" and ftypeid=") + QString::number(s.gBillTypeId));
     } catch (const DbError &) {
         // The fill reports a connection or database that does not answer.
@@ -637,22 +642,28 @@ bool frmMainBillFind::find(const QString &seek, const QString &main, const QStri
 
 void frmMainBillFind::cmdXPOK()
 {
+    QString seek;
+    try {
+        seek = seekSQL();
+    } catch (const ConditionValueError &e) {
+        // A value that is no number or no date: say which, run nothing and
+        // stay open for the user to correct it.
+        Prompt::msgBox(e.text(), Prompt::Exclamation, session().msgTitle);
+        return;
+    } catch (const ConversionError &) {
+        // The dialog stays open for the user to correct the grid.
+        return;
+    }
     frmMainBillResult *list = nullptr;
     {
         WaitCursor wait;
-        QString seek;
-        try {
-            seek = seekSQL();
-        } catch (const ConversionError &) {
-            // The dialog stays open for the user to correct the grid.
-            return;
-        }
-        session().gSeekSql = seek;
         const QString main = mainSQL();
         const QString order = orderSQL();
         list = frmMainBillResult::instance();
         if (!find(seek, main, order, list))
             return;
+        // Only a condition that ran is kept for the list's refills.
+        session().gSeekSql = seek;
     }
     hide();
     // Nothing of this dialog is touched after the list closes: closing the

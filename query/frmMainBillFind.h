@@ -49,7 +49,8 @@ public:
     // The parts of the statement from the dialog's current entries. The seek
     // condition comes from the grid when Check1 is ticked, otherwise from the
     // simple page; a grid row whose kind is not a number throws
-    // ConversionError.
+    // ConversionError, a number or date condition whose value is none
+    // ConditionValueError (with the message for the user).
     QString seekSQL() const;
     QString mainSQL() const;
     QString orderSQL() const;

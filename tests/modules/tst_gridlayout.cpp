@@ -209,35 +209,38 @@ void TestGridLayout::loadAppliesStoredWidths()
 void TestGridLayout::firstLoadRecordsDesignedLayout_data()
 {
     QTest::addColumn<int>("type");
-    QTest::newRow("default type") << 0;
-    QTest::newRow("user type") << 5;
+    QTest::addColumn<QString>("name");
+    QTest::newRow("default type") << 0 << kGrid;
+    QTest::newRow("user type") << 5 << kGrid;
+    QTest::newRow("name with quotes") << 5 << QStringLiteral("frm'O'K'.vsf1");
 }
 
 void TestGridLayout::firstLoadRecordsDesignedLayout()
 {
     QFETCH_GLOBAL(DbEngine, engine);
     QFETCH(int, type);
+    QFETCH(QString, name);
     Env env(engine);
     if (type != 0)
-        env.store(kGrid, 0, {11, 12, 13, 14}); // an older default of this grid
+        env.store(name, 0, {11, 12, 13, 14}); // an older default of this grid
     env.store(kOtherGrid, 0, {7, 8});
 
     const Widths designed{90, 110, 130};
     auto widget = makeGrid(designed);
     TableWidgetGridColumns grid(widget.get());
-    QVERIFY(LoadGridLayout(kGrid, grid, std::int16_t(type)));
+    QVERIFY(LoadGridLayout(name, grid, std::int16_t(type)));
 
     QCOMPARE(widthsOf(grid), designed);
-    QCOMPARE(env.stored(kGrid, 0), designed);
+    QCOMPARE(env.stored(name, 0), designed);
     if (type != 0)
-        QCOMPARE(env.stored(kGrid, type), Widths());
+        QCOMPARE(env.stored(name, type), Widths());
     QCOMPARE(env.stored(kOtherGrid, 0), Widths({7, 8}));
     expectQuiet(env.ts);
 
     // The recorded default is what a later load of type 0 applies.
     auto other = makeGrid({40, 40, 40});
     TableWidgetGridColumns otherGrid(other.get());
-    QVERIFY(LoadGridLayout(kGrid, otherGrid, 0));
+    QVERIFY(LoadGridLayout(name, otherGrid, 0));
     QCOMPARE(widthsOf(otherGrid), designed);
 }
 

@@ -1,11 +1,17 @@
 #include "platform/DbError.h"
+#include "platform/VbConvert.h"
 #include "query/QuerySqlSamples.h"
-#include "support/TestDatabase.h"
+#include "support/QueryModuleHelpers.h"
 
 #include <QTest>
 
 #include <map>
 #include <memory>
+
+namespace {
+// Keeps a statement to kTypedBills, which are dated before every demo bill.
+const QString kSeededOnly = QStringLiteral(" and fdate<'2002-01-01'");
+} // namespace
 
 // Every kind of statement the query builders produce — each operator of each
 // value kind, both connectors, every code of every fixed list, the simple
@@ -19,8 +25,10 @@ class TestFindStatements : public QObject {
 private slots:
     void initTestCase()
     {
-        for (DbEngine e : TestDatabase::engines())
+        for (DbEngine e : TestDatabase::engines()) {
             m_db[e] = std::make_unique<TestDatabase>(e, TestDatabase::Content::Demo);
+            seedTypedBills(*m_db[e], QDate(2001, 1, 15));
+        }
     }
     void cleanupTestCase() { m_db.clear(); }
 
@@ -62,6 +70,108 @@ private slots:
             else
                 QCOMPARE(ids, reference);
             first = false;
+        }
+    }
+
+    // What a user types into a condition is data: a text finds exactly the
+    // bills holding it, a number or date that is none is refused, and the
+    // bills are the same afterwards whatever was typed.
+    void typedValuesAreData_data()
+    {
+        QTest::addColumn<QString>("page"); // "grid", "simple"
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("op");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QStringList>("expected"); // bill numbers; {"refused"}
+        const QStringList refused{QStringLiteral("refused")};
+        const struct {
+            const char *name;
+            const char *page;
+            const char *field;
+            const char *op;
+            QString value;
+            QStringList expected;
+        } cases[] = {
+            {"number with a quote", "grid", "fbillno", "等于", "CGFP-O'K-001", {"CGFP-O'K-001"}},
+            {"quote in a number", "grid", "fbillno", "包含", "O'K", {"CGFP-O'K-001"}},
+            {"quote in a note", "grid", "fNote", "包含", "O'K", {"CGFP-O'K-001"}},
+            {"percent in a note", "grid", "fNote", "包含", "50%", {"CGFP-50%-002"}},
+            {"percent in a number", "grid", "fbillno", "包含", "50%", {"CGFP-50%-002"}},
+            {"underscore", "grid", "fNote", "包含", "a_b", {"CGFP-a_b-004"}},
+            {"backslash", "grid", "fNote", "包含", "\\", {"CGFP-BS-006"}},
+            {"not containing a backslash", "grid", "fNote", "不包含", "\\",
+             {"CGFP-O'K-001", "CGFP-50%-002", "CGFP-5000-003", "CGFP-a_b-004", "CGFP-axb-005", "CGFP-SQL-007", "CGFP-EMOJI-008",
+              "CGFP-LONG-009", "CGFP-LONG-010", "CGFP-OR-011", "CGFP-DEL-012"}},
+            {"comment dashes", "grid", "fNote", "包含", "--", {"CGFP-SQL-007", "CGFP-DEL-012"}},
+            {"semicolon", "grid", "fNote", "包含", ";", {"CGFP-SQL-007", "CGFP-DEL-012"}},
+            {"comment start", "grid", "fNote", "包含", "/*", {"CGFP-SQL-007"}},
+            {"emoji", "grid", "fNote", "包含", "😀", {"CGFP-EMOJI-008"}},
+            {"emoji equal", "grid", "fNote", "等于", "好😀", {"CGFP-EMOJI-008"}},
+            {"10000 characters equal", "grid", "fNote", "等于", kLongText, {"CGFP-LONG-009"}},
+            {"10000 characters contained", "grid", "fNote", "包含", kLongText, {"CGFP-LONG-009", "CGFP-LONG-010"}},
+            {"always true as a note", "grid", "fNote", "等于", kAlwaysTrue, {"CGFP-OR-011"}},
+            {"always true as a number", "grid", "fbillno", "等于", kAlwaysTrue, {}},
+            {"delete as a note", "grid", "fNote", "包含", kDeleteBills, {"CGFP-DEL-012"}},
+            {"delete as a number", "grid", "fbillno", "等于", kDeleteBills, {}},
+            {"simple page quote", "simple", "fbillno", "", "CGFP-O'K-001", {"CGFP-O'K-001"}},
+            {"simple page percent", "simple", "fNote", "", "50%", {"CGFP-50%-002"}},
+            {"simple page underscore", "simple", "fbillno", "", "a_b", {"CGFP-a_b-004"}},
+            {"simple page backslash", "simple", "fNote", "", "\\", {"CGFP-BS-006"}},
+            {"simple page always true", "simple", "fNote", "", kAlwaysTrue, {"CGFP-OR-011"}},
+            {"simple page delete", "simple", "fNote", "", kDeleteBills, {"CGFP-DEL-012"}},
+            {"amount with letters", "grid", "fAmount", "大于", "abc", refused},
+            {"amount with dashes", "grid", "fAmount", "等于", "--", refused},
+            {"amount with a semicolon", "grid", "fAmount", "等于", ";", refused},
+            {"amount with a comment", "grid", "fAmount", "小于", "/*", refused},
+            {"amount always true", "grid", "fAmount", "不等于", "1 or 1=1", refused},
+            {"amount with a delete", "grid", "fAmount", "大于", "0) or 1=1; delete from tblFPEntry; delete from tblFP; --", refused},
+            {"amount with an emoji", "grid", "fAmount", "大于", "😀", refused},
+            {"amount of 10000 characters", "grid", "fAmount", "大于", kLongText, refused},
+            {"date that does not exist", "grid", "fdate", "等于", "2026-02-30", refused},
+            {"date with letters", "grid", "fdate", "大于", "abc", refused},
+            {"date always true", "grid", "fdate", "等于", "2001-01-15' or 'a'='a", refused},
+            {"date with a delete", "grid", "fdate", "等于", "2001-01-15'); delete from tblFP; --", refused},
+        };
+        for (const auto &c : cases)
+            QTest::newRow(c.name) << c.page << c.field << c.op << c.value << c.expected;
+    }
+    void typedValuesAreData()
+    {
+        QFETCH(QString, page);
+        QFETCH(QString, field);
+        QFETCH(QString, op);
+        QFETCH(QString, value);
+        QFETCH(QStringList, expected);
+        const int kind = field == u"fAmount" ? 1 : field == u"fdate" ? 3 : 2;
+        const QString caption = QStringLiteral("条件%1").arg(field);
+        ConditionTable grid;
+        grid.setRowTexts(1, {QString(), caption, field, QString::number(kind), op,
+                             operatorSymbols(kind).value(operatorNames(kind).indexOf(op)), value, "0", "", "0"});
+        for (auto &[engine, db] : m_db) {
+            const QString before = billsSnapshot(*db);
+            QString seek;
+            bool refused = false;
+            try {
+                seek = page == u"grid" ? buildSeekSQL(grid) : buildSeekSQLB(QDate(2001, 1, 1), QDate(2001, 1, 31), {{value, "0,0," + field}});
+            } catch (const ConversionError &e) {
+                refused = true;
+                QVERIFY2(e.text().contains(caption), qPrintable(e.text()));
+            }
+            QCOMPARE(refused, expected == QStringList{QStringLiteral("refused")});
+            if (!refused) {
+                QStringList found;
+                try {
+                    for (Recordset rs = db->conn().openRecordset(buildFindStatement(QStringLiteral("vPurFP"), seek, QString(), kSeededOnly, QString()));
+                         !rs.eof(); rs.moveNext())
+                        found << rs.text(QStringLiteral("fbillno"));
+                } catch (const DbError &e) {
+                    QFAIL(qPrintable(QStringLiteral("%1: %2").arg(QLatin1String(TestDatabase::engineName(engine)), e.description())));
+                }
+                found.sort();
+                expected.sort();
+                QCOMPARE(found, expected);
+            }
+            QCOMPARE(billsSnapshot(*db), before);
         }
     }
 };

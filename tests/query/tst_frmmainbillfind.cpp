@@ -29,6 +29,8 @@
 #include <QTimer>
 #include <QToolButton>
 
+Q_DECLARE_METATYPE(ConditionTable)
+
 namespace {
 void flushDeletes()
 {
@@ -121,6 +123,15 @@ ConditionTable amountCondition(const QString &kind, const QString &op, const QSt
     return table;
 }
 
+// One condition in row 1 on a field of the demo catalogue.
+ConditionTable condition(const QString &caption, const QString &field, int kind, const QString &op, const QString &value)
+{
+    ConditionTable table;
+    table.setRowTexts(1, {"", caption, field, QString::number(kind), op, operatorSymbols(kind).value(operatorNames(kind).indexOf(op)),
+                          value, "0", "", "0"});
+    return table;
+}
+
 QStringList comboTexts(QComboBox *combo)
 {
     QStringList texts;
@@ -189,7 +200,8 @@ private slots:
     void schemes();
     void okFillsAndShowsTheList_data();
     void okFillsAndShowsTheList();
-    void okWithAMalformedGridStays();
+    void okRefusesWhatCannotRun_data();
+    void okRefusesWhatCannotRun();
     void okWhileTheListIsOpenRefillsIt();
     void findInfo1ThroughTheComponent();
     void renders();
@@ -459,7 +471,7 @@ void TestFrmMainBillFind::pagesAndSeekCondition()
     child<QDateEdit>(dialog, QStringLiteral("dtp_1"))->setDate(QDate(2024, 12, 31));
     child<QLineEdit>(dialog, QStringLiteral("txt_0"))->setText(QStringLiteral(" 0001 "));
     QCOMPARE(dialog->seekSQL(), buildSeekSQLB(QDate(2024, 1, 1), QDate(2024, 12, 31), dialog->textBoxes()));
-    QVERIFY(dialog->seekSQL().contains(QStringLiteral(" and fbillno like '%0001%'  ")));
+    QVERIFY(dialog->seekSQL().contains(QStringLiteral(" and fbillno like '%0001%' escape '\\'  ")));
 
     choose(dialog, QStringLiteral("PC_2"), QStringLiteral("未审核"));
     choose(dialog, QStringLiteral("PC_4"), QStringLiteral("蓝字"));
@@ -525,13 +537,27 @@ void TestFrmMainBillFind::okFillsAndShowsTheList_data()
     QTest::addColumn<QString>("page");   // "grid", "simple"
     QTest::addColumn<QString>("range");  // text of PC_1
     QTest::addColumn<QString>("hostSql");
+    QTest::addColumn<ConditionTable>("conditions");
+    QTest::addColumn<QString>("note");   // typed into the simple page's box for fNote
     QTest::addColumn<QString>("where");  // the same rows, as the test writes it
     const QString today = Clock::today().toString(QStringLiteral("yyyy-MM-dd"));
     const QString monthAgo = Clock::today().addMonths(-1).toString(QStringLiteral("yyyy-MM-dd"));
-    QTest::newRow("grid, everything") << "grid" << "全部" << QString() << QString();
+    const ConditionTable none;
+    QTest::newRow("grid, everything") << "grid" << "全部" << QString() << none << QString() << QString();
     QTest::newRow("simple page, empty boxes")
-        << "simple" << "全部" << QString() << QStringLiteral(" and fdate>='%1' and fdate<='%2'").arg(monthAgo, today);
-    QTest::newRow("current period and host condition") << "grid" << "本期" << " and fAmount>1000" << "CURRENT and fAmount>1000";
+        << "simple" << "全部" << QString() << none << QString() << QStringLiteral(" and fdate>='%1' and fdate<='%2'").arg(monthAgo, today);
+    QTest::newRow("current period and host condition") << "grid" << "本期" << " and fAmount>1000" << none << QString() << "CURRENT and fAmount>1000";
+    // Typed values find the bills that hold them, and only those.
+    QTest::newRow("bill number with a quote")
+        << "grid" << "全部" << QString() << condition("单据编号", "fbillno", 2, "等于", "CGFP-O'K-001") << QString() << " and finterid=900001";
+    QTest::newRow("percent taken literally")
+        << "grid" << "全部" << QString() << condition("备注", "fNote", 2, "包含", "50%") << QString() << " and finterid=900002";
+    QTest::newRow("always true is a note")
+        << "grid" << "全部" << QString() << condition("备注", "fNote", 2, "等于", kAlwaysTrue) << QString() << " and finterid=900011";
+    QTest::newRow("always true is no bill number")
+        << "grid" << "全部" << QString() << condition("单据编号", "fbillno", 2, "等于", kAlwaysTrue) << QString() << " and 1=0";
+    QTest::newRow("simple page, delete is a note") << "simple" << "全部" << QString() << none << kDeleteBills << " and finterid=900012";
+    QTest::newRow("simple page, quote") << "simple" << "全部" << QString() << none << "O'K" << " and finterid=900001";
 }
 
 void TestFrmMainBillFind::okFillsAndShowsTheList()
@@ -540,17 +566,27 @@ void TestFrmMainBillFind::okFillsAndShowsTheList()
     QFETCH(QString, page);
     QFETCH(QString, range);
     QFETCH(QString, hostSql);
+    QFETCH(ConditionTable, conditions);
+    QFETCH(QString, note);
     QFETCH(QString, where);
     Env env(engine);
+    seedTypedBills(env.db, Clock::today());
     Session &s = session();
     s.gFindSql = hostSql;
     where.replace(QStringLiteral("CURRENT"), QStringLiteral(" and fyear=%1 and fperiod=%2").arg(s.gCurrentYear).arg(s.gCurrentPeriod));
     const int expected = env.count(where);
-    QVERIFY(expected > 0);
+    const QString before = billsSnapshot(env.db);
 
     frmMainBillFind *dialog = frmMainBillFind::instance();
     dialog->setUsesGrid(page == u"grid");
     choose(dialog, QStringLiteral("PC_1"), range);
+    dialog->setConditionTable(conditions);
+    const TextBoxes boxes = dialog->textBoxes();
+    for (int i = 0; i < boxes.size(); ++i) {
+        if (boxes[i].second.split(u',').value(2) == u"fNote")
+            child<QLineEdit>(dialog, QStringLiteral("txt_%1").arg(i))->setText(note);
+    }
+    const QString seek = dialog->seekSQL();
     dialog->show();
 
     int shown = -1;
@@ -566,32 +602,71 @@ void TestFrmMainBillFind::okFillsAndShowsTheList()
     click(dialog, QStringLiteral("cmdXPOK"));
     QVERIFY(modal);
     QCOMPARE(shown, expected);
-    QCOMPARE(s.gSeekSql, page == u"grid" ? QString() : buildSeekSQLB(Clock::today().addMonths(-1), Clock::today(), {}));
+    QVERIFY(env.prompts().calls.empty());
+    QCOMPARE(s.gSeekSql, seek);
+    QCOMPARE(billsSnapshot(env.db), before);
     flushDeletes();
     QVERIFY(!frmMainBillFind::existingInstance());
     QCOMPARE(env.iniValue(QStringLiteral("A71")), QString::number(range == u"本期" ? 1 : 4));
 }
 
-void TestFrmMainBillFind::okWithAMalformedGridStays()
+void TestFrmMainBillFind::okRefusesWhatCannotRun_data()
+{
+    QTest::addColumn<ConditionTable>("conditions");
+    QTest::addColumn<QString>("hostSql");
+    QTest::addColumn<int>("icon");        // of the one message shown; 0: none
+    QTest::addColumn<QString>("message"); // what the message must say
+    // A kind that is not a number cannot be read: nothing to tell the user.
+    QTest::newRow("kind that is no number") << amountCondition("x", "大于", ">", "1") << QString() << 0 << QString();
+    const int refused = Prompt::Exclamation;
+    const QString notNumber = QStringLiteral("第1行“发票金额”的值不是数字");
+    for (const QString &value : {"abc", "1,5", "--", "0; delete from tblFPEntry; delete from tblFP", "1 or 1=1", "😀"})
+        QTest::addRow("amount %s", qPrintable(value)) << amountCondition("1", "大于", ">", value) << QString() << refused << notNumber;
+    const QString notDate = QStringLiteral("第1行“日期”的值不是有效日期");
+    for (const QString &value : {"2026-02-30", "abc", "2026-01-01' or 'a'='a"})
+        QTest::addRow("date %s", qPrintable(value)) << condition("日期", "fdate", 3, "大于", value) << QString() << refused << notDate;
+    // The host's condition is trusted as it stands; the engine's own error
+    // tells what it made of it.
+    QTest::newRow("host condition the database refuses")
+        << amountCondition("1", "大于", ">", "1") << " and fNoSuchColumn=1" << int(Prompt::Critical) << QString();
+}
+
+void TestFrmMainBillFind::okRefusesWhatCannotRun()
 {
     QFETCH_GLOBAL(DbEngine, engine);
+    QFETCH(ConditionTable, conditions);
+    QFETCH(QString, hostSql);
+    QFETCH(int, icon);
+    QFETCH(QString, message);
     Env env(engine);
+    const QString before = billsSnapshot(env.db);
+    session().gFindSql = hostSql;
+    // The condition of the last query that ran; one that cannot run must
+    // not take its place for the list's refills.
+    session().gSeekSql = QStringLiteral(" and ( fAmount >0");
     frmMainBillFind *dialog = env.open(true);
-    // A kind that is not a number cannot be read.
-    dialog->setConditionTable(amountCondition("x", "大于", ">", "1"));
+    dialog->setConditionTable(conditions);
     click(dialog, QStringLiteral("cmdXPOK"));
     QVERIFY(dialog->isVisible());
-    QVERIFY(!frmMainBillResult::existingInstance());
-    QVERIFY(env.prompts().calls.empty());
+    QCOMPARE(session().gSeekSql, QStringLiteral(" and ( fAmount >0"));
+    if (icon == Prompt::Critical) {
+        QVERIFY(!frmMainBillResult::existingInstance()->isVisible());
+    } else {
+        // No list was made, so no statement ran.
+        QVERIFY(!frmMainBillResult::existingInstance());
+    }
+    if (icon == 0) {
+        QVERIFY(env.prompts().calls.empty());
+    } else {
+        QCOMPARE(int(env.prompts().messages().size()), 1);
+        const Prompt::Call shownMessage = env.prompts().lastMessage();
+        QVERIFY2(shownMessage.text.contains(message), qPrintable(shownMessage.text));
+        QCOMPARE(shownMessage.icon, icon);
+        QCOMPARE(shownMessage.title, session().msgTitle);
+    }
+    QCOMPARE(billsSnapshot(env.db), before);
 
-    // A value the database refuses: its message, and the dialog stays.
-    dialog->setConditionTable(amountCondition("1", "大于", ">", "abc"));
-    click(dialog, QStringLiteral("cmdXPOK"));
-    QVERIFY(dialog->isVisible());
-    QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Critical));
-    QVERIFY(!frmMainBillResult::existingInstance() || !frmMainBillResult::existingInstance()->isVisible());
-
-    // Closing the dialog then lets the unshown list go too: the next query
+    // Closing the dialog then lets an unshown list go too: the next query
     // may be a selection and needs a list made for it.
     click(dialog, QStringLiteral("cmdXPClose"));
     flushDeletes();

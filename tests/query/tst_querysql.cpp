@@ -60,6 +60,8 @@ private slots:
 
     void seekSql_data();
     void seekSql();
+    void seekSqlRefusesValues_data();
+    void seekSqlRefusesValues();
     void seekSqlRejectsKindThatIsNoNumber_data();
     void seekSqlRejectsKindThatIsNoNumber();
     void seekSqlFromDialogChoices();
@@ -86,7 +88,7 @@ void TestQuerySql::seekSql_data()
     QTest::newRow("only row 3") << ConditionTable(Grid().number(3, kAnd, "大于", "100")) << " and ( fAmount >100";
     QTest::newRow("only row 3 with or") << ConditionTable(Grid().number(3, kOr, "大于", "100")) << " and ( fAmount >100";
     QTest::newRow("or on row 2") << ConditionTable(Grid().number(1, QString(), "大于", "100").text(2, kOr, "包含", "FP"))
-                                 << " and ( fAmount >100 or fbillno like '%FP%' ";
+                                 << " and ( fAmount >100 or fbillno like '%FP%' escape '\\' ";
     QTest::newRow("and on row 2") << ConditionTable(Grid().number(1, QString(), "大于", "100").text(2, kAnd, "等于", "X"))
                                   << " and ( fAmount >100 and fbillno='X'";
     QTest::newRow("and opening the bracket") << ConditionTable(Grid().text(2, kAnd, "等于", "X").number(4, kAnd, "等于", "5"))
@@ -120,15 +122,46 @@ void TestQuerySql::seekSql_data()
     // Text: quoted, pasted as typed.
     const QString v = QStringLiteral("A1");
     QTest::newRow("text 等于") << ConditionTable(Grid().text(1, QString(), "等于", v)) << " and ( fbillno='A1'";
-    QTest::newRow("text 包含") << ConditionTable(Grid().text(1, QString(), "包含", v)) << " and ( fbillno like '%A1%' ";
-    QTest::newRow("text 不包含") << ConditionTable(Grid().text(1, QString(), "不包含", v)) << " and ( fbillno not like '%A1%' ";
+    QTest::newRow("text 包含") << ConditionTable(Grid().text(1, QString(), "包含", v)) << " and ( fbillno like '%A1%' escape '\\' ";
+    QTest::newRow("text 不包含") << ConditionTable(Grid().text(1, QString(), "不包含", v)) << " and ( fbillno not like '%A1%' escape '\\' ";
     QTest::newRow("text 不等于") << ConditionTable(Grid().text(1, QString(), "不等于", v)) << " and ( fbillno<>'A1'";
     QTest::newRow("text 为空 ignores the value") << ConditionTable(Grid().text(1, QString(), "为空", v)) << " and ( fbillno  is null ";
     QTest::newRow("text 不为空 ignores the value") << ConditionTable(Grid().text(1, QString(), "不为空", v)) << " and ( fbillno  is not null ";
     QTest::newRow("text 大于等于") << ConditionTable(Grid().text(1, QString(), "大于等于", v)) << " and ( fbillno>='A1'";
     QTest::newRow("text 小于等于") << ConditionTable(Grid().text(1, QString(), "小于等于", v)) << " and ( fbillno<='A1'";
     QTest::newRow("text empty value stays empty") << ConditionTable(Grid().text(1, QString(), "等于", QString())) << " and ( fbillno=''";
-    QTest::newRow("text quote not doubled") << ConditionTable(Grid().text(1, QString(), "等于", "O'K")) << " and ( fbillno='O'K'";
+
+    // Typed text stays data: quotes doubled inside the literal; in a like
+    // pattern the wildcards and the escape character itself are escaped.
+    const QString longValue(10000, u'长');
+    const struct {
+        const char *name;
+        QString value;
+        QString equals;   // inside the quotes of 等于
+        QString contains; // inside the quotes of 包含, between the % signs
+    } typed[] = {
+        {"quote", "O'K", "O''K", "O''K"},
+        {"bill number with a quote", "CGFP-O'K-001", "CGFP-O''K-001", "CGFP-O''K-001"},
+        {"percent", "50%", "50%", "50\\%"},
+        {"underscore", "a_b", "a_b", "a\\_b"},
+        {"backslash", "\\", "\\", "\\\\"},
+        {"comment dashes", "--", "--", "--"},
+        {"semicolon", ";", ";", ";"},
+        {"comment start", "/*", "/*", "/*"},
+        {"emoji", "好😀", "好😀", "好😀"},
+        {"closing the statement", "x'); delete from tblFPEntry; delete from tblFP; --",
+         "x''); delete from tblFPEntry; delete from tblFP; --", "x''); delete from tblFPEntry; delete from tblFP; --"},
+        {"always true", "x' or 'a'='a", "x'' or ''a''=''a", "x'' or ''a''=''a"},
+        {"10000 characters", longValue, longValue, longValue},
+    };
+    for (const auto &t : typed) {
+        QTest::addRow("text 等于 %s", t.name) << ConditionTable(Grid().text(1, QString(), "等于", t.value)) << " and ( fbillno='" + t.equals + "'";
+        QTest::addRow("text 大于等于 %s", t.name) << ConditionTable(Grid().text(1, QString(), "大于等于", t.value)) << " and ( fbillno>='" + t.equals + "'";
+        QTest::addRow("text 包含 %s", t.name) << ConditionTable(Grid().text(1, QString(), "包含", t.value))
+                                            << " and ( fbillno like '%" + t.contains + "%' escape '\\' ";
+        QTest::addRow("text 不包含 %s", t.name) << ConditionTable(Grid().text(2, kOr, "不包含", t.value))
+                                              << " and ( fbillno not like '%" + t.contains + "%' escape '\\' ";
+    }
 
     // Dates: the hidden symbol column, whatever the operator's name says.
     QTest::newRow("date 大于等于") << ConditionTable(Grid().date(1, QString(), "大于等于", ">=", "2024-03-01")) << " and ( fdate>='2024-03-01'";
@@ -148,6 +181,45 @@ void TestQuerySql::seekSql()
     QFETCH(ConditionTable, grid);
     QFETCH(QString, expected);
     QCOMPARE(buildSeekSQL(grid), expected);
+}
+
+void TestQuerySql::seekSqlRefusesValues_data()
+{
+    QTest::addColumn<ConditionTable>("grid");
+    QTest::addColumn<QString>("message"); // what the refusal must say
+
+    const QString notNumber = QStringLiteral("第1行“金额”的值不是数字");
+    const QString notDate = QStringLiteral("第1行“日期”的值不是有效日期");
+    const QStringList numbers{"abc", "1,000", "12abc", "1 2", "１２", "--", ";", "/*", "x' or 'a'='a", "1; delete from tblFP",
+                              "1) or (1=1", "好😀", QString(10000, u'长')};
+    for (const QString &value : numbers) {
+        QTest::addRow("number %s", qPrintable(value.left(20))) << ConditionTable(Grid().number(1, QString(), "大于", value)) << notNumber;
+        QTest::addRow("number 不等于 %s", qPrintable(value.left(20)))
+            << ConditionTable(Grid().number(1, QString(), "不等于", value)) << notNumber;
+    }
+    const QStringList dates{"2026-02-30", "2024-13-01", "abc", "", "2024-3-1", "24-03-01", "2024-03-01'; --", "x' or 'a'='a",
+                            "2024-03-01' or 'a'='a"};
+    for (const QString &value : dates)
+        QTest::addRow("date %s", qPrintable(value)) << ConditionTable(Grid().date(1, QString(), "等于", "=", value)) << notDate;
+
+    // The message names the row and caption of the first value refused,
+    // even after conditions that were fine.
+    QTest::newRow("third row")
+        << ConditionTable(Grid().text(1, QString(), "等于", "A").number(2, kAnd, "等于", "1").date(3, kOr, "大于", ">", "2024-02-30")
+                              .number(4, kAnd, "小于", "x"))
+        << QStringLiteral("第3行“日期”的值不是有效日期");
+}
+
+void TestQuerySql::seekSqlRefusesValues()
+{
+    QFETCH(ConditionTable, grid);
+    QFETCH(QString, message);
+    try {
+        const QString sql = buildSeekSQL(grid);
+        QFAIL(qPrintable(QStringLiteral("not refused: ") + sql.left(200)));
+    } catch (const ConversionError &e) {
+        QVERIFY2(e.text().contains(message), qPrintable(e.text()));
+    }
 }
 
 void TestQuerySql::seekSqlRejectsKindThatIsNoNumber_data()
@@ -188,7 +260,7 @@ void TestQuerySql::seekSqlFromDialogChoices()
     grid.chooseCaption(3, 1, catalogue);
     grid.chooseOperator(3, 5); // 不等于
 
-    QCOMPARE(buildSeekSQL(grid), QStringLiteral(" and ( fdate>='2024-06-30' or fSupplierNumber like '%S01%'  and fAmount <>0"));
+    QCOMPARE(buildSeekSQL(grid), QStringLiteral(" and ( fdate>='2024-06-30' or fSupplierNumber like '%S01%' escape '\\'  and fAmount <>0"));
 }
 
 void TestQuerySql::simplePage_data()
@@ -200,15 +272,20 @@ void TestQuerySql::simplePage_data()
     const QString dates = " and ( fdate>='2024-02-05'   and fdate<='2024-03-15' ";
     QTest::newRow("no text boxes") << QStringList() << QStringList() << dates;
     QTest::newRow("every box empty or blank") << QStringList{QString(), "   "} << QStringList{"0,0,fbillno", "0,0,fOperatorName"} << dates;
-    QTest::newRow("one box, trimmed") << QStringList{"  FP01 "} << QStringList{"a,b,fbillno,d"} << dates + " and fbillno like '%FP01%'  ";
+    QTest::newRow("one box, trimmed") << QStringList{"  FP01 "} << QStringList{"a,b,fbillno,d"} << dates + " and fbillno like '%FP01%' escape '\\'  ";
     QTest::newRow("second box only")
         << QStringList{QString(), "张"} << QStringList{"0,0,fbillno", "1,0,fOperatorName"}
-        << dates + " and fOperatorName like '%张%'  ";
+        << dates + " and fOperatorName like '%张%' escape '\\'  ";
     QTest::newRow("two boxes in index order")
         << QStringList{"FP", "张"} << QStringList{"0,0,fbillno", "1,0,fOperatorName"}
-        << dates + " and fbillno like '%FP%'   and fOperatorName like '%张%'  ";
-    QTest::newRow("only blanks are trimmed") << QStringList{"\tx "} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%\tx%'  ";
-    QTest::newRow("quote pasted as typed") << QStringList{"O'K"} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%O'K%'  ";
+        << dates + " and fbillno like '%FP%' escape '\\'   and fOperatorName like '%张%' escape '\\'  ";
+    QTest::newRow("only blanks are trimmed") << QStringList{"\tx "} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%\tx%' escape '\\'  ";
+    QTest::newRow("quote doubled") << QStringList{"O'K"} << QStringList{"0,0,fbillno"} << dates + " and fbillno like '%O''K%' escape '\\'  ";
+    QTest::newRow("wildcards and backslash taken literally")
+        << QStringList{"50%", "a_b\\"} << QStringList{"0,0,fNote", "0,0,fbillno"}
+        << dates + " and fNote like '%50\\%%' escape '\\'   and fbillno like '%a\\_b\\\\%' escape '\\'  ";
+    QTest::newRow("statement cannot be closed") << QStringList{"x'); delete from tblFP; --"} << QStringList{"0,0,fNote"}
+                                                << dates + " and fNote like '%x''); delete from tblFP; --%' escape '\\'  ";
 }
 
 void TestQuerySql::simplePage()

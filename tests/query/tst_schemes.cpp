@@ -113,6 +113,11 @@ void TestSchemes::missingNameOrIdChangesNothing()
 
     SchemeStore::save(QStringLiteral("留"), sampleGrid());
     QVERIFY(!SchemeStore::remove(QString()));
+    // An id is a whole number or nothing: it cannot widen the statement.
+    QVERIFY(!SchemeStore::remove(QStringLiteral("0 or 1=1")));
+    ConditionTable grid;
+    QVERIFY(!SchemeStore::load(QStringLiteral("0 or 1=1"), grid));
+    QVERIFY(grid.isEmpty());
     QCOMPARE(f.stored(), QStringLiteral("1/4"));
     QVERIFY(f.ts.prompts().calls.empty());
 }

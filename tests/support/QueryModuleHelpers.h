@@ -38,6 +38,41 @@ inline void expectOneError(TestSession &ts)
     QVERIFY(!messages.front().text.isEmpty());
 }
 
+// Row counts of the bills and their entries and a checksum of the bills'
+// states: the same text before and after means no bill was added, removed,
+// audited or voided.
+inline QString billsSnapshot(TestDatabase &db)
+{
+    return db.scalar(QStringLiteral("select count(*) from tblFP")).toString() + u'/'
+        + db.scalar(QStringLiteral("select count(*) from tblFPEntry")).toString() + u'/'
+        + QString::number(db.scalar(QStringLiteral("select sum(finterid*(1+2*fstatus+4*fcancellation)) from tblFP")).toLongLong());
+}
+
+// Values users type into conditions that must stay data.
+inline const QString kAlwaysTrue = QStringLiteral("x' or 'a'='a");
+inline const QString kDeleteBills = QStringLiteral("x'); delete from tblFPEntry; delete from tblFP; --");
+inline const QString kLongText(10000, u'长');
+
+// Bills whose numbers and notes hold such values, most next to a near miss
+// that an unescaped wildcard would find as well; their ids are 900001 up,
+// in this order.
+inline const QList<std::pair<QString, QString>> kTypedBills{
+    {"CGFP-O'K-001", "O'K 供应商"}, {"CGFP-50%-002", "折扣50%"}, {"CGFP-5000-003", "50 元"},
+    {"CGFP-a_b-004", "a_b"}, {"CGFP-axb-005", "axb"}, {"CGFP-BS-006", "C:\\temp\\x"},
+    {"CGFP-SQL-007", "a--b; c /* d */"}, {"CGFP-EMOJI-008", "好😀"}, {"CGFP-LONG-009", kLongText},
+    {"CGFP-LONG-010", kLongText + "尾"}, {"CGFP-OR-011", kAlwaysTrue}, {"CGFP-DEL-012", kDeleteBills},
+};
+
+// Adds kTypedBills dated `date`, with mixed states and amounts.
+inline void seedTypedBills(TestDatabase &db, const QDate &date)
+{
+    int id = 900000;
+    for (const auto &[billNo, note] : kTypedBills)
+        db.conn().execute(QStringLiteral("insert into tblFP(finterid,fbillno,fstatus,fcancellation,fdate,ftrantype,frob,fAmount,fNote)"
+                                         " values(?,?,?,?,?,71,0,?,?)"),
+                          {++id, billNo, id % 2, id % 3 == 0 ? 1 : 0, date.toString(QStringLiteral("yyyy-MM-dd")), id % 7, note});
+}
+
 // A double-click as the window system delivers it: press and release, then
 // the double-click and its release.
 inline void doubleClick(QWidget *viewport, QPoint pos)
