@@ -269,8 +269,9 @@ std::optional<QString> BillStateOperations::applyStatements(Routine routine)
         for (const QString &piece : pieces) {
             if (piece.isEmpty())
                 continue;
-            conn.execute(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values('") + piece + QStringLiteral("',")
-                         + QString::number(s.gBillTypeId) + QStringLiteral(")"));
+            conn.execute(QStringLiteral("insert into tblBillNoAdd(finterid,ftypeid) values(?,") + QString::number(s.gBillTypeId)
+                             + QStringLiteral(")"),
+                         {piece});
         }
         conn.execute(QStringLiteral("delete from tblFP  where finterid") + inList(ids));
         conn.execute(QStringLiteral("delete from tblFPentry  where finterid") + inList(ids));
