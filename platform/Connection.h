@@ -57,7 +57,8 @@ public:
     // Inserts one row of named columns (values bound, never spliced).
     void addRow(const QString &table, const QList<std::pair<QString, QVariant>> &columns);
 
-    // Engine-specific text, not translated; may hold several statements.
+    // Engine-specific text, not translated. A script may hold several
+    // statements and runs them one by one; the others take one statement.
     void executeScript(const QString &script);
     int executeNative(const QString &sql, const QVariantList &params = {});
     Recordset openRecordsetNative(const QString &sql, const QVariantList &params = {});
