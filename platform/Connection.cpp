@@ -393,6 +393,10 @@ bool holdsSeveralStatements(QStringView sql, DbEngine engine)
             ++i;
             continue;
         }
+        // SQLite's driver runs nothing with more than blanks after the first
+        // statement's ";", not even a comment: refuse it here in plain words.
+        if (ended && !pg)
+            return true;
         if (c == u'-' && at(i + 1) == u'-') {
             while (i < n && sql[i] != u'\n')
                 ++i;

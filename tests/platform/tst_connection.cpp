@@ -190,6 +190,7 @@ private slots:
         engineRow(DbEngine::SQLite, "trigger body")
             << "create trigger trgOne after insert on tOne begin update tOne set a=a; delete from tOne where a=9; end;" << false;
         engineRow(DbEngine::SQLite, "after a trigger") << "create trigger trgOne after insert on tOne begin select 1; end; delete from tOne" << true;
+        engineRow(DbEngine::SQLite, "comment after the end") << "update tOne set a=2; -- x" << true; // the driver would refuse it
         engineRow(DbEngine::SQLite, "inside brackets") << "select a as [x;y] from tOne" << false;
     }
     void oneStatementPerCall()
