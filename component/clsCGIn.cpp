@@ -5,6 +5,7 @@
 #include "component/SessionStartup.h"
 #include "editor/frmMainBill.h"
 #include "list/frmMainBillResult.h"
+#include "modules/ConnectionRoutines.h"
 #include "platform/DbError.h"
 #include "platform/VbConvert.h"
 #include "printing/BillPrinting.h"
@@ -45,7 +46,12 @@ std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
             *error = e.text();
         return nullptr;
     }
-    return std::unique_ptr<clsCGIn>(new clsCGIn);
+    std::unique_ptr<clsCGIn> obj(new clsCGIn);
+    // When the host lets go of the component (deleting it, or through
+    // TamsorPurFP_Release), the connection kept idle for reuse is closed at
+    // once rather than held open on the server until it expires.
+    QObject::connect(obj.get(), &QObject::destroyed, [] { ReleaseIdleConnection(); });
+    return obj;
 }
 
 bool clsCGIn::newInfo()

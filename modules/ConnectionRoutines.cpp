@@ -59,7 +59,9 @@ void CloseConnection()
     if (!s.gConn)
         return;
     std::unique_ptr<Connection> conn = std::move(s.gConn);
-    if (!conn->isOpen() || conn->inTransaction()) {
+    // A connection on which the engine failed a command is not kept: it may
+    // be broken, and the next unit of work is better served by a fresh one.
+    if (!conn->isOpen() || conn->inTransaction() || conn->hadError()) {
         conn->close();
         return;
     }

@@ -7,7 +7,8 @@
 // connection string takes it back: connecting to a server costs far more
 // than the few statements of a typical unit of work. An idle connection is
 // closed after a minute, when the connection string changes, and by
-// ReleaseIdleConnection.
+// ReleaseIdleConnection (which the component calls when the host releases
+// it). A connection on which a command failed is closed, never kept.
 #include <QString>
 
 // Opens session().gConn with DBConnectionString unless it is open already.
@@ -15,7 +16,7 @@
 bool OpenConnection();
 // Ends the unit of work on the shared connection; harmless when it is
 // closed. A connection left inside a transaction is really closed (rolled
-// back), never kept.
+// back), never kept; so is one on which the engine failed a command.
 void CloseConnection();
 // Really closes the connection kept idle, if any.
 void ReleaseIdleConnection();

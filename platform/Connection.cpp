@@ -60,12 +60,15 @@ void Connection::open()
             throw DbError(QStringLiteral("缺少 SQLite 数据库驱动 (libqt6sql6-sqlite)"));
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
         db.setDatabaseName(m_settings.database);
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=10000"));
+        // A statement waits this long for another workstation's lock, then
+        // fails as busy.
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(m_busyTimeoutMs));
         if (!db.open()) {
-            const QString text = sqlErrorText(db.lastError());
+            const QSqlError error = db.lastError();
             db = QSqlDatabase();
             QSqlDatabase::removeDatabase(m_name);
-            throw DbError(text);
+            throw DbError(dbFaultText(dbFault(DbEngine::SQLite, error.nativeErrorCode()), sqlErrorText(error)),
+                          error.nativeErrorCode());
         }
         const QVariant handle = db.driver()->handle();
         sqlite3 *raw = handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0
@@ -88,16 +91,18 @@ void Connection::open()
         db.setPassword(m_settings.password);
         db.setConnectOptions(QStringLiteral("connect_timeout=10"));
         if (!db.open()) {
-            const QString text = sqlErrorText(db.lastError());
+            const QSqlError error = db.lastError();
             db = QSqlDatabase();
             QSqlDatabase::removeDatabase(m_name);
-            throw DbError(text);
+            throw DbError(dbFaultText(DbFault::CannotConnect, sqlErrorText(error)), error.nativeErrorCode());
         }
         QSqlQuery q(db);
         q.exec(QStringLiteral("set client_min_messages to warning"));
         q.exec(QStringLiteral("set datestyle to ISO, YMD"));
     }
     m_inTransaction = false;
+    m_hadError = false;
+    m_lost = false;
 }
 
 bool Connection::stillUsable(bool probeServer)
@@ -124,37 +129,88 @@ void Connection::close()
     }
     QSqlDatabase::removeDatabase(m_name);
     m_inTransaction = false;
+    m_lost = false;
+}
+
+bool Connection::connectionLost(const QSqlError &error) const
+{
+    if (m_settings.engine != DbEngine::PostgreSQL)
+        return false;
+    // The driver closes its side when it finds the connection bad.
+    return dbFault(DbEngine::PostgreSQL, error.nativeErrorCode()) == DbFault::ConnectionLost
+        || error.type() == QSqlError::ConnectionError || !database().isOpen();
+}
+
+void Connection::reopenIfLost()
+{
+    if (!m_lost || m_inTransaction)
+        return;
+    close();
+    open();
 }
 
 void Connection::fail(const QSqlError &error)
 {
+    m_hadError = true;
+    const QString code = error.nativeErrorCode();
+    if (connectionLost(error)) {
+        // Nothing is left to roll back: the server ended the session, and
+        // with it any open transaction. The next command reconnects.
+        const DbFault fault = m_inTransaction ? DbFault::TransactionLost : DbFault::ConnectionLost;
+        m_inTransaction = false;
+        m_lost = true;
+        throw DbError(dbFaultText(fault, sqlErrorText(error)), code);
+    }
     if (m_inTransaction) {
         database().rollback();
         m_inTransaction = false;
     }
-    throw DbError(sqlErrorText(error), error.nativeErrorCode());
+    throw DbError(dbFaultText(dbFault(engine(), code), sqlErrorText(error)), code);
+}
+
+QSqlQuery Connection::start(const QString &sql, const QVariantList &params)
+{
+    if (holdsSeveralStatements(sql, engine()))
+        throw DbError(QStringLiteral("一次只能执行一条SQL语句"));
+    reopenIfLost();
+    if (!isOpen())
+        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
+    for (bool again = false;; again = true) {
+        QSqlError error;
+        { // the query lets go of the connection before it may be reopened
+            QSqlQuery query(database());
+            query.setForwardOnly(true);
+            query.setNumericalPrecisionPolicy(QSql::HighPrecision);
+            bool ok;
+            if (params.isEmpty()) {
+                ok = query.exec(sql);
+            } else {
+                ok = query.prepare(sql);
+                if (ok) {
+                    for (const QVariant &p : params)
+                        query.addBindValue(p);
+                    ok = query.exec();
+                }
+            }
+            if (ok)
+                return query;
+            error = query.lastError();
+        }
+        // A connection the server dropped while idle has run nothing of this
+        // statement: reconnect once and run it again. Inside a transaction
+        // the earlier statements are lost with the session, so never.
+        if (!again && !m_inTransaction && connectionLost(error)) {
+            m_lost = true;
+            reopenIfLost();
+            continue;
+        }
+        fail(error);
+    }
 }
 
 int Connection::run(const QString &sql, const QVariantList &params, Recordset *result)
 {
-    if (!isOpen())
-        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
-    QSqlQuery query(database());
-    query.setForwardOnly(true);
-    query.setNumericalPrecisionPolicy(QSql::HighPrecision);
-    bool ok;
-    if (params.isEmpty()) {
-        ok = query.exec(sql);
-    } else {
-        ok = query.prepare(sql);
-        if (ok) {
-            for (const QVariant &p : params)
-                query.addBindValue(p);
-            ok = query.exec();
-        }
-    }
-    if (!ok)
-        fail(query.lastError());
+    QSqlQuery query = start(sql, params);
     if (result) {
         const QSqlRecord record = query.record();
         QStringList names;
@@ -188,15 +244,7 @@ Recordset Connection::openRecordset(const QString &sql, const QVariantList &para
 
 RowReader Connection::readRows(const QString &sql)
 {
-    if (!isOpen())
-        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
-    const QString translated = translateSql(sql, engine());
-    QSqlQuery query(database());
-    query.setForwardOnly(true);
-    query.setNumericalPrecisionPolicy(QSql::HighPrecision);
-    if (!query.exec(translated))
-        fail(query.lastError());
-    return RowReader(std::move(query));
+    return RowReader(start(translateSql(sql, engine()), {}));
 }
 
 int Connection::executeNative(const QString &sql, const QVariantList &params)
@@ -232,13 +280,24 @@ void Connection::executeScript(const QString &script)
 
 void Connection::beginTrans()
 {
-    if (!isOpen())
-        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
     if (m_inTransaction)
         throw DbError(QStringLiteral("连接上已有未结束的事务"));
-    QSqlDatabase db = database();
-    if (!db.transaction())
-        throw DbError(sqlErrorText(db.lastError()));
+    reopenIfLost();
+    if (!isOpen())
+        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
+    for (bool again = false;; again = true) {
+        QSqlDatabase db = database();
+        if (db.transaction())
+            break;
+        const QSqlError error = db.lastError();
+        db = QSqlDatabase();
+        if (!again && connectionLost(error)) {
+            m_lost = true;
+            reopenIfLost();
+            continue;
+        }
+        fail(error);
+    }
     m_inTransaction = true;
 }
 
@@ -246,13 +305,11 @@ void Connection::commitTrans()
 {
     if (!m_inTransaction)
         throw DbError(QStringLiteral("没有可提交的事务"));
-    QSqlDatabase db = database();
-    m_inTransaction = false;
-    if (!db.commit()) {
-        const QSqlError error = db.lastError();
-        db.rollback();
-        throw DbError(sqlErrorText(error), error.nativeErrorCode());
+    if (!database().commit()) {
+        // fail() rolls back what is left (or reports the session lost).
+        fail(database().lastError());
     }
+    m_inTransaction = false;
 }
 
 void Connection::rollbackTrans()
@@ -313,4 +370,115 @@ QStringList splitSqlScript(const QString &script)
     }
     flush();
     return statements;
+}
+
+bool holdsSeveralStatements(QStringView sql, DbEngine engine)
+{
+    const bool pg = engine == DbEngine::PostgreSQL;
+    const qsizetype n = sql.size();
+    auto at = [&](qsizetype k) { return k < n ? sql[k] : QChar(); };
+    auto isWord = [&](qsizetype from, qsizetype to, QStringView word) {
+        return sql.mid(from, to - from).compare(word, Qt::CaseInsensitive) == 0;
+    };
+    bool ended = false; // a ";" has closed the first statement
+    // SQLite's CREATE [TEMP] TRIGGER … BEGIN …; …; END: only the ";" after END
+    // ends it. Tracked over the first three tokens.
+    int tokens = 0;
+    bool create = false, temp = false, trigger = false, afterEnd = false;
+    qsizetype eStringAt = -1; // PostgreSQL E'…' (backslash escapes): where its quote is
+    qsizetype i = 0;
+    while (i < n) {
+        const QChar c = sql[i];
+        if (c.isSpace()) {
+            ++i;
+            continue;
+        }
+        // SQLite's driver runs nothing with more than blanks after the first
+        // statement's ";", not even a comment: refuse it here in plain words.
+        if (ended && !pg)
+            return true;
+        if (c == u'-' && at(i + 1) == u'-') {
+            while (i < n && sql[i] != u'\n')
+                ++i;
+            continue;
+        }
+        if (c == u'/' && at(i + 1) == u'*') { // PostgreSQL nests block comments
+            int depth = 1;
+            i += 2;
+            while (i < n && depth > 0) {
+                if (sql[i] == u'*' && at(i + 1) == u'/') {
+                    --depth;
+                    i += 2;
+                } else if (pg && sql[i] == u'/' && at(i + 1) == u'*') {
+                    ++depth;
+                    i += 2;
+                } else {
+                    ++i;
+                }
+            }
+            continue;
+        }
+        if (c == u';') {
+            if (!trigger || afterEnd)
+                ended = true;
+            afterEnd = false;
+            ++i;
+            continue;
+        }
+        if (ended)
+            return true;
+        ++tokens;
+        afterEnd = false;
+        if (c.isLetter() || c == u'_') {
+            qsizetype j = i + 1;
+            while (j < n && (sql[j].isLetterOrNumber() || sql[j] == u'_' || sql[j] == u'$'))
+                ++j;
+            if (!pg) {
+                if (tokens == 1)
+                    create = isWord(i, j, u"create");
+                else if (tokens == 2 && create)
+                    temp = isWord(i, j, u"temp") || isWord(i, j, u"temporary");
+                if (create && ((tokens == 2 && !temp) || (tokens == 3 && temp)))
+                    trigger = trigger || isWord(i, j, u"trigger");
+                afterEnd = trigger && isWord(i, j, u"end");
+            } else if (j == i + 1 && (c == u'e' || c == u'E')) {
+                eStringAt = j;
+            }
+            i = j;
+            continue;
+        }
+        if (c == u'\'' || c == u'"' || (!pg && (c == u'`' || c == u'['))) {
+            const QChar close = c == u'[' ? QChar(u']') : c;
+            const bool backslash = c == u'\'' && eStringAt == i;
+            qsizetype j = i + 1;
+            while (j < n) {
+                if (backslash && sql[j] == u'\\') {
+                    j += 2;
+                } else if (sql[j] == close) {
+                    if (close != u']' && at(j + 1) == close)
+                        j += 2; // doubled: stands for itself
+                    else
+                        break;
+                } else {
+                    ++j;
+                }
+            }
+            i = j + 1;
+            continue;
+        }
+        if (pg && c == u'$') { // $tag$ … $tag$
+            qsizetype j = i + 1;
+            if (j < n && (sql[j].isLetter() || sql[j] == u'_'))
+                while (j < n && (sql[j].isLetterOrNumber() || sql[j] == u'_'))
+                    ++j;
+            if (j < n && sql[j] == u'$') {
+                const QStringView tag = sql.mid(i, j - i + 1);
+                const qsizetype end = sql.indexOf(tag, j + 1);
+                i = end < 0 ? n : end + tag.size();
+                continue;
+            }
+        }
+        ++i;
+    }
+    return false;
 }

@@ -1,4 +1,5 @@
 #include "component/Session.h"
+#include "component/clsCGIn.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/SetupIni.h"
 #include "platform/ConnectionString.h"
@@ -81,6 +82,7 @@ private slots:
             const QByteArray tag = TestDatabase::engineName(engine);
             QTest::newRow(tag + " nothing") << engine << "nothing" << true;
             QTest::newRow(tag + " closed inside a transaction") << engine << "transaction" << false;
+            QTest::newRow(tag + " a statement failed") << engine << "error" << false;
             QTest::newRow(tag + " released") << engine << "release" << false;
             QTest::newRow(tag + " connection string changed") << engine << "string" << false;
         }
@@ -101,6 +103,8 @@ private slots:
             s.gConn->beginTrans();
             s.gConn->execute(QStringLiteral("insert into tblUser(fuserid,fname,fisadmin) values(901,'idle',0)"));
         }
+        if (between == u"error")
+            QVERIFY_THROWS_EXCEPTION(DbError, s.gConn->execute(QStringLiteral("select nosuchcolumn from tblUser")));
         CloseConnection();
         QVERIFY(!s.gConn);
         if (between == u"release") {
@@ -129,6 +133,21 @@ private slots:
             QCOMPARE(s.gConn->openRecordset(QStringLiteral("select count(*) from tblUser where fuserid=902")).value(0).toInt(), 1);
         CloseConnection();
         ReleaseIdleConnection();
+    }
+
+    // The host letting go of the component closes the connection kept idle.
+    void releasingTheComponentClosesTheIdleConnection_data() { addEngineRows(); }
+    void releasingTheComponentClosesTheIdleConnection()
+    {
+        QFETCH(DbEngine, engine);
+        TestDatabase db(engine, TestDatabase::Content::Demo);
+        TestSession t;
+        t.writeHostSettings(db.connectionString());
+        std::unique_ptr<clsCGIn> obj = clsCGIn::create();
+        QVERIFY(obj);
+        QVERIFY(session().idleConn && session().idleConn->isOpen()); // the start-up's connection, parked
+        obj.reset();
+        QVERIFY(!session().idleConn);
     }
 
     void openFailureReachesTheCaller()

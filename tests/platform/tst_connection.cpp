@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <functional>
+
 // The connection layer on its own: strings, opening, recordsets,
 // transactions and the SQLite functions, on a small table of its own.
 class TestConnection : public QObject {
@@ -159,6 +161,183 @@ private slots:
         QVERIFY(rs.isNull(QStringLiteral("y")));
         QVERIFY(rs.value(QStringLiteral("n")).toBool());
         QCOMPARE(c.openRecordset(QStringLiteral("select fid from tAmounts where year(fdate)=2026 and month(fdate)=2 and day(fdate)=9")).recordCount(), 1);
+    }
+
+    // Each call runs one statement: every entry point refuses a text with a
+    // second one before anything runs; a ";" inside quotes, quoted
+    // identifiers or comments, or at the end, is no second statement.
+    void oneStatementPerCall_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<bool>("refused");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "update then delete") << "update tOne set a=2; delete from tOne" << true;
+            engineRow(e, "select then drop") << "select a from tOne; drop table tOne" << true;
+            engineRow(e, "after a doubled quote") << "update tOne set b='it''s'; delete from tOne" << true;
+            engineRow(e, "after comments") << "select a from tOne /* x */; -- y\n delete from tOne" << true;
+            engineRow(e, "inside a string") << "update tOne set a=a where b='x; delete from tOne'" << false;
+            engineRow(e, "inside a quoted identifier") << "select a as \"x;y\" from tOne" << false;
+            engineRow(e, "inside comments") << "update tOne set a=a /* ; delete */ -- ; delete from tOne\n" << false;
+            engineRow(e, "trailing") << "update tOne set a=a; " << false;
+        }
+        if (TestDatabase::postgresConfigured()) {
+            // A backslash escapes the quote in an E string: the ";" is outside.
+            engineRow(DbEngine::PostgreSQL, "after an E string") << "update tOne set b=E'\\''; delete from tOne --'" << true;
+            engineRow(DbEngine::PostgreSQL, "inside a dollar quote") << "update tOne set a=a where b=$q$x; delete from tOne$q$" << false;
+            engineRow(DbEngine::PostgreSQL, "trailing, nested comment") << "update tOne set a=a ; ; /* /* */ ; delete */ -- x" << false;
+        }
+        engineRow(DbEngine::SQLite, "trigger body")
+            << "create trigger trgOne after insert on tOne begin update tOne set a=a; delete from tOne where a=9; end;" << false;
+        engineRow(DbEngine::SQLite, "after a trigger") << "create trigger trgOne after insert on tOne begin select 1; end; delete from tOne" << true;
+        engineRow(DbEngine::SQLite, "comment after the end") << "update tOne set a=2; -- x" << true; // the driver would refuse it
+        engineRow(DbEngine::SQLite, "inside brackets") << "select a as [x;y] from tOne" << false;
+    }
+    void oneStatementPerCall()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, sql);
+        QFETCH(bool, refused);
+        TestDatabase db(engine, TestDatabase::Content::Empty);
+        Connection &c = db.conn();
+        c.executeNative(QStringLiteral("create table tOne(a int, b varchar(50))"));
+        c.execute(QStringLiteral("insert into tOne(a,b) values(1,'keep')"));
+        const std::function<void()> calls[] = {[&] { c.execute(sql); }, [&] { c.executeNative(sql); }, [&] { c.openRecordset(sql); },
+                                                [&] { c.openRecordsetNative(sql); }, [&] { c.readRows(sql); }};
+        for (const auto &call : calls) {
+            try {
+                call();
+                QVERIFY2(!refused, "a second statement was accepted");
+                break;
+            } catch (const DbError &e) {
+                QVERIFY2(refused && e.description().contains(QStringLiteral("一条SQL语句")), qPrintable(e.description()));
+            }
+        }
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tOne where a=1 and b='keep'")).toInt(), 1);
+    }
+
+    // Engine faults by their codes (an empty code too); the engine's text
+    // follows as details, and ordinary SQL errors keep the engine's text.
+    void faultsByCode_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("codes");
+        QTest::addColumn<int>("fault");
+        const auto row = [](DbEngine e, const char *name, const char *codes, DbFault f) { engineRow(e, name) << codes << int(f); };
+        row(DbEngine::SQLite, "busy or locked, plain and extended", "5,517,6,262", DbFault::Busy);
+        row(DbEngine::SQLite, "read-only", "8,1032", DbFault::ReadOnly);
+        row(DbEngine::SQLite, "full", "13", DbFault::DiskFull);
+        row(DbEngine::SQLite, "i/o", "10,3338", DbFault::IoError);
+        row(DbEngine::SQLite, "other", ",1,2067,53100", DbFault::Other);
+        row(DbEngine::PostgreSQL, "conflict", "40P01,40001", DbFault::Conflict);
+        row(DbEngine::PostgreSQL, "lock not available", "55P03", DbFault::Busy);
+        row(DbEngine::PostgreSQL, "read-only", "25006", DbFault::ReadOnly);
+        row(DbEngine::PostgreSQL, "full", "53100", DbFault::DiskFull);
+        row(DbEngine::PostgreSQL, "i/o", "58030", DbFault::IoError);
+        row(DbEngine::PostgreSQL, "server ended the session", "57P01,08006", DbFault::ConnectionLost);
+        row(DbEngine::PostgreSQL, "other", ",42601,23505,5", DbFault::Other);
+    }
+    void faultsByCode()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, codes);
+        QFETCH(int, fault);
+        for (const QString &code : codes.split(u','))
+            QCOMPARE(int(dbFault(engine, code)), fault);
+        const QString engineText = QStringLiteral("engine says: database is locked");
+        const QString text = dbFaultText(DbFault(fault), engineText);
+        QVERIFY(DbFault(fault) == DbFault::Other ? text == engineText
+                                                 : text.endsWith(QStringLiteral("\n\n详细信息: ") + engineText) && !text.startsWith(u"engine"));
+    }
+
+    // A lock held by another connection (after a short bounded wait) and a
+    // database that refuses writes give their own message; the code stays
+    // the engine's. Read-only SQLite is made with "pragma query_only", since
+    // file permissions do not stop a test running as root.
+    void engineFaultsAreExplained_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<int>("fault");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "locked by another connection") << int(DbFault::Busy);
+            engineRow(e, "read-only") << int(DbFault::ReadOnly);
+        }
+    }
+    void engineFaultsAreExplained()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(int, fault);
+        const bool pg = engine == DbEngine::PostgreSQL, busy = DbFault(fault) == DbFault::Busy;
+        TestDatabase db(engine, TestDatabase::Content::Empty);
+        db.conn().executeNative(QStringLiteral("create table tLock(a int)"));
+        Connection writer(db.connectionString());
+        writer.setBusyTimeout(50);
+        writer.open();
+        if (busy)
+            db.conn().executeNative(pg ? QStringLiteral("begin") : QStringLiteral("begin immediate"));
+        if (busy && pg) {
+            db.conn().executeNative(QStringLiteral("lock table tLock in exclusive mode"));
+            writer.executeNative(QStringLiteral("set lock_timeout = 50"));
+        } else if (!busy) {
+            writer.executeNative(pg ? QStringLiteral("set session characteristics as transaction read only") : QStringLiteral("pragma query_only = 1"));
+        }
+        try {
+            writer.execute(QStringLiteral("insert into tLock(a) values(1)"));
+            QFAIL("the write went through");
+        } catch (const DbError &e) {
+            QCOMPARE(int(dbFault(engine, e.code())), fault);
+            const QString details = e.description().section(QStringLiteral("详细信息: "), 1); // the engine's text
+            QVERIFY2(!details.isEmpty() && e.description() == dbFaultText(DbFault(fault), details), qPrintable(e.description()));
+        }
+        if (busy)
+            db.conn().executeNative(QStringLiteral("rollback"));
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tLock")).toInt(), 0);
+    }
+
+    // The server ends a connection (pg_terminate_backend from another
+    // session): outside a transaction the next command reconnects and runs;
+    // inside one it fails saying the work is lost, nothing of it is kept, and
+    // the command after it reconnects.
+    void serverEndedConnection_data()
+    {
+        QTest::addColumn<QString>("next"); // the first command after the end
+        if (!TestDatabase::postgresConfigured())
+            QSKIP("needs PostgreSQL (PURFP_TEST_PG)");
+        for (const char *next : {"statement", "begin", "in transaction", "commit"})
+            QTest::newRow(next) << next;
+    }
+    void serverEndedConnection()
+    {
+        QFETCH(QString, next);
+        TestDatabase db(DbEngine::PostgreSQL, TestDatabase::Content::Empty);
+        db.conn().executeNative(QStringLiteral("create table tKill(a int)"));
+        Connection victim(db.connectionString());
+        victim.open();
+        const int pid = victim.openRecordset(QStringLiteral("select pg_backend_pid()")).value(0).toInt();
+        const bool inTransaction = next == u"in transaction" || next == u"commit";
+        if (inTransaction) {
+            victim.beginTrans();
+            victim.execute(QStringLiteral("insert into tKill(a) values(1)"));
+        }
+        QVERIFY(db.scalar(QStringLiteral("select pg_terminate_backend(%1, 10000)").arg(pid)).toBool()); // returns when it is gone
+        try {
+            if (next == u"begin")
+                victim.beginTrans();
+            else if (next == u"commit")
+                victim.commitTrans();
+            else
+                victim.execute(QStringLiteral("insert into tKill(a) values(2)"));
+            QVERIFY(!inTransaction);
+        } catch (const DbError &e) {
+            QVERIFY2(inTransaction && e.description().startsWith(dbFaultText(DbFault::TransactionLost, QString())), qPrintable(e.description()));
+        }
+        QCOMPARE(victim.inTransaction(), next == u"begin");
+        victim.execute(QStringLiteral("insert into tKill(a) values(3)"));
+        if (victim.inTransaction())
+            victim.commitTrans();
+        QVERIFY(victim.openRecordset(QStringLiteral("select pg_backend_pid()")).value(0).toInt() != pid);
+        QCOMPARE(db.scalar(QStringLiteral("select string_agg(a::text, ',' order by a) from tKill")).toString(),
+                 next == u"statement" ? QStringLiteral("2,3") : QStringLiteral("3"));
     }
 
     void scriptSplitting()
