@@ -3,7 +3,6 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/Recordset.h"
-#include "platform/SqlDialect.h"
 
 #include <QFont>
 #include <QSet>
@@ -314,17 +313,11 @@ void BillListModel::clearRows()
 
 void BillListModel::fill(Connection &conn, const QString &statement)
 {
-    if (!conn.isOpen())
-        throw DbError(QStringLiteral("对象关闭时，不允许操作。"));
     // Read straight from the engine into the rows: a forward-only query
     // holds one row at a time, where a recordset would keep a second copy of
     // the whole result. The statement runs before the rows are dropped, so
     // one the engine refuses leaves the list as it was.
-    QSqlQuery query(conn.database());
-    query.setForwardOnly(true);
-    query.setNumericalPrecisionPolicy(QSql::HighPrecision);
-    if (!query.exec(translateSql(statement, conn.engine())))
-        throw DbError(sqlErrorText(query.lastError()));
+    QSqlQuery query = conn.forwardQuery(statement);
 
     beginResetModel();
     m_cells.clear();

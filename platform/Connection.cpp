@@ -244,7 +244,12 @@ Recordset Connection::openRecordset(const QString &sql, const QVariantList &para
 
 RowReader Connection::readRows(const QString &sql)
 {
-    return RowReader(start(translateSql(sql, engine()), {}));
+    return RowReader(forwardQuery(sql));
+}
+
+QSqlQuery Connection::forwardQuery(const QString &sql)
+{
+    return start(translateSql(sql, engine()), {});
 }
 
 int Connection::executeNative(const QString &sql, const QVariantList &params)

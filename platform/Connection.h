@@ -54,6 +54,9 @@ public:
     Recordset openRecordset(const QString &sql, const QVariantList &params = {});
     // Runs a query for a forward-only read, row by row (no snapshot).
     RowReader readRows(const QString &sql);
+    // The same read as the engine's own query, for readers that walk a large
+    // result column by column themselves (the bill list).
+    QSqlQuery forwardQuery(const QString &sql);
     // Inserts one row of named columns (values bound, never spliced).
     void addRow(const QString &table, const QList<std::pair<QString, QVariant>> &columns);
 

@@ -620,15 +620,19 @@ void TestFrmMainBillFind::okRefusesWhatCannotRun_data()
     QTest::newRow("kind that is no number") << amountCondition("x", "大于", ">", "1") << QString() << 0 << QString();
     const int refused = Prompt::Exclamation;
     const QString notNumber = QStringLiteral("第1行“发票金额”的值不是数字");
-    for (const QString &value : {"abc", "1,5", "--", "0; delete from tblFPEntry; delete from tblFP", "1 or 1=1", "😀"})
+    for (const char *value : {"abc", "1,5", "--", "0; delete from tblFPEntry; delete from tblFP", "1 or 1=1", "😀"})
         QTest::addRow("amount %s", qPrintable(value)) << amountCondition("1", "大于", ">", value) << QString() << refused << notNumber;
     const QString notDate = QStringLiteral("第1行“日期”的值不是有效日期");
-    for (const QString &value : {"2026-02-30", "abc", "2026-01-01' or 'a'='a"})
+    for (const char *value : {"2026-02-30", "abc", "2026-01-01' or 'a'='a"})
         QTest::addRow("date %s", qPrintable(value)) << condition("日期", "fdate", 3, "大于", value) << QString() << refused << notDate;
     // The host's condition is trusted as it stands; the engine's own error
     // tells what it made of it.
     QTest::newRow("host condition the database refuses")
         << amountCondition("1", "大于", ">", "1") << " and fNoSuchColumn=1" << int(Prompt::Critical) << QString();
+    // Even the host's condition cannot carry a second statement.
+    QTest::newRow("host condition with a second statement")
+        << amountCondition("1", "大于", ">", "1") << " and 1=1; delete from tblFPEntry; delete from tblFP" << int(Prompt::Critical)
+        << QStringLiteral("一次只能执行一条SQL语句");
 }
 
 void TestFrmMainBillFind::okRefusesWhatCannotRun()
