@@ -226,6 +226,12 @@ private slots:
         QCOMPARE(totals.total(ColThisAmount).toString(), QStringLiteral("10.0001"));
         entries.clear();
         QCOMPARE(shown(ColAllAmount), QStringLiteral("0.00"));
+
+        // A sum beyond what an amount holds shows nothing, not a wrapped number.
+        const QString huge = QStringLiteral("900000000000000");
+        entries.setRows(rowsFrom({huge + u'|' + huge + u'|' + huge, huge + u'|' + huge + u'|' + huge}));
+        QVERIFY(totals.total(ColThisAmount).isOutOfRange());
+        QCOMPARE(shown(ColThisAmount), QString());
     }
 
     void frozenColumnCount_data()
