@@ -68,6 +68,19 @@ Amount cellOrZero(const EntryRow &row, int column)
 {
     return cellAmount(row.cell(column)).value_or(Amount());
 }
+
+// A typed amount as the save check reads it: no value when the text is not a
+// number; out of range when it is one beyond what may be entered.
+std::optional<Amount> enteredAmount(const QString &text)
+{
+    if (const std::optional<Amount> a = numericAmount(text))
+        return a->isEnterable() ? *a : Amount::outOfRange();
+    if (VbConvert::isNumeric(text))
+        return Amount::outOfRange();
+    return std::nullopt;
+}
+
+const QString kOutOfRange = QStringLiteral("超出允许的范围！");
 } // namespace
 
 std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels, const QString &amountText,
@@ -81,17 +94,22 @@ std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels,
     const QString total = amountText.trimmed();
     if (total.isEmpty())
         return EntryRefusal{QStringLiteral("请录入金额！"), true};
-    const std::optional<Amount> totalAmount = numericAmount(total);
+    const std::optional<Amount> totalAmount = enteredAmount(total);
     if (!totalAmount)
         return EntryRefusal{QStringLiteral("金额必须录入数字！"), true};
+    if (totalAmount->isOutOfRange())
+        return EntryRefusal{QStringLiteral("金额") + kOutOfRange, true};
 
     Amount sum;
     for (size_t i = 0; i < rows.size(); ++i) {
         const EntryRow &row = rows[i];
         const QString rowText = QString::number(i + 1);
-        const std::optional<Amount> amount = cellAmount(row.cell(ColThisAmount));
+        const QString &amountText = row.cell(ColThisAmount);
+        const std::optional<Amount> amount = amountText.trimmed().isEmpty() ? Amount() : enteredAmount(amountText);
         if (!amount)
             return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行本次开票金额必须录入数字！"), false};
+        if (amount->isOutOfRange())
+            return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行本次开票金额") + kOutOfRange, false};
         const Amount open = cellOrZero(row, ColOpenAmount);
         const Amount all = cellOrZero(row, ColAllAmount);
         if (amount->abs() > open.abs())
@@ -100,6 +118,9 @@ std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels,
             return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行开票金额与总金额必须方向一致！"), false};
         sum += *amount;
     }
+    // Each row is within the range, but thousands of them may not sum so.
+    if (!sum.isEnterable())
+        return EntryRefusal{QStringLiteral("明细开票金额") + kOutOfRange, false};
 
     if (sum.abs() > totalAmount->abs()) {
         if (sum > Amount())
@@ -126,22 +147,9 @@ bool setSumCell(EntryRow &row, int first, int second, int product, int decimals)
     const std::optional<Amount> current = cellAmount(row.cell(product));
     if (!a || !b || !current)
         return false;
-    // The product has eight decimals; round it half away from zero to the
-    // asked places (at most the four an amount keeps).
-    decimals = std::clamp(decimals, 0, Amount::Decimals);
-    __int128 raw = __int128(a->units()) * b->units(); // scale 10^8
-    __int128 divisor = Amount::Scale;
-    for (int k = decimals; k < Amount::Decimals; ++k)
-        divisor *= 10;
-    const bool negative = raw < 0;
-    if (negative)
-        raw = -raw;
-    __int128 rounded = (raw + divisor / 2) / divisor; // scale 10^decimals
-    for (int k = decimals; k < Amount::Decimals; ++k)
-        rounded *= 10;
-    if (negative)
-        rounded = -rounded;
-    const Amount value = Amount::fromUnits(std::int64_t(rounded));
+    const Amount value = a->times(*b, decimals);
+    if (value.isOutOfRange())
+        return false; // no product to show: the save check refuses the row
     if (value == *current)
         return false;
     row.setCell(product, value.toFixed(decimals));

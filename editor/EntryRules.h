@@ -78,11 +78,15 @@ QString openAmountText(Amount allAmount, Amount invoiced);
 // The pre-save check, in its order; stops at the first failure:
 //  1. every required label whose field text is empty (blanks count as empty):
 //     caption + "不能为空";
-//  2. the total empty: "请录入金额！"; 3. not a number: "金额必须录入数字！";
-//  4. per row, |column 6| beyond |column 5|, then column 6 against the sign
-//     of column 3;
-//  5./6. the sum of column 6 beyond the total in absolute value.
-// Amounts are compared as exact decimals.
+//  2. the total empty: "请录入金额！"; 3. not a number: "金额必须录入数字！",
+//     a number beyond what may be entered: "金额超出允许的范围！";
+//  4. per row, column 6 not a number or beyond what may be entered, then
+//     |column 6| beyond |column 5|, then column 6 against the sign of
+//     column 3;
+//  5./6. the sum of column 6 beyond what may be entered, then beyond the
+//     total in absolute value.
+// Amounts are compared as exact decimals. What may be entered is at most
+// Amount::MaxEnteredUnits in magnitude, so that it is stored exactly.
 std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels, const QString &amountText,
                                          const std::vector<EntryRow> &rows);
 

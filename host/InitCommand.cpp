@@ -14,6 +14,10 @@
 #include <QFileInfo>
 
 #include <cstdio>
+#include <iostream>
+#include <string>
+
+#include <sys/stat.h>
 
 namespace {
 void fail(const QString &text)
@@ -33,6 +37,102 @@ struct InitOptions {
     QString admin = QStringLiteral("1");
     QString title;
     QString appPath;
+    bool passwordStdin = false;
+};
+
+// A connection string's key=value pairs that hold a password.
+bool isPasswordKey(const QString &pair)
+{
+    const QString key = pair.left(pair.indexOf(u'=')).trimmed().toLower();
+    return key == u"pwd" || key == u"password";
+}
+
+// The connection string as it may be shown: every password masked.
+QString maskedConnectionString(const QString &connectionString)
+{
+    QStringList parts = connectionString.split(u';');
+    for (QString &part : parts) {
+        if (part.contains(u'=') && isPasswordKey(part))
+            part = part.left(part.indexOf(u'=') + 1) + QStringLiteral("******");
+    }
+    return parts.join(u';');
+}
+
+// Whether the connection string gives a password that is not empty.
+bool hasPassword(const QString &connectionString)
+{
+    for (const QString &part : connectionString.split(u';')) {
+        if (part.contains(u'=') && isPasswordKey(part) && !part.mid(part.indexOf(u'=') + 1).trimmed().isEmpty())
+            return true;
+    }
+    return false;
+}
+
+// The connection string with `password` in place of an empty or missing one.
+QString withPassword(const QString &connectionString, const QString &password)
+{
+    QStringList parts;
+    for (const QString &part : connectionString.split(u';', Qt::SkipEmptyParts)) {
+        if (!(part.contains(u'=') && isPasswordKey(part)))
+            parts << part;
+    }
+    parts << QStringLiteral("Pwd=") + password;
+    return parts.join(u';');
+}
+
+// Takes the password from standard input (one line) or from the environment
+// when the connection string has none, so that it never shows among the
+// program's arguments.
+bool supplyPassword(InitOptions &o, QString *error)
+{
+    if (o.connection.isEmpty()) {
+        if (o.passwordStdin) {
+            *error = QStringLiteral("--password-stdin 只能与 --connection 一起使用");
+            return false;
+        }
+        return true;
+    }
+    if (hasPassword(o.connection)) {
+        if (o.passwordStdin) {
+            *error = QStringLiteral("连接字符串中已有 Pwd, 不能再用 --password-stdin");
+            return false;
+        }
+        return true;
+    }
+    QString password;
+    if (o.passwordStdin) {
+        std::string line;
+        if (!std::getline(std::cin, line)) {
+            *error = QStringLiteral("--password-stdin: 标准输入中没有密码");
+            return false;
+        }
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        password = QString::fromStdString(line);
+    } else {
+        password = qEnvironmentVariable("PURFP_DB_PASSWORD");
+    }
+    if (password.isEmpty())
+        return true;
+    if (password.contains(u';') || password != password.trimmed()) {
+        *error = QStringLiteral("密码不能含有分号, 首尾也不能有空白");
+        return false;
+    }
+    o.connection = withPassword(o.connection, password);
+    return true;
+}
+
+// Files created while it lives are readable and writable by their owner
+// alone: the SQLite database and the journal files SQLite makes beside it.
+class PrivateFiles {
+public:
+    PrivateFiles() : m_previous(::umask(077)) {}
+    ~PrivateFiles() { ::umask(m_previous); }
+    PrivateFiles(const PrivateFiles &) = delete;
+    PrivateFiles &operator=(const PrivateFiles &) = delete;
+
+private:
+    mode_t m_previous;
 };
 
 bool parse(const QStringList &args, InitOptions &o, QString *error)
@@ -64,13 +164,14 @@ bool parse(const QStringList &args, InitOptions &o, QString *error)
         else if (a == u"--admin") { if (!next(&o.admin)) return false; }
         else if (a == u"--title") { if (!next(&o.title)) return false; }
         else if (a == u"--app-path") { if (!next(&o.appPath)) return false; }
+        else if (a == u"--password-stdin") o.passwordStdin = true;
         else { *error = QStringLiteral("未知的选项: %1").arg(a); return false; }
     }
     if (o.dbPath.isEmpty() == o.connection.isEmpty()) {
         *error = QStringLiteral("请给出 --db 路径 或 --connection 连接字符串 (二者取一)");
         return false;
     }
-    return true;
+    return supplyPassword(o, error);
 }
 
 void writeSettings(const InitOptions &o, const QString &connectionString, const QString &appPath)
@@ -121,6 +222,8 @@ int runInit(const QStringList &args)
         appPath = o.dbPath.isEmpty() ? QDir::currentPath() : QFileInfo(o.dbPath).absolutePath();
     appPath = QFileInfo(appPath).absoluteFilePath();
     try {
+        // A new SQLite database (and its journal) is private to its user.
+        const PrivateFiles privateFiles;
         Connection conn(connectionString, Connection::OpenMode::CreateIfMissing);
         conn.open();
         if (conn.engine() == DbEngine::PostgreSQL && o.force)
@@ -143,7 +246,7 @@ int runInit(const QStringList &args)
     }
     QDir().mkpath(appPath);
     writeSettings(o, connectionString, appPath);
-    std::printf("数据库: %s\n设置: %s\n", qPrintable(o.dbPath.isEmpty() ? connectionString : o.dbPath),
+    std::printf("数据库: %s\n设置: %s\n", qPrintable(o.dbPath.isEmpty() ? maskedConnectionString(connectionString) : o.dbPath),
                 qPrintable(SettingsStore::filePath(QStringLiteral("Velkam"))));
     return 0;
 }

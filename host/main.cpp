@@ -15,6 +15,7 @@ int main(int argc, char **argv)
     if (args.isEmpty() || args[0] == u"--help" || args[0] == u"-h" || args[0] == u"help") {
         printUsage();
         std::printf("  purfp tour --out 目录    (无显示器时走一遍各窗体, 图片、PDF 和 Excel 文件写入该目录)\n");
+        std::printf("  连接字符串不含 Pwd 时, init 从环境变量 PURFP_DB_PASSWORD 取密码, 或加 --password-stdin 从标准输入读一行\n");
         return args.isEmpty() ? 2 : 0;
     }
     const QString command = args.takeFirst();

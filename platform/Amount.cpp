@@ -1,6 +1,16 @@
 #include "platform/Amount.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
+
+Amount Amount::fromInt(std::int64_t whole)
+{
+    std::int64_t units;
+    if (__builtin_mul_overflow(whole, Scale, &units))
+        return outOfRange();
+    return fromUnits(units);
+}
 
 Amount Amount::fromDouble(double value)
 {
@@ -8,16 +18,21 @@ Amount Amount::fromDouble(double value)
     // to become 0.3 and 33.33 to stay 33.33, except close to a half unit or
     // beyond 2^53 units, where the decimal text of the double decides.
     const double scaled = value * double(Scale);
-    if (std::isfinite(scaled) && std::fabs(scaled) < 9.0e15) {
+    if (!std::isfinite(scaled) || std::fabs(scaled) >= 9.3e18)
+        return outOfRange();
+    if (std::fabs(scaled) < 9.0e15) {
         const double nearest = std::round(scaled);
         if (std::fabs(std::fabs(scaled - nearest) - 0.5) > 1e-6)
             return fromUnits(std::int64_t(nearest));
     }
-    return parse(QString::number(value, 'f', 10)).value_or(Amount());
+    // The text of a finite double is always a number: only its size can fail.
+    return parse(QString::number(value, 'f', 10)).value_or(outOfRange());
 }
 
-std::optional<Amount> Amount::parse(const QString &input)
+std::optional<Amount> Amount::parse(const QString &input, bool *outOfRange)
 {
+    if (outOfRange)
+        *outOfRange = false;
     const QString text = input.trimmed();
     if (text.isEmpty())
         return std::nullopt;
@@ -33,15 +48,15 @@ std::optional<Amount> Amount::parse(const QString &input)
     bool roundUp = false;
     bool anyDigit = false;
     bool inFraction = false;
+    bool tooLarge = false; // the text is read to its end: it may still be malformed
     for (; i < text.size(); ++i) {
         const QChar c = text[i];
         if (c.isDigit() && c.unicode() < 128) {
             anyDigit = true;
             const int d = c.unicode() - '0';
             if (!inFraction) {
-                if (whole > (INT64_MAX / Scale - 9) / 10)
-                    return std::nullopt; // out of range
-                whole = whole * 10 + d;
+                if (__builtin_mul_overflow(whole, 10, &whole) || __builtin_add_overflow(whole, d, &whole))
+                    tooLarge = true;
             } else if (fractionDigits < Decimals) {
                 fraction = fraction * 10 + d;
                 ++fractionDigits;
@@ -61,7 +76,13 @@ std::optional<Amount> Amount::parse(const QString &input)
         return std::nullopt;
     for (int k = std::min(fractionDigits, Decimals); k < Decimals; ++k)
         fraction *= 10;
-    std::int64_t units = whole * Scale + fraction + (roundUp ? 1 : 0);
+    std::int64_t units = 0;
+    if (tooLarge || __builtin_mul_overflow(whole, Scale, &units)
+        || __builtin_add_overflow(units, fraction + (roundUp ? 1 : 0), &units)) {
+        if (outOfRange)
+            *outOfRange = true;
+        return std::nullopt;
+    }
     return fromUnits(negative ? -units : units);
 }
 
@@ -76,17 +97,57 @@ Amount Amount::fromVariant(const QVariant &value)
     case QMetaType::Int:
     case QMetaType::LongLong:
     case QMetaType::UInt:
-    case QMetaType::ULongLong:
         return fromInt(value.toLongLong());
+    case QMetaType::ULongLong:
+        return value.toULongLong() > quint64(INT64_MAX) ? outOfRange() : fromInt(value.toLongLong());
     case QMetaType::Bool:
         return fromInt(value.toBool() ? 1 : 0);
-    default:
-        return parse(value.toString()).value_or(Amount());
+    default: {
+        bool beyond = false;
+        const std::optional<Amount> parsed = parse(value.toString(), &beyond);
+        return parsed ? *parsed : beyond ? outOfRange() : Amount();
     }
+    }
+}
+
+double Amount::toDouble() const
+{
+    return isOutOfRange() ? std::numeric_limits<double>::quiet_NaN() : double(m_units) / Scale;
+}
+
+Amount Amount::operator*(std::int64_t factor) const
+{
+    std::int64_t product;
+    const bool overflowed = __builtin_mul_overflow(m_units, factor, &product);
+    return result(*this, overflowed, product);
+}
+
+Amount Amount::times(Amount o, int decimals) const
+{
+    if (isOutOfRange() || o.isOutOfRange())
+        return outOfRange();
+    // The exact product has eight decimals; round it half away from zero to
+    // the asked places, then scale back to four.
+    decimals = std::clamp(decimals, 0, Decimals);
+    __int128 raw = __int128(m_units) * o.m_units;
+    __int128 divisor = Scale;
+    for (int k = decimals; k < Decimals; ++k)
+        divisor *= 10;
+    const bool negative = raw < 0;
+    if (negative)
+        raw = -raw;
+    __int128 rounded = (raw + divisor / 2) / divisor * (divisor / Scale);
+    if (negative)
+        rounded = -rounded;
+    if (rounded > MaxUnits || rounded < -MaxUnits)
+        return outOfRange();
+    return fromUnits(std::int64_t(rounded));
 }
 
 QString Amount::toString() const
 {
+    if (isOutOfRange())
+        return QString();
     // Digits written backwards into a small buffer: this runs for every
     // amount cell of a loaded bill.
     char buffer[32];
@@ -117,13 +178,16 @@ QString Amount::toString() const
 
 QString Amount::toFixed(int decimals) const
 {
+    if (isOutOfRange())
+        return QString();
     decimals = std::clamp(decimals, 0, Decimals);
     std::int64_t divisor = 1;
     for (int k = decimals; k < Decimals; ++k)
         divisor *= 10;
-    std::int64_t magnitude = m_units < 0 ? -m_units : m_units;
-    std::int64_t rounded = (magnitude + divisor / 2) / divisor; // half away from zero
-    std::int64_t scale = 1;
+    // Unsigned: INT64_MAX units plus half a divisor must not wrap.
+    const std::uint64_t magnitude = m_units < 0 ? 0 - std::uint64_t(m_units) : std::uint64_t(m_units);
+    const std::uint64_t rounded = (magnitude + std::uint64_t(divisor) / 2) / std::uint64_t(divisor); // half away from zero
+    std::uint64_t scale = 1;
     for (int k = 0; k < decimals; ++k)
         scale *= 10;
     QString s = QString::number(rounded / scale);

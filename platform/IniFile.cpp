@@ -92,10 +92,22 @@ bool IniFile::setValue(const QString &section, const QString &key, const QString
         lines << u'[' + section + u']' << entry;
     }
 
-    QDir().mkpath(QFileInfo(m_path).absolutePath());
+    const QString folder = QFileInfo(m_path).absolutePath();
+    if (!QFileInfo::exists(folder)) {
+        QDir().mkpath(folder);
+        // A folder made for a private file is private too.
+        if (m_access == Access::Private)
+            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
+    // The new content goes to a temporary file that replaces the old one on
+    // commit: restrict it before anything is written into it.
+    if (m_access == Access::Private && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner)) {
+        file.cancelWriting();
+        return false;
+    }
     file.write(lines.join(u'\n').toUtf8());
     file.write("\n");
     return file.commit();

@@ -19,5 +19,6 @@ QString SettingsStore::read(const QString &application, const QString &section, 
 
 bool SettingsStore::write(const QString &application, const QString &section, const QString &key, const QString &value)
 {
-    return IniFile(filePath(application)).setValue(section, key, value);
+    // The store holds the database password: for its user's eyes only.
+    return IniFile(filePath(application), IniFile::Access::Private).setValue(section, key, value);
 }

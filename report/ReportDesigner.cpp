@@ -461,6 +461,10 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
 
 ReportDesigner::~ReportDesigner()
 {
+    // The undo stack is a child and goes later, in the base class's
+    // destructor, clearing itself: what it signals then must not reach this
+    // designer, which no longer exists by that time.
+    disconnect(m_undo, nullptr, this, nullptr);
     // Scene items call back into the designer while they go.
     m_rebuilding = true;
     m_scene->clear();

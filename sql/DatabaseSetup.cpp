@@ -3,6 +3,7 @@
 #include "platform/DbError.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 // The scripts live in a resource of this static library; registering it
 // explicitly keeps them reachable whatever the linker keeps of the library.
@@ -13,6 +14,20 @@ static void initSchemaResources()
         return true;
     }();
     Q_UNUSED(done);
+}
+
+// A new SQLite database holds the books of a business: its file, and the
+// journal files SQLite keeps beside it, are for their owner's eyes alone.
+static void makeSqliteFilesPrivate(const Connection &conn)
+{
+    const QString path = conn.settings().database;
+    if (conn.engine() != DbEngine::SQLite || path.isEmpty() || path.startsWith(u':'))
+        return;
+    for (const char *suffix : {"", "-journal", "-wal", "-shm"}) {
+        const QString file = path + QString::fromLatin1(suffix);
+        if (QFileInfo(file).isFile())
+            QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner);
+    }
 }
 
 namespace DatabaseSetup {
@@ -45,6 +60,7 @@ void createSchema(Connection &conn)
     }
     if (ownTransaction)
         conn.commitTrans();
+    makeSqliteFilesPrivate(conn);
 }
 
 void dropSchema(Connection &conn)

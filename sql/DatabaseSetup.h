@@ -7,7 +7,9 @@
 namespace DatabaseSetup {
 // The script for the engine, as stored.
 QString schemaScript(DbEngine engine);
-// Runs the schema script on an open connection whose database is empty.
+// Runs the schema script on an open connection whose database is empty. A
+// SQLite database file (and its journal) is then readable and writable by
+// its owner alone.
 void createSchema(Connection &conn);
 // Removes every object the schema script creates (PostgreSQL: the whole
 // public schema), so createSchema can run again on the same database.

@@ -87,6 +87,27 @@ private slots:
         QTest::newRow("mixed signs net within") << ok << no << "10" << QStringList{"100|100|60", "-80|-80|-55"} << "" << false;
         QTest::newRow("amount cell not a number") << ok << no << "10" << QStringList{"100|100|1x"}
                                                   << "第1行本次开票金额必须录入数字！" << false;
+
+        // What may be entered: at most 99,999,999,999.9999 either way, so that
+        // both engines store it exactly; the sum may not wrap around either.
+        const QString largest = QStringLiteral("99999999999.9999");
+        const QString beyond = QStringLiteral("100000000000");
+        QTest::newRow("largest amounts pass") << ok << no << largest << QStringList{largest + u'|' + largest + u'|' + largest} << "" << false;
+        QTest::newRow("smallest amounts pass") << ok << no << u'-' + largest << QStringList{u'-' + largest + u'|' + u'-' + largest + u'|' + u'-' + largest} << "" << false;
+        QTest::newRow("total beyond") << ok << no << beyond << QStringList{} << "金额超出允许的范围！" << true;
+        QTest::newRow("total below") << ok << no << "-1e11" << QStringList{} << "金额超出允许的范围！" << true;
+        QTest::newRow("total beyond any amount") << ok << no << "1e20" << QStringList{} << "金额超出允许的范围！" << true;
+        QTest::newRow("entries of 900 trillion") << ok << no << "900000000000000"
+                                                  << QStringList{"900000000000000|900000000000000|900000000000000",
+                                                                 "900000000000000|900000000000000|900000000000000"}
+                                                  << "金额超出允许的范围！" << true;
+        QTest::newRow("row beyond") << ok << no << largest << QStringList{"1|1|1", beyond + u'|' + beyond + u'|' + beyond}
+                                    << "第2行本次开票金额超出允许的范围！" << false;
+        QTest::newRow("row beyond any amount") << ok << no << largest << QStringList{"1e20|1e20|99999999999999999999"}
+                                               << "第1行本次开票金额超出允许的范围！" << false;
+        QTest::newRow("sum beyond") << ok << no << largest
+                                    << QStringList{"60000000000|60000000000|60000000000", "60000000000|60000000000|60000000000"}
+                                    << "明细开票金额超出允许的范围！" << false;
     }
 
     void check()
@@ -205,6 +226,12 @@ private slots:
         QCOMPARE(totals.total(ColThisAmount).toString(), QStringLiteral("10.0001"));
         entries.clear();
         QCOMPARE(shown(ColAllAmount), QStringLiteral("0.00"));
+
+        // A sum beyond what an amount holds shows nothing, not a wrapped number.
+        const QString huge = QStringLiteral("900000000000000");
+        entries.setRows(rowsFrom({huge + u'|' + huge + u'|' + huge, huge + u'|' + huge + u'|' + huge}));
+        QVERIFY(totals.total(ColThisAmount).isOutOfRange());
+        QCOMPARE(shown(ColThisAmount), QString());
     }
 
     void frozenColumnCount_data()
@@ -242,6 +269,7 @@ private slots:
         QTest::newRow("already right") << "2" << "5" << "10" << 2 << false << "10";
         QTest::newRow("empty second left alone") << "2" << "" << "7" << 2 << false << "7";
         QTest::newRow("no decimals") << "3" << "0.5" << "" << 0 << true << "2";
+        QTest::newRow("product beyond any amount left alone") << "100000000" << "100000000" << "5" << 2 << false << "5";
     }
 
     void sumCell()

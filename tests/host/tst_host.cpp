@@ -3,8 +3,11 @@
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 
+#include <QFileInfo>
 #include <QProcess>
 #include <QTest>
+
+#include <memory>
 
 // The purfp host program as a user runs it from a shell.
 class TestHost : public QObject {
@@ -15,14 +18,19 @@ class TestHost : public QObject {
         QString out;
         QString err;
     };
-    static Run purfp(const QStringList &args)
+    static Run purfp(const QStringList &args, const QString &passwordVariable = QString(), const QByteArray &input = QByteArray())
     {
         QProcess p;
         // Methods are called for the host's binding; nobody closes forms here.
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("PURFP_NO_FORMS"), QStringLiteral("1"));
+        env.remove(QStringLiteral("PURFP_DB_PASSWORD"));
+        if (!passwordVariable.isEmpty())
+            env.insert(QStringLiteral("PURFP_DB_PASSWORD"), passwordVariable);
         p.setProcessEnvironment(env);
         p.start(qEnvironmentVariable("PURFP_BIN_DIR") + QStringLiteral("/purfp"), args);
+        p.write(input);
+        p.closeWriteChannel();
         p.waitForFinished(300000);
         return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
@@ -60,6 +68,76 @@ private slots:
         r = purfp({QStringLiteral("findInfo2"), QStringLiteral(" and frob=1"), QStringLiteral("--right"), QStringLiteral("Q01")});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY2(r.out.contains(QStringLiteral("findInfo2 返回: \"\"")) && r.out.contains(QStringLiteral("ReturnString=")), qPrintable(r.out));
+    }
+
+    // The password reaches the settings store, which only its user may read,
+    // and never the output; it can come from the environment or standard
+    // input instead of the arguments. A new SQLite database is private too.
+    void initKeepsThePasswordPrivate_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("inString"); // Pwd given in the connection string
+        QTest::addColumn<QString>("variable"); // PURFP_DB_PASSWORD
+        QTest::addColumn<QString>("input");    // null: no --password-stdin
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("stored");   // the password in the stored connection string
+        engineRow(DbEngine::SQLite, QStringLiteral("new database")) << "" << "Var-secret1" << QString() << 0 << "";
+        engineRow(DbEngine::SQLite, QStringLiteral("standard input without a server")) << "" << "" << "In-secret1\n" << 2 << "";
+        if (!TestDatabase::postgresConfigured())
+            return;
+        const DbEngine pg = DbEngine::PostgreSQL;
+        engineRow(pg, QStringLiteral("in the string")) << "Str-secret2" << "" << QString() << 0 << "Str-secret2";
+        engineRow(pg, QStringLiteral("from the environment")) << "" << "Var-secret3" << QString() << 0 << "Var-secret3";
+        engineRow(pg, QStringLiteral("from standard input")) << "" << "Var-secret4" << "In-secret4\r\nnext line\n" << 0 << "In-secret4";
+        engineRow(pg, QStringLiteral("string before environment")) << "Str-secret5" << "Var-secret5" << QString() << 0 << "Str-secret5";
+        engineRow(pg, QStringLiteral("string and standard input")) << "Str-secret6" << "" << "In-secret6\n" << 2 << "";
+        engineRow(pg, QStringLiteral("semicolon refused")) << "" << "Var;secret7" << QString() << 2 << "";
+    }
+    void initKeepsThePasswordPrivate()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, inString);
+        QFETCH(QString, variable);
+        QFETCH(QString, input);
+        QFETCH(int, exitCode);
+        QFETCH(QString, stored);
+        TestSession t;
+        const QString dbFile = t.folder() + QStringLiteral("/data/new.db");
+        QStringList args{QStringLiteral("init")};
+        std::unique_ptr<TestDatabase> server;
+        if (engine == DbEngine::SQLite) {
+            args << QStringLiteral("--db") << dbFile;
+        } else {
+            server = std::make_unique<TestDatabase>(engine, TestDatabase::Content::Empty);
+            ConnectionString cs = ConnectionString::parse(server->connectionString());
+            QVERIFY(cs.password.isEmpty()); // the test server trusts every password
+            QString text = cs.toString();
+            text.chop(int(qstrlen(";Pwd=")));
+            args << QStringLiteral("--connection") << (inString.isEmpty() ? text : text + QStringLiteral(";Pwd=") + inString);
+        }
+        if (!input.isNull())
+            args << QStringLiteral("--password-stdin");
+        const Run r = purfp(args, variable, input.toUtf8());
+        QVERIFY2(r.exitCode == exitCode, qPrintable(r.err));
+        for (const QString &secret : {inString, variable, input.section(u'\r', 0, 0).trimmed()}) {
+            if (!secret.isEmpty())
+                QVERIFY2(!r.out.contains(secret) && !r.err.contains(secret), qPrintable(r.out + r.err));
+        }
+        if (exitCode != 0)
+            return;
+        const QString settings = SettingsStore::filePath(QStringLiteral("Velkam"));
+        QCOMPARE(QFileInfo(settings).permissions() & 0x7777, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
+        const QString connection = SettingsStore::read(QStringLiteral("Velkam"), QStringLiteral("DBOperation"),
+                                                       QStringLiteral("DBConnectionString"), QString());
+        QCOMPARE(ConnectionString::parse(connection).password, stored);
+        if (engine == DbEngine::SQLite) {
+            QCOMPARE(QFileInfo(dbFile).permissions() & 0x7777, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
+        } else {
+            QVERIFY2(r.out.contains(QStringLiteral("Pwd=******")), qPrintable(r.out));
+            Connection c(connection);
+            c.open();
+            QCOMPARE(c.openRecordset(QStringLiteral("select count(*) as n from tblFP")).toInt(QStringLiteral("n")), 0);
+        }
     }
 
     void clearErrors_data()

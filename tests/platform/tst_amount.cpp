@@ -1,8 +1,11 @@
 #include "platform/Amount.h"
 #include "platform/VbConvert.h"
+#include "support/TestDatabase.h"
 
 #include <QRandomGenerator>
 #include <QTest>
+
+#include <limits>
 
 class TestAmount : public QObject {
     Q_OBJECT
@@ -27,16 +30,133 @@ private slots:
         QTest::newRow("two points") << "1.2.3" << false << "";
         QTest::newRow("sign only") << "-" << false << "";
         QTest::newRow("full-width digits") << "１２" << false << "";
+        QTest::newRow("largest") << "922,337,203,685,477.5807" << true << "922337203685477.5807";
+        QTest::newRow("smallest") << "-922337203685477.5807" << true << "-922337203685477.5807";
+        QTest::newRow("one unit beyond") << "922337203685477.5808" << false << "beyond";
+        QTest::newRow("rounds beyond") << "922337203685477.58075" << false << "beyond";
+        QTest::newRow("one unit below") << "-922337203685477.5808" << false << "beyond";
+        QTest::newRow("twenty digits") << "18446744073709551617" << false << "beyond";
+        QTest::newRow("huge then letters") << "99999999999999999999x" << false << "";
     }
     void parse()
     {
         QFETCH(QString, text);
         QFETCH(bool, valid);
-        QFETCH(QString, canonical);
-        const auto a = Amount::parse(text);
+        QFETCH(QString, canonical); // for no value: "beyond" when out of range
+        bool beyond = true;
+        const auto a = Amount::parse(text, &beyond);
         QCOMPARE(a.has_value(), valid);
+        QCOMPARE(beyond, canonical == u"beyond");
         if (valid)
             QCOMPARE(a->toString(), canonical);
+    }
+
+    // Arithmetic on units; "out" is the out-of-range amount.
+    void arithmetic_data()
+    {
+        QTest::addColumn<QString>("op");
+        QTest::addColumn<QString>("a");
+        QTest::addColumn<QString>("b");
+        QTest::addColumn<QString>("expected");
+        const QString max = QString::number(INT64_MAX);
+        const QString min = QString::number(-INT64_MAX);
+        QTest::newRow("add to the largest") << "+" << QString::number(INT64_MAX - 1) << "1" << max;
+        QTest::newRow("add beyond") << "+" << max << "1" << "out";
+        QTest::newRow("entries of 900 trillion") << "+" << "9000000000000000000" << "9000000000000000000" << "out";
+        QTest::newRow("add below") << "+" << min << min << "out";
+        QTest::newRow("subtract to the smallest") << "-" << QString::number(-INT64_MAX + 1) << "1" << min;
+        QTest::newRow("subtract onto the marker") << "-" << min << "1" << "out";
+        QTest::newRow("subtract beyond") << "-" << max << "-1" << "out";
+        QTest::newRow("negate the largest") << "neg" << max << "" << min;
+        QTest::newRow("abs of the smallest") << "abs" << min << "" << max;
+        QTest::newRow("times a whole") << "*" << "12345" << "-3" << "-37035";
+        QTest::newRow("times a whole beyond") << "*" << QString::number(INT64_MAX / 2 + 1) << "2" << "out";
+        QTest::newRow("product rounded") << "times" << "15000" << "3333" << "5000"; // 1.5 x 0.3333 to 2 places
+        QTest::newRow("product beyond") << "times" << "1000000000000" << "1000000000000" << "out";
+        QTest::newRow("largest times one, to 2 places") << "times" << max << "10000" << "9223372036854775800";
+        QTest::newRow("whole number beyond") << "int" << "1000000000000000" << "" << "out";
+        QTest::newRow("whole number at the edge") << "int" << "922337203685477" << "" << "9223372036854770000";
+        QTest::newRow("out plus 1") << "+" << "out" << "1" << "out";
+        QTest::newRow("1 minus out") << "-" << "1" << "out" << "out";
+        QTest::newRow("out negated") << "neg" << "out" << "" << "out";
+        QTest::newRow("out abs") << "abs" << "out" << "" << "out";
+        QTest::newRow("out times 1") << "*" << "out" << "1" << "out";
+        QTest::newRow("zero times out") << "times" << "0" << "out" << "out";
+    }
+    void arithmetic()
+    {
+        QFETCH(QString, op);
+        QFETCH(QString, a);
+        QFETCH(QString, b);
+        QFETCH(QString, expected);
+        auto amount = [](const QString &units) {
+            return units == u"out" ? Amount::outOfRange() : Amount::fromUnits(units.toLongLong());
+        };
+        const Amount x = amount(a);
+        const Amount y = amount(b);
+        Amount r;
+        if (op == u"+")
+            r = x + y;
+        else if (op == u"-")
+            r = x - y;
+        else if (op == u"neg")
+            r = -x;
+        else if (op == u"abs")
+            r = x.abs();
+        else if (op == u"*")
+            r = x * y.units();
+        else if (op == u"times")
+            r = x.times(y, 2);
+        else
+            r = Amount::fromInt(a.toLongLong());
+        QCOMPARE(r.isOutOfRange(), expected == u"out");
+        if (!r.isOutOfRange())
+            QCOMPARE(r, amount(expected));
+        // The compound forms agree with the plain ones.
+        if (op == u"+")
+            QCOMPARE((Amount(x) += y), r);
+        if (op == u"-")
+            QCOMPARE((Amount(x) -= y), r);
+    }
+
+    // Amounts up to the largest a clerk may enter, written into statements as
+    // the bill store writes them, read back as the same amounts on each
+    // engine; near the bound a double's spacing is largest.
+    void enterableAmountsRoundTrip_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QStringList>("values");
+        QStringList sweep;
+        QRandomGenerator rng(20261124);
+        for (int i = 0; i < 300; ++i) {
+            const std::int64_t units = Amount::MaxEnteredUnits - std::int64_t(rng.bounded(quint64(1) << (i % 48)));
+            sweep << Amount::fromUnits(i % 2 ? units : -units).toString();
+        }
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, QStringLiteral("bounds")) << QStringList{Amount::fromUnits(Amount::MaxEnteredUnits).toString(),
+                                                                  Amount::fromUnits(-Amount::MaxEnteredUnits).toString(),
+                                                                  QStringLiteral("0.0001"), QStringLiteral("98765432109.8765")};
+            engineRow(e, QStringLiteral("near the bound")) << sweep;
+        }
+    }
+    void enterableAmountsRoundTrip()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QStringList, values);
+        TestDatabase db(engine);
+        db.conn().beginTrans();
+        for (int i = 0; i < values.size(); ++i) {
+            QVERIFY(Amount::parse(values[i])->isEnterable());
+            db.exec(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(1,%1,0,%2)")
+                        .arg(i + 1)
+                        .arg(values[i]));
+        }
+        db.conn().commitTrans();
+        Recordset rs = db.conn().openRecordset(QStringLiteral("select fEntryId,fHXAmount from tblFPEntry order by fEntryId"));
+        QStringList back;
+        for (; !rs.eof(); rs.moveNext())
+            back << rs.amount(QStringLiteral("fHXAmount")).toString();
+        QCOMPARE(back, values);
     }
 
     void sumsStayExact()
@@ -76,12 +196,20 @@ private slots:
         QTest::newRow("double drift") << QVariant(45.830000000000005) << "45.83";
         QTest::newRow("numeric text") << QVariant(QStringLiteral("12.3400")) << "12.34";
         QTest::newRow("long long") << QVariant(qlonglong(-7)) << "-7";
+        // Beyond the range: never shown or stored as a number.
+        QTest::newRow("double beyond") << QVariant(1e20) << "";
+        QTest::newRow("infinity") << QVariant(std::numeric_limits<double>::infinity()) << "";
+        QTest::newRow("numeric text of 16 digits") << QVariant(QStringLiteral("1000000000000000.0000")) << "";
+        QTest::newRow("unsigned beyond") << QVariant(qulonglong(1) << 63) << "";
+        QTest::newRow("whole beyond") << QVariant(qlonglong(1) << 62) << "";
     }
     void fromVariant()
     {
         QFETCH(QVariant, value);
         QFETCH(QString, expected);
-        QCOMPARE(Amount::fromVariant(value).toString(), expected);
+        const Amount a = Amount::fromVariant(value);
+        QCOMPARE(a.toString(), expected);
+        QCOMPARE(a.isOutOfRange(), expected.isEmpty());
     }
 
     void toFixed_data()

@@ -1,9 +1,13 @@
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
 
 class TestIniFile : public QObject {
     Q_OBJECT
@@ -13,6 +17,11 @@ class TestIniFile : public QObject {
         QFile f(path);
         f.open(QIODevice::ReadOnly);
         return QString::fromUtf8(f.readAll());
+    }
+    static int mode(const QString &path)
+    {
+        struct stat st {};
+        return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? int(st.st_mode & 07777) : -1;
     }
     static void write(const QString &path, const QString &text)
     {
@@ -38,6 +47,45 @@ private slots:
         QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A1")), std::optional<QString>(QStringLiteral("3")));
         QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A2")), std::nullopt);
         QCOMPARE(ini.value(QStringLiteral("Nope"), QStringLiteral("A1")), std::nullopt);
+    }
+
+    // The settings store holds the database password: its file is the
+    // owner's alone however it was before; other files keep their rights.
+    void fileModes_data()
+    {
+        QTest::addColumn<bool>("settingsStore");
+        QTest::addColumn<int>("before"); // -1: no file yet
+        QTest::addColumn<int>("after");
+        QTest::addColumn<int>("folderAfter"); // -1: the folder existed
+        QTest::newRow("new settings store") << true << -1 << 0600 << 0700;
+        QTest::newRow("settings store readable by all") << true << 0644 << 0600 << -1;
+        QTest::newRow("settings store writable by all") << true << 0666 << 0600 << -1;
+        QTest::newRow("settings store already private") << true << 0600 << 0600 << -1;
+        QTest::newRow("shared file keeps its rights") << false << 0640 << 0640 << -1;
+    }
+    void fileModes()
+    {
+        QFETCH(bool, settingsStore);
+        QFETCH(int, before);
+        QFETCH(int, after);
+        QFETCH(int, folderAfter);
+        QTemporaryDir dir;
+        qputenv("XDG_CONFIG_HOME", dir.path().toUtf8());
+        const QString path = settingsStore ? SettingsStore::filePath(QStringLiteral("Velkam")) : dir.filePath(QStringLiteral("SetupInfo.ini"));
+        if (before >= 0) {
+            QDir().mkpath(QFileInfo(path).absolutePath());
+            write(path, QStringLiteral("[DBOperation]\nDBPath=x\n"));
+            QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(before)), 0);
+        }
+        const QString section = QStringLiteral("DBOperation");
+        const QString key = QStringLiteral("DBConnectionString");
+        const QString value = QStringLiteral("Driver=PostgreSQL;Server=h;Database=d;Uid=u;Pwd=secret");
+        QVERIFY(settingsStore ? SettingsStore::write(QStringLiteral("Velkam"), section, key, value)
+                              : IniFile(path).setValue(section, key, value));
+        QCOMPARE(mode(path), after);
+        if (folderAfter >= 0)
+            QCOMPARE(mode(QFileInfo(path).absolutePath()), folderAfter);
+        QCOMPARE(IniFile(path).value(section, key), std::optional<QString>(value));
     }
 
     void keyWithLeadingBlanksIsAnotherKey()

@@ -97,6 +97,28 @@ private slots:
         QCOMPARE(designer->reportTemplate().band(BandKind::Summary).items.size(), before + 1);
     }
 
+    // Once going, the designer tells its listeners nothing more, whatever its
+    // undo stack held.
+    void destructionSignalsNothing_data()
+    {
+        QTest::addColumn<QStringList>("actions");
+        QTest::newRow("untouched") << QStringList{};
+        QTest::newRow("modified") << QStringList{QStringLiteral("InsertText")};
+        QTest::newRow("modified and undone") << QStringList{QStringLiteral("InsertText"), QStringLiteral("Undo")};
+        QTest::newRow("two changes, one undone") << QStringList{QStringLiteral("InsertLine"), QStringLiteral("InsertBox"), QStringLiteral("Undo")};
+    }
+    void destructionSignalsNothing()
+    {
+        QFETCH(QStringList, actions);
+        designer->selectItem(BandKind::Summary, 0);
+        for (const QString &action : actions)
+            designer->findChild<QAction *>(action)->trigger();
+        int signalled = 0;
+        connect(designer.get(), &ReportDesigner::modifiedChanged, [&signalled] { ++signalled; });
+        designer.reset();
+        QCOMPARE(signalled, 0);
+    }
+
     void arrowKeys_data()
     {
         QTest::addColumn<int>("key");
