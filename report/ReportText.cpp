@@ -115,7 +115,9 @@ NumberSection parseSection(const QString &pattern)
 QString formatSection(const NumberSection &s, Amount value)
 {
     if (s.percent)
-        value = Amount::fromUnits(value.units() * 100);
+        value = value * 100;
+    if (value.isOutOfRange())
+        return {}; // nothing rather than a wrong figure
     const int places = std::min(s.maxDec, Amount::Decimals);
     QString fixed = value.toFixed(places);
     QString intDigits = fixed;
@@ -255,8 +257,9 @@ QString formatAmount(Amount value, const QString &format)
         return text;
     // No sign on a value that rounds to zero at the places shown.
     const NumberSection first = parseSection(sections[0]);
-    Amount shown = first.percent ? Amount::fromUnits(value.units() * 100) : value;
-    if (Amount::parse(shown.abs().toFixed(std::min(first.maxDec, Amount::Decimals)))->isZero())
+    const Amount shown = first.percent ? value * 100 : value;
+    const std::optional<Amount> rounded = Amount::parse(shown.abs().toFixed(std::min(first.maxDec, Amount::Decimals)));
+    if (!rounded || rounded->isZero())
         return text;
     return u'-' + text;
 }

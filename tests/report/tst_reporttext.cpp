@@ -70,6 +70,8 @@ private slots:
         QTest::newRow("negative section") << QVariant(-3) << "#,##0.00;(#,##0.00)" << "(3.00)";
         QTest::newRow("positive with sections") << QVariant(3) << "#,##0.00;(#,##0.00);-" << "3.00";
         QTest::newRow("percent") << QVariant(0.256) << "0.0%" << "25.6%";
+        QTest::newRow("percent beyond what an amount holds") << QVariant(QStringLiteral("10000000000000")) << "0%" << "";
+        QTest::newRow("negative percent beyond") << QVariant(QStringLiteral("-10000000000000")) << "0%" << "";
         QTest::newRow("prefix") << QVariant(12) << "¥#,##0.00" << "¥12.00";
         QTest::newRow("quoted suffix") << QVariant(5) << "0.00\"元\"" << "5.00元";
         QTest::newRow("millions") << QVariant(1234567) << "#,##0" << "1,234,567";
