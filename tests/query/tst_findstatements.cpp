@@ -1,6 +1,6 @@
 #include "platform/DbError.h"
 #include "platform/VbConvert.h"
-#include "query/QuerySqlSamples.h"
+#include "support/QuerySqlSamples.h"
 #include "support/QueryModuleHelpers.h"
 
 #include <QTest>

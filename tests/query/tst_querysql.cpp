@@ -4,7 +4,7 @@
 #include "platform/Clock.h"
 #include "platform/VbConvert.h"
 #include "query/QuerySql.h"
-#include "query/QuerySqlSamples.h"
+#include "support/QuerySqlSamples.h"
 
 #include <QSet>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "query/QuerySqlSamples.h"
+#include "support/QuerySqlSamples.h"
 
 namespace QuerySqlSamples {
 
