@@ -305,30 +305,67 @@ qint64 stockAmount(Random &rng, bool red)
     return red ? -amount : amount;
 }
 
-} // namespace
 
-DemoOptions DemoOptions::scaled(int invoices)
-{
-    DemoOptions o;
-    o.invoices = invoices;
-    o.stockBills = invoices * 4;
-    o.suppliers = std::max(30, invoices / 500);
-    o.goods = std::max(200, invoices / 100);
-    return o;
-}
+// Dates that place the generated history: today, the first of the current
+// period, and where about fourteen months of history begin.
+struct DemoCalendar {
+    QDate today;
+    QDate periodStart;
+    QDate spanStart;
+};
 
-DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
+struct Goods {
+    int id;
+    QString model;
+    int unitId;
+    qint64 inPrice; // cents
+    bool hasAttributes;
+};
+
+// Reference data decided before anything is written: the codes of every
+// class, the suppliers bills may name and how often, units and goods.
+struct ReferenceData {
+    std::vector<Item> items;
+    std::vector<int> supplierIds; // usable suppliers; the last one created is locked
+    std::vector<int> supplierWeights;
+    int purchaseDept = 0;
+    int storeDept = 0;
+    QStringList units;
+    std::vector<Goods> goods;
+};
+
+// Stock-in bills with, per supplier, the bills invoices may still match.
+struct StockPlan {
+    std::vector<StockBill> bills;
+    // Open lists per supplier: [supplier index][0 blue, 1 red].
+    std::vector<std::array<OpenList, 2>> open;
+};
+
+// Invoices with their entries; the entries also update the stock bills'
+// invoiced amounts.
+struct InvoicePlan {
+    std::vector<Invoice> invoices;
+    int entryCount = 0;
+};
+
+DemoCalendar demoCalendar(const DemoOptions &options)
 {
-    const QDate today = options.today.isValid() ? options.today : Clock::today();
-    const QDate periodStart(today.year(), today.month(), 1);
+    DemoCalendar c;
+    c.today = options.today.isValid() ? options.today : Clock::today();
+    c.periodStart = QDate(c.today.year(), c.today.month(), 1);
     // About fourteen months of history, but never before the first of the
     // two accounting years that tblPeriod describes.
-    const QDate back = today.addMonths(-14);
-    const QDate spanStart = std::max(QDate(back.year(), back.month(), 1), QDate(today.year() - 1, 1, 1));
-    Random rng(quint64(options.seed) * 0x2545F4914F6CDD1Dull + 0x5DEECE66Dull);
+    const QDate back = c.today.addMonths(-14);
+    c.spanStart = std::max(QDate(back.year(), back.month(), 1), QDate(c.today.year() - 1, 1, 1));
+    return c;
+}
 
-    // --- Master data -----------------------------------------------------
-    std::vector<Item> items;
+// Customers, departments, staff, supplier groups and suppliers, then the
+// units of measure and the goods codes with their purchase prices.
+ReferenceData planReferenceData(Random &rng, const DemoOptions &options)
+{
+    ReferenceData ref;
+    std::vector<Item> &items = ref.items;
     int nextItemId = 1;
     auto addItem = [&](int classId, const QString &number, const QString &name, bool detail = true, bool locked = false) {
         items.push_back(Item{nextItemId++, number, name, classId, detail, locked});
@@ -345,8 +382,8 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
     for (size_t i = 0; i < departments.size(); ++i)
         departmentIds.push_back(addItem(Demo::kDepartmentClass, QStringLiteral("02.%1").arg(int(i) + 1, 2, 10, QLatin1Char('0')),
                                         text(departments[i])));
-    const int purchaseDept = departmentIds[0];
-    const int storeDept = departmentIds[1];
+    ref.purchaseDept = departmentIds[0];
+    ref.storeDept = departmentIds[1];
 
     const std::array<const char16_t *, 6> staff{u"王磊", u"刘洋", u"陈静", u"杨帆", u"赵敏", u"周强"};
     for (size_t i = 0; i < staff.size(); ++i)
@@ -356,35 +393,24 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
     addItem(Demo::kSupplierClass, QStringLiteral("04.1"), QStringLiteral("华东地区供应商"), false);
     addItem(Demo::kSupplierClass, QStringLiteral("04.2"), QStringLiteral("华南地区供应商"), false);
     addItem(Demo::kSupplierClass, QStringLiteral("04.3"), QStringLiteral("其他地区供应商"), false);
-    std::vector<int> supplierIds; // usable suppliers; the last one created is locked
     const int supplierCount = std::max(2, options.suppliers);
     for (int i = 1; i <= supplierCount; ++i) {
         const bool locked = i == supplierCount;
         const int id = addItem(Demo::kSupplierClass, QStringLiteral("04.%1").arg(i, 3, 10, QLatin1Char('0')),
                                companyName(rng, usedNames, QStringLiteral("有限公司")), true, locked);
         if (!locked)
-            supplierIds.push_back(id);
+            ref.supplierIds.push_back(id);
     }
     // Some suppliers deliver much more often than others.
-    std::vector<int> supplierWeights;
-    for (size_t i = 0; i < supplierIds.size(); ++i)
+    for (size_t i = 0; i < ref.supplierIds.size(); ++i)
         for (int w = rng.between(1, 6); w > 0; --w)
-            supplierWeights.push_back(int(i));
+            ref.supplierWeights.push_back(int(i));
 
     // Units of measure, in the order the goods kinds first use them.
-    QStringList units;
     for (const GoodsKind &kind : kGoodsKinds)
-        if (!units.contains(text(kind.unit)))
-            units << text(kind.unit);
+        if (!ref.units.contains(text(kind.unit)))
+            ref.units << text(kind.unit);
 
-    struct Goods {
-        int id;
-        QString model;
-        int unitId;
-        qint64 inPrice; // cents
-        bool hasAttributes;
-    };
-    std::vector<Goods> goods;
     const int goodsCount = std::max(1, options.goods);
     for (int j = 0; j < goodsCount; ++j) {
         const int kindIndex = j % int(kGoodsKinds.size());
@@ -399,26 +425,31 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         const int id = addItem(Demo::kGoodsClass, QStringLiteral("03.%1").arg(j + 1, 4, 10, QLatin1Char('0')),
                                text(kind.name), true, locked);
         const qint64 inPrice = rng.between64(qint64(kind.minPrice) * 100, qint64(kind.maxPrice) * 100);
-        goods.push_back(Goods{id, model, int(units.indexOf(text(kind.unit))) + 1, inPrice, hasAttributes});
+        ref.goods.push_back(Goods{id, model, int(ref.units.indexOf(text(kind.unit))) + 1, inPrice, hasAttributes});
     }
+    return ref;
+}
 
-    // --- Stock-in bills ----------------------------------------------------
+// Stock-in bills in date order, a few of other transaction types, cancelled,
+// red or not invoiceable; the matchable ones go to their supplier's open list.
+StockPlan planStockBills(Random &rng, const DemoOptions &options, const DemoCalendar &cal, const ReferenceData &ref)
+{
     const int stockCount = std::max(0, options.stockBills);
     std::vector<QDate> stockDates;
     stockDates.reserve(size_t(stockCount));
     for (int i = 0; i < stockCount; ++i)
-        stockDates.push_back(rng.percent(8) ? randomDate(rng, periodStart, today) : randomDate(rng, spanStart, today));
+        stockDates.push_back(rng.percent(8) ? randomDate(rng, cal.periodStart, cal.today) : randomDate(rng, cal.spanStart, cal.today));
     std::sort(stockDates.begin(), stockDates.end());
 
-    std::vector<StockBill> stock(static_cast<size_t>(stockCount));
-    // Open lists per supplier: [supplier index][0 blue, 1 red].
-    std::vector<std::array<OpenList, 2>> open(supplierIds.size());
+    StockPlan plan;
+    plan.bills.resize(static_cast<size_t>(stockCount));
+    plan.open.resize(ref.supplierIds.size());
     for (int i = 0; i < stockCount; ++i) {
-        StockBill &b = stock[size_t(i)];
+        StockBill &b = plan.bills[size_t(i)];
         b.id = i + 1;
         b.date = stockDates[size_t(i)];
-        const int supplierIndex = supplierWeights[size_t(rng.below(int(supplierWeights.size())))];
-        b.supplierId = supplierIds[size_t(supplierIndex)];
+        const int supplierIndex = ref.supplierWeights[size_t(rng.below(int(ref.supplierWeights.size())))];
+        b.supplierId = ref.supplierIds[size_t(supplierIndex)];
         b.tranType = rng.percent(4) ? (rng.percent(50) ? 2 : 10) : Demo::kStockInTranType;
         b.cancelled = rng.percent(3);
         const bool red = rng.percent(6);
@@ -426,22 +457,32 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         const int roll = rng.below(100);
         b.invoiceable = roll < 3 ? 0 : roll < 15 ? -1 : 1;
         if (b.tranType == Demo::kStockInTranType && !b.cancelled && b.invoiceable != 0)
-            open[size_t(supplierIndex)][red ? 1 : 0].bills.push_back(i);
+            plan.open[size_t(supplierIndex)][red ? 1 : 0].bills.push_back(i);
     }
+    return plan;
+}
 
-    // --- Invoices, in date order -------------------------------------------
+// Invoices in date order. Each matches the oldest open stock-in bills of its
+// supplier and sign, wholly or in part; void invoices name bills without
+// counting toward what is invoiced. The invoice amount is the matched sum,
+// sometimes more (partly matched), or a free amount without entries.
+InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCalendar &cal, const ReferenceData &ref,
+                         StockPlan &stockPlan)
+{
+    std::vector<StockBill> &stock = stockPlan.bills;
+    const std::vector<int> &supplierWeights = ref.supplierWeights;
     const int invoiceCount = std::max(0, options.invoices);
-    const QDate invoiceStart = std::min(spanStart.addDays(7), today);
+    const QDate invoiceStart = std::min(cal.spanStart.addDays(7), cal.today);
     std::vector<QDate> invoiceDates;
     invoiceDates.reserve(size_t(invoiceCount));
     for (int i = 0; i < invoiceCount; ++i)
-        invoiceDates.push_back(rng.percent(10) ? randomDate(rng, periodStart, today) : randomDate(rng, invoiceStart, today));
+        invoiceDates.push_back(rng.percent(10) ? randomDate(rng, cal.periodStart, cal.today) : randomDate(rng, invoiceStart, cal.today));
     std::sort(invoiceDates.begin(), invoiceDates.end());
 
-    std::vector<Invoice> invoices(static_cast<size_t>(invoiceCount));
-    int entryCount = 0;
+    InvoicePlan plan;
+    plan.invoices.resize(static_cast<size_t>(invoiceCount));
     for (int i = 0; i < invoiceCount; ++i) {
-        Invoice &inv = invoices[size_t(i)];
+        Invoice &inv = plan.invoices[size_t(i)];
         inv.date = invoiceDates[size_t(i)];
         inv.red = rng.percent(5);
         inv.cancelled = rng.percent(4);
@@ -453,7 +494,7 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         if (withEntries) {
             for (int attempt = 0; attempt < 12 && supplierIndex < 0; ++attempt) {
                 const int candidate = supplierWeights[size_t(rng.below(int(supplierWeights.size())))];
-                OpenList &list = open[size_t(candidate)][size_t(sign)];
+                OpenList &list = stockPlan.open[size_t(candidate)][size_t(sign)];
                 while (list.first < list.bills.size() && stock[size_t(list.bills[list.first])].amount
                                                                == stock[size_t(list.bills[list.first])].invoiced)
                     ++list.first;
@@ -463,7 +504,7 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         }
         if (supplierIndex < 0)
             supplierIndex = supplierWeights[size_t(rng.below(int(supplierWeights.size())))];
-        inv.supplierId = supplierIds[size_t(supplierIndex)];
+        inv.supplierId = ref.supplierIds[size_t(supplierIndex)];
 
         if (withEntries) {
             // The oldest open bills first, as the editor offers them.
@@ -471,7 +512,7 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
                 const int r = rng.below(100);
                 return r < 10 ? 1 : r < 25 ? 2 : r < 45 ? 3 : r < 65 ? 4 : r < 80 ? 5 : rng.between(6, 8);
             }();
-            OpenList &list = open[size_t(supplierIndex)][size_t(sign)];
+            OpenList &list = stockPlan.open[size_t(supplierIndex)][size_t(sign)];
             for (size_t k = list.first; k < list.bills.size() && int(inv.entries.size()) < wanted; ++k) {
                 StockBill &b = stock[size_t(list.bills[k])];
                 if (b.date > inv.date)
@@ -505,13 +546,13 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         } else {
             inv.amount = matched;
         }
-        entryCount += int(inv.entries.size());
+        plan.entryCount += int(inv.entries.size());
 
-        inv.audited = !inv.cancelled && rng.percent(inv.date < periodStart ? 85 : 25);
+        inv.audited = !inv.cancelled && rng.percent(inv.date < cal.periodStart ? 85 : 25);
         const int who = rng.below(100);
         inv.operatorId = who < 75 ? Demo::kClerkUserId : who < 90 ? Demo::kAdminUserId : Demo::kAuditorUserId;
         const int dept = rng.below(100);
-        inv.deptId = dept < 80 ? purchaseDept : dept < 88 ? storeDept : 0;
+        inv.deptId = dept < 80 ? ref.purchaseDept : dept < 88 ? ref.storeDept : 0;
         inv.invoiceNo = QStringLiteral("%1").arg(rng.between(0, 99999999), 8, 10, QLatin1Char('0'));
         if (inv.red)
             inv.note = rng.percent(70) ? text(rng.pick(kRedInvoiceNotes)) : QString();
@@ -520,293 +561,370 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
         if (inv.note.isNull())
             inv.note = QStringLiteral("");
     }
+    return plan;
+}
 
-    // --- Writing -------------------------------------------------------------
+// Item classes, codes, units, goods with their attributes and current stock,
+// and the tax-payer and goods subtypes. The goods attributes and stock rows
+// draw on the generator after the bills, which keeps every seed's data as it
+// has always been.
+void writeReferenceData(const QSqlDatabase &db, Random &rng, const DemoCalendar &cal, const ReferenceData &ref)
+{
+    const std::vector<Item> &items = ref.items;
+    {
+        BulkInsert q(db, QStringLiteral("tblItemclass"), {QStringLiteral("fitemclassid"), QStringLiteral("fname"), QStringLiteral("fItemType")});
+        q.add({Demo::kCustomerClass, QStringLiteral("客户"), 1});
+        q.add({Demo::kDepartmentClass, QStringLiteral("部门"), 1});
+        q.add({Demo::kGoodsClass, QStringLiteral("商品"), 0});
+        q.add({Demo::kSupplierClass, QStringLiteral("供应商"), 1});
+        q.add({Demo::kStaffClass, QStringLiteral("职员"), 1});
+        q.finish();
+    }
+    {
+        BulkInsert q(db, QStringLiteral("tblItem"),
+                     {QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"), QStringLiteral("fitemclassid"),
+                      QStringLiteral("fisdetail"), QStringLiteral("fislock")});
+        for (const Item &it : items)
+            q.add({it.id, it.number, it.name, it.classId, it.detail ? 1 : 0, it.locked ? 1 : 0});
+        q.finish();
+    }
+    {
+        BulkInsert q(db, QStringLiteral("tblMeasureUnit"), {QStringLiteral("fitemid"), QStringLiteral("fname")});
+        for (int u = 0; u < ref.units.size(); ++u)
+            q.add({u + 1, ref.units[u]});
+        q.finish();
+    }
+    {
+        BulkInsert q(db, QStringLiteral("icitem"),
+                     {QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"), QStringLiteral("fModel"),
+                      QStringLiteral("fUnit"), QStringLiteral("fInPrice"), QStringLiteral("fOutPrice"), QStringLiteral("fA"),
+                      QStringLiteral("fB"), QStringLiteral("fC"), QStringLiteral("fD"), QStringLiteral("fE"), QStringLiteral("fF"),
+                      QStringLiteral("fG"), QStringLiteral("fH"), QStringLiteral("fZSPer"), QStringLiteral("fZLPer")});
+        BulkInsert stockRows(db, QStringLiteral("tblTimeStock"),
+                             {QStringLiteral("fitemid"), QStringLiteral("funitid"), QStringLiteral("fstockid"), QStringLiteral("fqty"),
+                              QStringLiteral("famount"), QStringLiteral("fbatchno")});
+        for (const Goods &g : ref.goods) {
+            const Item &it = items[size_t(g.id - 1)];
+            if (g.hasAttributes) {
+                const qint64 outPrice = g.inPrice * rng.between(115, 160) / 100;
+                const QDate firstIn = randomDate(rng, cal.spanStart.addYears(-2), cal.spanStart);
+                q.add({g.id, it.number, it.name, g.model, ref.units[g.unitId - 1], money(g.inPrice), money(outPrice),
+                       rng.percent(90) ? QVariant(text(rng.pick(kOrigins))) : nullValue(),
+                       rng.percent(80) ? QVariant(text(rng.pick(kBrands))) : nullValue(),
+                       rng.percent(60) ? QVariant(text(rng.pick(kGrades))) : nullValue(),
+                       rng.percent(70) ? money(rng.between(5, 5000) * 10) : nullValue(),     // weight, kg
+                       rng.percent(40) ? QVariant(rng.between(6, 36)) : nullValue(),          // shelf life, months
+                       dateText(firstIn),
+                       rng.percent(50) ? QVariant(dateText(randomDate(rng, cal.spanStart, cal.today))) : nullValue(),
+                       rng.percent(80) ? QVariant(ref.supplierIds[size_t(rng.below(int(ref.supplierIds.size())))]) : nullValue(),
+                       money(1300), money(rng.between(0, 5) * 100)});
+            }
+            // Current stock for about a third of the goods, some in batches.
+            if (g.id % 3 == 0) {
+                const int rows = rng.between(1, 3);
+                const QString batch = QStringLiteral("P%1-%2").arg(randomDate(rng, cal.spanStart, cal.today).toString(QStringLiteral("yyyyMMdd")))
+                                          .arg(rng.between(1, 20), 2, 10, QLatin1Char('0'));
+                for (int r = 0; r < rows; ++r) {
+                    const int qty = rng.between(1, 500);
+                    // The same batch may lie in several stores; some stock has no batch.
+                    QVariant batchNo = r == 0 || rng.percent(50) ? QVariant(batch) : nullValue();
+                    if (rng.percent(30))
+                        batchNo = nullValue();
+                    stockRows.add({g.id, g.unitId, r + 1, qty, money(g.inPrice * qty), batchNo});
+                }
+            }
+        }
+        q.finish();
+        stockRows.finish();
+    }
+    {
+        BulkInsert q(db, QStringLiteral("tblsubtype"),
+                     {QStringLiteral("fitemclassid"), QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"),
+                      QStringLiteral("fmodel")});
+        q.add({Demo::kSupplierClass, 1, QStringLiteral("1"), QStringLiteral("一般纳税人"), QStringLiteral("")});
+        q.add({Demo::kSupplierClass, 2, QStringLiteral("2"), QStringLiteral("小规模纳税人"), QStringLiteral("")});
+        q.add({Demo::kGoodsClass, 3, QStringLiteral("01"), QStringLiteral("原材料"), QStringLiteral("")});
+        q.add({Demo::kGoodsClass, 4, QStringLiteral("02"), QStringLiteral("辅助材料"), QStringLiteral("")});
+        q.add({Demo::kGoodsClass, 5, QStringLiteral("03"), QStringLiteral("办公用品"), QStringLiteral("")});
+        q.add({Demo::kGoodsClass, 6, QStringLiteral("04"), QStringLiteral("劳保用品"), QStringLiteral("")});
+        q.finish();
+    }
+}
+
+// The three users and their rights: the administrator and the auditor hold
+// every right, the clerk all but the denied ones.
+void writeUsersAndRights(const QSqlDatabase &db)
+{
+    BulkInsert users(db, QStringLiteral("tblUser"), {QStringLiteral("fuserid"), QStringLiteral("fname"), QStringLiteral("fisadmin")});
+    users.add({Demo::kAdminUserId, QStringLiteral("管理员"), 1});
+    users.add({Demo::kClerkUserId, QStringLiteral("张会计"), 0});
+    users.add({Demo::kAuditorUserId, QStringLiteral("李主管"), 0});
+    users.finish();
+
+    BulkInsert rights(db, QStringLiteral("tblUserPrivillenge"), {QStringLiteral("fuserid"), QStringLiteral("fNumber")});
+    for (const char *code : Demo::kAllRights) {
+        const QString right = QString::fromLatin1(code);
+        rights.add({Demo::kAdminUserId, right});
+        rights.add({Demo::kAuditorUserId, right});
+        const bool denied = std::any_of(std::begin(Demo::kClerkDeniedRights), std::end(Demo::kClerkDeniedRights),
+                                        [&](const char *d) { return right == QLatin1String(d); });
+        if (!denied)
+            rights.add({Demo::kClerkUserId, right});
+    }
+    rights.finish();
+}
+
+// Company name, current year and period, and the periods of this year and
+// the last.
+void writeSystemInfoAndPeriods(const QSqlDatabase &db, const QDate &today)
+{
+    BulkInsert q(db, QStringLiteral("tblSystemInfo"), {QStringLiteral("ftypeid"), QStringLiteral("fname"), QStringLiteral("fvalue")});
+    q.add({1, QStringLiteral("公司名称"), QStringLiteral("江南示范商贸有限公司")});
+    q.add({4, QStringLiteral("当前会计年度"), QString::number(today.year())});
+    q.add({5, QStringLiteral("当前会计期间"), QString::number(today.month())});
+    q.finish();
+
+    BulkInsert periods(db, QStringLiteral("tblPeriod"), {QStringLiteral("fYear"), QStringLiteral("fPeriod"), QStringLiteral("fstartdate")});
+    for (int year = today.year() - 1; year <= today.year(); ++year)
+        for (int month = 1; month <= 12; ++month)
+            periods.add({year, month, dateText(QDate(year, month, 1))});
+    periods.finish();
+}
+
+// The stock-in bills with what non-void invoices have invoiced of them.
+void writeStockBills(const QSqlDatabase &db, const std::vector<StockBill> &stock)
+{
+    BulkInsert q(db, QStringLiteral("icstockbill"),
+                 {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fdate"), QStringLiteral("fsupplyid"),
+                  QStringLiteral("ftrantype"), QStringLiteral("fcancellation"), QStringLiteral("fAllAmount"),
+                  QStringLiteral("fKPAmount"), QStringLiteral("fISKP")});
+    for (const StockBill &b : stock)
+        q.add({b.id, QStringLiteral("WIN%1").arg(b.id, 6, 10, QLatin1Char('0')), dateText(b.date), b.supplierId, b.tranType,
+               b.cancelled ? 1 : 0, money(b.amount),
+               // Never named by an invoice: left empty, as the stock module writes it.
+               b.named ? money(b.invoiced) : nullValue(),
+               b.invoiceable < 0 ? nullValue() : QVariant(b.invoiceable)});
+    q.finish();
+}
+
+// Invoice heads numbered by the template, with their matched totals, and
+// their entries.
+void writeInvoices(const QSqlDatabase &db, const QString &invoiceTemplate, const std::vector<Invoice> &invoices,
+                   const std::vector<StockBill> &stock)
+{
+    BulkInsert head(db, QStringLiteral("tblFP"),
+                    {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fstatus"), QStringLiteral("fchecker"),
+                     QStringLiteral("fcancellation"), QStringLiteral("fyear"), QStringLiteral("fperiod"), QStringLiteral("fdate"),
+                     QStringLiteral("fOperator"), QStringLiteral("ftrantype"), QStringLiteral("frob"), QStringLiteral("fAmount"),
+                     QStringLiteral("fEndAmount"), QStringLiteral("fbillNumber"), QStringLiteral("fSupplyId"),
+                     QStringLiteral("fDeptId"), QStringLiteral("fInvoiceNo"), QStringLiteral("fNote")});
+    BulkInsert lines(db, QStringLiteral("tblFPEntry"),
+                     {QStringLiteral("fInterId"), QStringLiteral("fEntryId"), QStringLiteral("fStockInterId"), QStringLiteral("fHXAmount")});
+    const int invoiceCount = int(invoices.size());
+    for (int i = 0; i < invoiceCount; ++i) {
+        const Invoice &inv = invoices[size_t(i)];
+        const int id = i + 1;
+        const int sequence = i + 1;
+        QString serial = QString::number(sequence);
+        if (serial.size() < Demo::kInvoiceSequenceLength)
+            serial.prepend(QString(Demo::kInvoiceSequenceLength - serial.size(), u'0'));
+        qint64 matched = 0;
+        for (const Entry &e : inv.entries)
+            matched += e.amount;
+        head.add({id,
+                  renderBillNo(invoiceTemplate, inv.date, Demo::kInvoiceYearLength, Demo::kInvoiceSequenceLength, sequence),
+                  inv.audited ? 1 : 0, inv.audited ? Demo::kAuditorUserId : 0, inv.cancelled ? 1 : 0,
+                  inv.date.year(), inv.date.month(), dateText(inv.date), inv.operatorId, Demo::kInvoiceTypeId,
+                  inv.red ? 1 : 0, money(inv.amount),
+                  // An invoice saved without entries never had its matched amount written.
+                  inv.entries.empty() ? nullValue() : money(matched),
+                  serial, inv.supplierId, inv.deptId, inv.invoiceNo, inv.note});
+        int line = 0;
+        for (const Entry &e : inv.entries)
+            lines.add({id, ++line, stock[size_t(e.stockIndex)].id, money(e.amount)});
+    }
+    head.finish();
+    lines.finish();
+}
+
+// The numbering templates and counters, continuing after the generated bills.
+void writeCounters(const QSqlDatabase &db, const QString &invoiceTemplate, int invoiceCount, int stockCount)
+{
+    BulkInsert q(db, QStringLiteral("tblMaxBillNo"),
+                 {QStringLiteral("ftypeid"), QStringLiteral("fNewBillName"), QStringLiteral("fbillno"), QStringLiteral("fPreLetter"),
+                  QStringLiteral("flength"), QStringLiteral("fYLength")});
+    q.add({Demo::kInvoiceTypeId, QStringLiteral("采购发票"), invoiceCount, invoiceTemplate, Demo::kInvoiceSequenceLength,
+           Demo::kInvoiceYearLength});
+    q.add({1, QStringLiteral("外购入库"), stockCount, QStringLiteral("WIN序号"), 6, 4});
+    q.finish();
+
+    BulkInsert counters(db, QStringLiteral("tblmaxNum"), {QStringLiteral("ftablename"), QStringLiteral("fmaxnum")});
+    counters.add({QStringLiteral("tblFP"), invoiceCount});
+    counters.add({QStringLiteral("icstockbill"), stockCount});
+    counters.finish();
+}
+
+// The editor's header: a two-column layout, positions in pixels.
+void writeHeaderLayout(const QSqlDatabase &db)
+{
+    BulkInsert q(db, QStringLiteral("tblBillInfo"),
+                 {QStringLiteral("ftypeid"), QStringLiteral("findex"), QStringLiteral("fitemclassid"), QStringLiteral("fcaption"),
+                  QStringLiteral("ftop"), QStringLiteral("fleft"), QStringLiteral("fwidth"), QStringLiteral("ftabindex"),
+                  QStringLiteral("fisvisible"), QStringLiteral("FFieldName"), QStringLiteral("fFieldType"), QStringLiteral("fCanNull")});
+    q.add({Demo::kInvoiceTypeId, 1, Demo::kSupplierClass, QStringLiteral("供应商"), 72, 90, 260, 1, 1, QStringLiteral("fSupplyId"), 1, 0});
+    q.add({Demo::kInvoiceTypeId, 2, Demo::kDepartmentClass, QStringLiteral("部门"), 72, 470, 200, 2, 1, QStringLiteral("fDeptId"), 1, 1});
+    q.add({Demo::kInvoiceTypeId, 3, 0, QStringLiteral("发票号码"), 102, 90, 260, 3, 1, QStringLiteral("fInvoiceNo"), 0, 0});
+    q.add({Demo::kInvoiceTypeId, 4, 0, QStringLiteral("备注"), 102, 470, 200, 4, 1, QStringLiteral("fNote"), 0, 1});
+    q.finish();
+}
+
+// Columns of the bill list.
+void writeListColumns(const QSqlDatabase &db)
+{
+    BulkInsert q(db, QStringLiteral("tblFindInfoEntry"),
+                 {QStringLiteral("ftypeid"), QStringLiteral("fentryid"), QStringLiteral("fFieldname"), QStringLiteral("fTitleName"),
+                  QStringLiteral("fAlign"), QStringLiteral("fDataFormat"), QStringLiteral("fIsMerge"), QStringLiteral("fIsSum")});
+    const QString amountFormat = QStringLiteral("#,##0.00");
+    const QString dateFormat = QStringLiteral("yyyy-MM-dd");
+    const QString none = QStringLiteral("");
+    struct Column { const char *field; const char16_t *title; int align; QString format; int merge; int sum; };
+    const std::array<Column, 12> columns{{
+        {"finterid", u"内码", 2, none, 0, 0},
+        {"fbillno", u"单据编号", 0, none, 0, 0},
+        {"fdate", u"日期", 1, dateFormat, 0, 0},
+        {"fSupplyIdName", u"供应商", 0, none, 1, 0},
+        {"fDeptIdName", u"部门", 0, none, 0, 0},
+        {"fInvoiceNo", u"发票号码", 0, none, 0, 0},
+        {"fAmount", u"发票金额", 2, amountFormat, 0, 1},
+        {"fEndAmount", u"已钩稽金额", 2, amountFormat, 0, 1},
+        {"fNoHXAmount", u"未钩稽金额", 2, amountFormat, 0, 1},
+        {"fOperatorName", u"制单人", 1, none, 0, 0},
+        {"fCheckerName", u"审核人", 1, none, 0, 0},
+        {"fNote", u"备注", 0, none, 0, 0},
+    }};
+    int entry = 0;
+    for (const Column &c : columns)
+        q.add({Demo::kInvoiceTypeId, ++entry, QString::fromLatin1(c.field), text(c.title), c.align, c.format, c.merge, c.sum});
+    q.finish();
+}
+
+// Fields offered as query conditions.
+void writeQueryFields(const QSqlDatabase &db)
+{
+    BulkInsert q(db, QStringLiteral("tblFindInfoentry2"),
+                 {QStringLiteral("ftypeid"), QStringLiteral("fentryid"), QStringLiteral("fTitlename"), QStringLiteral("fFieldName"),
+                  QStringLiteral("fNumType"), QStringLiteral("fItemclassid"), QStringLiteral("fNumberName")});
+    struct Field { const char16_t *title; const char *field; int kind; int itemClass; const char *numberName; };
+    const std::array<Field, 10> fields{{
+        {u"单据编号", "fbillno", 2, 0, ""},
+        {u"日期", "fdate", 3, 0, ""},
+        {u"发票金额", "fAmount", 1, 0, ""},
+        {u"已钩稽金额", "fEndAmount", 1, 0, ""},
+        {u"供应商代码", "fSupplyIdNumber", 2, Demo::kSupplierClass, "fnumber"},
+        {u"供应商", "fSupplyIdName", 2, 0, ""},
+        {u"部门", "fDeptIdName", 2, 0, ""},
+        {u"发票号码", "fInvoiceNo", 2, 0, ""},
+        {u"制单人", "fOperatorName", 2, 0, ""},
+        {u"备注", "fNote", 2, 0, ""},
+    }};
+    int entry = 0;
+    for (const Field &f : fields)
+        q.add({Demo::kInvoiceTypeId, ++entry, text(f.title), QString::fromLatin1(f.field), f.kind, f.itemClass,
+               QString::fromLatin1(f.numberName)});
+    q.finish();
+}
+
+// Field descriptions of the print view, for the template designer.
+void writeViewDescriptions(const QSqlDatabase &db)
+{
+    BulkInsert q(db, QStringLiteral("tblViewDesc"), {QStringLiteral("fTypeid"), QStringLiteral("fFieldName"), QStringLiteral("fFieldDesc")});
+    struct Desc { const char *field; const char16_t *desc; };
+    const std::array<Desc, 20> descriptions{{
+        {"finterid", u"内码："},
+        {"forderid", u"行号："},
+        {"fbillno", u"单据编号："},
+        {"fbillNumber", u"单据序号："},
+        {"fdate", u"日期："},
+        {"fSupplyIdNumber", u"供应商代码："},
+        {"fSupplyIdName", u"供应商："},
+        {"fDeptIdNumber", u"部门代码："},
+        {"fDeptIdName", u"部门："},
+        {"fInvoiceNo", u"发票号码："},
+        {"fAmount", u"发票金额："},
+        {"fEndAmount", u"已钩稽金额："},
+        {"fNote", u"备注："},
+        {"fOperatorName", u"制单人："},
+        {"fCheckerName", u"审核人："},
+        {"fStockInterId", u"入库单内码："},
+        {"fStockBillNo", u"入库单号："},
+        {"fStockDate", u"入库日期："},
+        {"fAllAmount", u"入库金额："},
+        {"fHXAmount", u"本次钩稽金额："},
+    }};
+    for (const Desc &d : descriptions)
+        q.add({Demo::kInvoiceTypeId, QString::fromLatin1(d.field), text(d.desc)});
+    q.finish();
+}
+
+// The default print template: the invoice layout compiled in beside the
+// schema scripts (sql/PurFP.grf), stored as it stands.
+void writePrintTemplate(const QSqlDatabase &db)
+{
+    QFile templateFile(QStringLiteral(":/sql/PurFP.grf"));
+    if (!templateFile.open(QIODevice::ReadOnly))
+        throw DbError(QStringLiteral("默认打印模板 :/sql/PurFP.grf 无法读取"));
+    const QByteArray templateContent = templateFile.readAll();
+    BulkInsert q(db, QStringLiteral("tblBillPrint"),
+                 {QStringLiteral("finterid"), QStringLiteral("ftypeid"), QStringLiteral("fReportName"), QStringLiteral("fViewName"),
+                  QStringLiteral("fFileName"), QStringLiteral("fOrderSQL"), QStringLiteral("fIsDefault"), QStringLiteral("fcontent")});
+    q.add({1, Demo::kInvoiceTypeId, QStringLiteral("采购发票"), QStringLiteral("vPurFPPrint"), QStringLiteral("PurFP.grf"),
+           nullValue(), 1, templateContent});
+    q.finish();
+}
+
+} // namespace
+
+DemoOptions DemoOptions::scaled(int invoices)
+{
+    DemoOptions o;
+    o.invoices = invoices;
+    o.stockBills = invoices * 4;
+    o.suppliers = std::max(30, invoices / 500);
+    o.goods = std::max(200, invoices / 100);
+    return o;
+}
+
+// Everything is planned in memory first, then written in one transaction.
+// The random stream is drawn in a fixed order (codes, stock bills, invoices,
+// then goods attributes while writing), so the steps must keep this order.
+DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
+{
+    const DemoCalendar cal = demoCalendar(options);
+    Random rng(quint64(options.seed) * 0x2545F4914F6CDD1Dull + 0x5DEECE66Dull);
+
+    const ReferenceData ref = planReferenceData(rng, options);
+    StockPlan stockPlan = planStockBills(rng, options, cal, ref);
+    const InvoicePlan invoicePlan = planInvoices(rng, options, cal, ref, stockPlan);
+    const int stockCount = int(stockPlan.bills.size());
+    const int invoiceCount = int(invoicePlan.invoices.size());
+
     const QSqlDatabase db = conn.database();
     const QString invoiceTemplate = QString::fromUtf8(Demo::kInvoiceNumberTemplate);
     const bool ownTransaction = !conn.inTransaction();
     if (ownTransaction)
         conn.beginTrans();
     try {
-        {
-            BulkInsert q(db, QStringLiteral("tblItemclass"), {QStringLiteral("fitemclassid"), QStringLiteral("fname"), QStringLiteral("fItemType")});
-            q.add({Demo::kCustomerClass, QStringLiteral("客户"), 1});
-            q.add({Demo::kDepartmentClass, QStringLiteral("部门"), 1});
-            q.add({Demo::kGoodsClass, QStringLiteral("商品"), 0});
-            q.add({Demo::kSupplierClass, QStringLiteral("供应商"), 1});
-            q.add({Demo::kStaffClass, QStringLiteral("职员"), 1});
-            q.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("tblItem"),
-                         {QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"), QStringLiteral("fitemclassid"),
-                          QStringLiteral("fisdetail"), QStringLiteral("fislock")});
-            for (const Item &it : items)
-                q.add({it.id, it.number, it.name, it.classId, it.detail ? 1 : 0, it.locked ? 1 : 0});
-            q.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("tblMeasureUnit"), {QStringLiteral("fitemid"), QStringLiteral("fname")});
-            for (int u = 0; u < units.size(); ++u)
-                q.add({u + 1, units[u]});
-            q.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("icitem"),
-                         {QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"), QStringLiteral("fModel"),
-                          QStringLiteral("fUnit"), QStringLiteral("fInPrice"), QStringLiteral("fOutPrice"), QStringLiteral("fA"),
-                          QStringLiteral("fB"), QStringLiteral("fC"), QStringLiteral("fD"), QStringLiteral("fE"), QStringLiteral("fF"),
-                          QStringLiteral("fG"), QStringLiteral("fH"), QStringLiteral("fZSPer"), QStringLiteral("fZLPer")});
-            BulkInsert stockRows(db, QStringLiteral("tblTimeStock"),
-                                 {QStringLiteral("fitemid"), QStringLiteral("funitid"), QStringLiteral("fstockid"), QStringLiteral("fqty"),
-                                  QStringLiteral("famount"), QStringLiteral("fbatchno")});
-            for (const Goods &g : goods) {
-                const Item &it = items[size_t(g.id - 1)];
-                if (g.hasAttributes) {
-                    const qint64 outPrice = g.inPrice * rng.between(115, 160) / 100;
-                    const QDate firstIn = randomDate(rng, spanStart.addYears(-2), spanStart);
-                    q.add({g.id, it.number, it.name, g.model, units[g.unitId - 1], money(g.inPrice), money(outPrice),
-                           rng.percent(90) ? QVariant(text(rng.pick(kOrigins))) : nullValue(),
-                           rng.percent(80) ? QVariant(text(rng.pick(kBrands))) : nullValue(),
-                           rng.percent(60) ? QVariant(text(rng.pick(kGrades))) : nullValue(),
-                           rng.percent(70) ? money(rng.between(5, 5000) * 10) : nullValue(),     // weight, kg
-                           rng.percent(40) ? QVariant(rng.between(6, 36)) : nullValue(),          // shelf life, months
-                           dateText(firstIn),
-                           rng.percent(50) ? QVariant(dateText(randomDate(rng, spanStart, today))) : nullValue(),
-                           rng.percent(80) ? QVariant(supplierIds[size_t(rng.below(int(supplierIds.size())))]) : nullValue(),
-                           money(1300), money(rng.between(0, 5) * 100)});
-                }
-                // Current stock for about a third of the goods, some in batches.
-                if (g.id % 3 == 0) {
-                    const int rows = rng.between(1, 3);
-                    const QString batch = QStringLiteral("P%1-%2").arg(randomDate(rng, spanStart, today).toString(QStringLiteral("yyyyMMdd")))
-                                              .arg(rng.between(1, 20), 2, 10, QLatin1Char('0'));
-                    for (int r = 0; r < rows; ++r) {
-                        const int qty = rng.between(1, 500);
-                        // The same batch may lie in several stores; some stock has no batch.
-                        QVariant batchNo = r == 0 || rng.percent(50) ? QVariant(batch) : nullValue();
-                        if (rng.percent(30))
-                            batchNo = nullValue();
-                        stockRows.add({g.id, g.unitId, r + 1, qty, money(g.inPrice * qty), batchNo});
-                    }
-                }
-            }
-            q.finish();
-            stockRows.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("tblsubtype"),
-                         {QStringLiteral("fitemclassid"), QStringLiteral("fitemid"), QStringLiteral("fnumber"), QStringLiteral("fname"),
-                          QStringLiteral("fmodel")});
-            q.add({Demo::kSupplierClass, 1, QStringLiteral("1"), QStringLiteral("一般纳税人"), QStringLiteral("")});
-            q.add({Demo::kSupplierClass, 2, QStringLiteral("2"), QStringLiteral("小规模纳税人"), QStringLiteral("")});
-            q.add({Demo::kGoodsClass, 3, QStringLiteral("01"), QStringLiteral("原材料"), QStringLiteral("")});
-            q.add({Demo::kGoodsClass, 4, QStringLiteral("02"), QStringLiteral("辅助材料"), QStringLiteral("")});
-            q.add({Demo::kGoodsClass, 5, QStringLiteral("03"), QStringLiteral("办公用品"), QStringLiteral("")});
-            q.add({Demo::kGoodsClass, 6, QStringLiteral("04"), QStringLiteral("劳保用品"), QStringLiteral("")});
-            q.finish();
-        }
-        {
-            BulkInsert users(db, QStringLiteral("tblUser"), {QStringLiteral("fuserid"), QStringLiteral("fname"), QStringLiteral("fisadmin")});
-            users.add({Demo::kAdminUserId, QStringLiteral("管理员"), 1});
-            users.add({Demo::kClerkUserId, QStringLiteral("张会计"), 0});
-            users.add({Demo::kAuditorUserId, QStringLiteral("李主管"), 0});
-            users.finish();
-
-            BulkInsert rights(db, QStringLiteral("tblUserPrivillenge"), {QStringLiteral("fuserid"), QStringLiteral("fNumber")});
-            for (const char *code : Demo::kAllRights) {
-                const QString right = QString::fromLatin1(code);
-                rights.add({Demo::kAdminUserId, right});
-                rights.add({Demo::kAuditorUserId, right});
-                const bool denied = std::any_of(std::begin(Demo::kClerkDeniedRights), std::end(Demo::kClerkDeniedRights),
-                                                [&](const char *d) { return right == QLatin1String(d); });
-                if (!denied)
-                    rights.add({Demo::kClerkUserId, right});
-            }
-            rights.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("tblSystemInfo"), {QStringLiteral("ftypeid"), QStringLiteral("fname"), QStringLiteral("fvalue")});
-            q.add({1, QStringLiteral("公司名称"), QStringLiteral("江南示范商贸有限公司")});
-            q.add({4, QStringLiteral("当前会计年度"), QString::number(today.year())});
-            q.add({5, QStringLiteral("当前会计期间"), QString::number(today.month())});
-            q.finish();
-
-            BulkInsert periods(db, QStringLiteral("tblPeriod"), {QStringLiteral("fYear"), QStringLiteral("fPeriod"), QStringLiteral("fstartdate")});
-            for (int year = today.year() - 1; year <= today.year(); ++year)
-                for (int month = 1; month <= 12; ++month)
-                    periods.add({year, month, dateText(QDate(year, month, 1))});
-            periods.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("icstockbill"),
-                         {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fdate"), QStringLiteral("fsupplyid"),
-                          QStringLiteral("ftrantype"), QStringLiteral("fcancellation"), QStringLiteral("fAllAmount"),
-                          QStringLiteral("fKPAmount"), QStringLiteral("fISKP")});
-            for (const StockBill &b : stock)
-                q.add({b.id, QStringLiteral("WIN%1").arg(b.id, 6, 10, QLatin1Char('0')), dateText(b.date), b.supplierId, b.tranType,
-                       b.cancelled ? 1 : 0, money(b.amount),
-                       // Never named by an invoice: left empty, as the stock module writes it.
-                       b.named ? money(b.invoiced) : nullValue(),
-                       b.invoiceable < 0 ? nullValue() : QVariant(b.invoiceable)});
-            q.finish();
-        }
-        {
-            BulkInsert head(db, QStringLiteral("tblFP"),
-                            {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fstatus"), QStringLiteral("fchecker"),
-                             QStringLiteral("fcancellation"), QStringLiteral("fyear"), QStringLiteral("fperiod"), QStringLiteral("fdate"),
-                             QStringLiteral("fOperator"), QStringLiteral("ftrantype"), QStringLiteral("frob"), QStringLiteral("fAmount"),
-                             QStringLiteral("fEndAmount"), QStringLiteral("fbillNumber"), QStringLiteral("fSupplyId"),
-                             QStringLiteral("fDeptId"), QStringLiteral("fInvoiceNo"), QStringLiteral("fNote")});
-            BulkInsert lines(db, QStringLiteral("tblFPEntry"),
-                             {QStringLiteral("fInterId"), QStringLiteral("fEntryId"), QStringLiteral("fStockInterId"), QStringLiteral("fHXAmount")});
-            for (int i = 0; i < invoiceCount; ++i) {
-                const Invoice &inv = invoices[size_t(i)];
-                const int id = i + 1;
-                const int sequence = i + 1;
-                QString serial = QString::number(sequence);
-                if (serial.size() < Demo::kInvoiceSequenceLength)
-                    serial.prepend(QString(Demo::kInvoiceSequenceLength - serial.size(), u'0'));
-                qint64 matched = 0;
-                for (const Entry &e : inv.entries)
-                    matched += e.amount;
-                head.add({id,
-                          renderBillNo(invoiceTemplate, inv.date, Demo::kInvoiceYearLength, Demo::kInvoiceSequenceLength, sequence),
-                          inv.audited ? 1 : 0, inv.audited ? Demo::kAuditorUserId : 0, inv.cancelled ? 1 : 0,
-                          inv.date.year(), inv.date.month(), dateText(inv.date), inv.operatorId, Demo::kInvoiceTypeId,
-                          inv.red ? 1 : 0, money(inv.amount),
-                          // An invoice saved without entries never had its matched amount written.
-                          inv.entries.empty() ? nullValue() : money(matched),
-                          serial, inv.supplierId, inv.deptId, inv.invoiceNo, inv.note});
-                int line = 0;
-                for (const Entry &e : inv.entries)
-                    lines.add({id, ++line, stock[size_t(e.stockIndex)].id, money(e.amount)});
-            }
-            head.finish();
-            lines.finish();
-        }
-        {
-            BulkInsert q(db, QStringLiteral("tblMaxBillNo"),
-                         {QStringLiteral("ftypeid"), QStringLiteral("fNewBillName"), QStringLiteral("fbillno"), QStringLiteral("fPreLetter"),
-                          QStringLiteral("flength"), QStringLiteral("fYLength")});
-            q.add({Demo::kInvoiceTypeId, QStringLiteral("采购发票"), invoiceCount, invoiceTemplate, Demo::kInvoiceSequenceLength,
-                   Demo::kInvoiceYearLength});
-            q.add({1, QStringLiteral("外购入库"), stockCount, QStringLiteral("WIN序号"), 6, 4});
-            q.finish();
-
-            BulkInsert counters(db, QStringLiteral("tblmaxNum"), {QStringLiteral("ftablename"), QStringLiteral("fmaxnum")});
-            counters.add({QStringLiteral("tblFP"), invoiceCount});
-            counters.add({QStringLiteral("icstockbill"), stockCount});
-            counters.finish();
-        }
-        {
-            // The editor's header: a two-column layout, positions in pixels.
-            BulkInsert q(db, QStringLiteral("tblBillInfo"),
-                         {QStringLiteral("ftypeid"), QStringLiteral("findex"), QStringLiteral("fitemclassid"), QStringLiteral("fcaption"),
-                          QStringLiteral("ftop"), QStringLiteral("fleft"), QStringLiteral("fwidth"), QStringLiteral("ftabindex"),
-                          QStringLiteral("fisvisible"), QStringLiteral("FFieldName"), QStringLiteral("fFieldType"), QStringLiteral("fCanNull")});
-            q.add({Demo::kInvoiceTypeId, 1, Demo::kSupplierClass, QStringLiteral("供应商"), 72, 90, 260, 1, 1, QStringLiteral("fSupplyId"), 1, 0});
-            q.add({Demo::kInvoiceTypeId, 2, Demo::kDepartmentClass, QStringLiteral("部门"), 72, 470, 200, 2, 1, QStringLiteral("fDeptId"), 1, 1});
-            q.add({Demo::kInvoiceTypeId, 3, 0, QStringLiteral("发票号码"), 102, 90, 260, 3, 1, QStringLiteral("fInvoiceNo"), 0, 0});
-            q.add({Demo::kInvoiceTypeId, 4, 0, QStringLiteral("备注"), 102, 470, 200, 4, 1, QStringLiteral("fNote"), 0, 1});
-            q.finish();
-        }
-        {
-            // Columns of the bill list.
-            BulkInsert q(db, QStringLiteral("tblFindInfoEntry"),
-                         {QStringLiteral("ftypeid"), QStringLiteral("fentryid"), QStringLiteral("fFieldname"), QStringLiteral("fTitleName"),
-                          QStringLiteral("fAlign"), QStringLiteral("fDataFormat"), QStringLiteral("fIsMerge"), QStringLiteral("fIsSum")});
-            const QString amountFormat = QStringLiteral("#,##0.00");
-            const QString dateFormat = QStringLiteral("yyyy-MM-dd");
-            const QString none = QStringLiteral("");
-            struct Column { const char *field; const char16_t *title; int align; QString format; int merge; int sum; };
-            const std::array<Column, 12> columns{{
-                {"finterid", u"内码", 2, none, 0, 0},
-                {"fbillno", u"单据编号", 0, none, 0, 0},
-                {"fdate", u"日期", 1, dateFormat, 0, 0},
-                {"fSupplyIdName", u"供应商", 0, none, 1, 0},
-                {"fDeptIdName", u"部门", 0, none, 0, 0},
-                {"fInvoiceNo", u"发票号码", 0, none, 0, 0},
-                {"fAmount", u"发票金额", 2, amountFormat, 0, 1},
-                {"fEndAmount", u"已钩稽金额", 2, amountFormat, 0, 1},
-                {"fNoHXAmount", u"未钩稽金额", 2, amountFormat, 0, 1},
-                {"fOperatorName", u"制单人", 1, none, 0, 0},
-                {"fCheckerName", u"审核人", 1, none, 0, 0},
-                {"fNote", u"备注", 0, none, 0, 0},
-            }};
-            int entry = 0;
-            for (const Column &c : columns)
-                q.add({Demo::kInvoiceTypeId, ++entry, QString::fromLatin1(c.field), text(c.title), c.align, c.format, c.merge, c.sum});
-            q.finish();
-        }
-        {
-            // Fields offered as query conditions.
-            BulkInsert q(db, QStringLiteral("tblFindInfoentry2"),
-                         {QStringLiteral("ftypeid"), QStringLiteral("fentryid"), QStringLiteral("fTitlename"), QStringLiteral("fFieldName"),
-                          QStringLiteral("fNumType"), QStringLiteral("fItemclassid"), QStringLiteral("fNumberName")});
-            struct Field { const char16_t *title; const char *field; int kind; int itemClass; const char *numberName; };
-            const std::array<Field, 10> fields{{
-                {u"单据编号", "fbillno", 2, 0, ""},
-                {u"日期", "fdate", 3, 0, ""},
-                {u"发票金额", "fAmount", 1, 0, ""},
-                {u"已钩稽金额", "fEndAmount", 1, 0, ""},
-                {u"供应商代码", "fSupplyIdNumber", 2, Demo::kSupplierClass, "fnumber"},
-                {u"供应商", "fSupplyIdName", 2, 0, ""},
-                {u"部门", "fDeptIdName", 2, 0, ""},
-                {u"发票号码", "fInvoiceNo", 2, 0, ""},
-                {u"制单人", "fOperatorName", 2, 0, ""},
-                {u"备注", "fNote", 2, 0, ""},
-            }};
-            int entry = 0;
-            for (const Field &f : fields)
-                q.add({Demo::kInvoiceTypeId, ++entry, text(f.title), QString::fromLatin1(f.field), f.kind, f.itemClass,
-                       QString::fromLatin1(f.numberName)});
-            q.finish();
-        }
-        {
-            // Field descriptions of the print view, for the template designer.
-            BulkInsert q(db, QStringLiteral("tblViewDesc"), {QStringLiteral("fTypeid"), QStringLiteral("fFieldName"), QStringLiteral("fFieldDesc")});
-            struct Desc { const char *field; const char16_t *desc; };
-            const std::array<Desc, 20> descriptions{{
-                {"finterid", u"内码："},
-                {"forderid", u"行号："},
-                {"fbillno", u"单据编号："},
-                {"fbillNumber", u"单据序号："},
-                {"fdate", u"日期："},
-                {"fSupplyIdNumber", u"供应商代码："},
-                {"fSupplyIdName", u"供应商："},
-                {"fDeptIdNumber", u"部门代码："},
-                {"fDeptIdName", u"部门："},
-                {"fInvoiceNo", u"发票号码："},
-                {"fAmount", u"发票金额："},
-                {"fEndAmount", u"已钩稽金额："},
-                {"fNote", u"备注："},
-                {"fOperatorName", u"制单人："},
-                {"fCheckerName", u"审核人："},
-                {"fStockInterId", u"入库单内码："},
-                {"fStockBillNo", u"入库单号："},
-                {"fStockDate", u"入库日期："},
-                {"fAllAmount", u"入库金额："},
-                {"fHXAmount", u"本次钩稽金额："},
-            }};
-            for (const Desc &d : descriptions)
-                q.add({Demo::kInvoiceTypeId, QString::fromLatin1(d.field), text(d.desc)});
-            q.finish();
-        }
-        {
-            // The default print template: the invoice layout compiled in
-            // beside the schema scripts (sql/PurFP.grf), stored as it stands.
-            QFile templateFile(QStringLiteral(":/sql/PurFP.grf"));
-            if (!templateFile.open(QIODevice::ReadOnly))
-                throw DbError(QStringLiteral("默认打印模板 :/sql/PurFP.grf 无法读取"));
-            const QByteArray templateContent = templateFile.readAll();
-            BulkInsert q(db, QStringLiteral("tblBillPrint"),
-                         {QStringLiteral("finterid"), QStringLiteral("ftypeid"), QStringLiteral("fReportName"), QStringLiteral("fViewName"),
-                          QStringLiteral("fFileName"), QStringLiteral("fOrderSQL"), QStringLiteral("fIsDefault"), QStringLiteral("fcontent")});
-            q.add({1, Demo::kInvoiceTypeId, QStringLiteral("采购发票"), QStringLiteral("vPurFPPrint"), QStringLiteral("PurFP.grf"),
-                   nullValue(), 1, templateContent});
-            q.finish();
-        }
+        writeReferenceData(db, rng, cal, ref);
+        writeUsersAndRights(db);
+        writeSystemInfoAndPeriods(db, cal.today);
+        writeStockBills(db, stockPlan.bills);
+        writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills);
+        writeCounters(db, invoiceTemplate, invoiceCount, stockCount);
+        writeHeaderLayout(db);
+        writeListColumns(db);
+        writeQueryFields(db);
+        writeViewDescriptions(db);
+        writePrintTemplate(db);
     } catch (...) {
         if (ownTransaction)
             conn.rollbackTrans();
@@ -818,7 +936,7 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
     DemoSummary summary;
     summary.stockBills = stockCount;
     summary.invoices = invoiceCount;
-    summary.entries = entryCount;
+    summary.entries = invoicePlan.entryCount;
     summary.lastInvoiceId = invoiceCount;
     summary.lastSequence = invoiceCount;
     return summary;
