@@ -36,7 +36,7 @@ namespace DatabaseSetup {
 QString engineSchemaScript(const QString &source, DbEngine engine)
 {
     const bool pg = engine == DbEngine::PostgreSQL;
-    // The engine's type for each type word; both columns keep amounts exact.
+    // The engine's type for each type word; amounts are exact numerics on both.
     auto engineType = [pg](QStringView word) -> QString {
         if (word == u"amount")
             return pg ? QStringLiteral("numeric(19,4)") : QStringLiteral("numeric");
