@@ -4,9 +4,10 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 
-// The scripts live in a resource of this static library; registering it
-// explicitly keeps them reachable whatever the linker keeps of the library.
+// The schema source lives in a resource of this static library; registering it
+// explicitly keeps it reachable whatever the linker keeps of the library.
 static void initSchemaResources()
 {
     static const bool done = [] {
@@ -32,15 +33,84 @@ static void makeSqliteFilesPrivate(const Connection &conn)
 
 namespace DatabaseSetup {
 
-QString schemaScript(DbEngine engine)
+QString engineSchemaScript(const QString &source, DbEngine engine)
+{
+    const bool pg = engine == DbEngine::PostgreSQL;
+    // The engine's type for each type word; amounts are exact numerics on both.
+    auto engineType = [pg](QStringView word) -> QString {
+        if (word == u"amount")
+            return pg ? QStringLiteral("numeric(19,4)") : QStringLiteral("numeric");
+        if (word == u"date")
+            return pg ? QStringLiteral("date") : QStringLiteral("text");
+        if (word == u"bytes")
+            return pg ? QStringLiteral("bytea") : QStringLiteral("blob");
+        return {};
+    };
+    static const QRegularExpression marker(QStringLiteral("^\\s*--\\s*@(\\w*)\\s*$"));
+    static const QRegularExpression typeWord(QStringLiteral("@(\\w*)"));
+
+    const QStringList lines = source.split(u'\n');
+    QStringList out;
+    QString block; // engine of the open block, empty outside one
+    qsizetype blockLine = 0;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString &line = lines[i];
+        const QString lineNo = QString::number(i + 1);
+        const QRegularExpressionMatch m = marker.match(line);
+        if (m.hasMatch()) {
+            const QString word = m.captured(1);
+            if (word == u"end") {
+                if (block.isEmpty())
+                    throw DbError(QStringLiteral("数据库结构脚本第 %1 行: @end 之前没有对应的引擎段落").arg(lineNo));
+                block.clear();
+            } else if (word == u"sqlite" || word == u"postgresql") {
+                if (!block.isEmpty())
+                    throw DbError(QStringLiteral("数据库结构脚本第 %1 行: 引擎段落不能嵌套").arg(lineNo));
+                block = word;
+                blockLine = i + 1;
+            } else {
+                throw DbError(QStringLiteral("数据库结构脚本第 %1 行: 未知的标记 @%2").arg(lineNo, word));
+            }
+            continue;
+        }
+        if (!block.isEmpty() && (block == u"postgresql") != pg)
+            continue;
+        // Type words count in the statement part of the line only: comments
+        // may mention them.
+        const qsizetype comment = line.indexOf(QStringLiteral("--"));
+        const QString code = comment < 0 ? line : line.left(comment);
+        QString translated;
+        qsizetype from = 0;
+        for (auto it = typeWord.globalMatch(code); it.hasNext();) {
+            const QRegularExpressionMatch w = it.next();
+            const QString type = engineType(w.capturedView(1));
+            if (type.isEmpty())
+                throw DbError(QStringLiteral("数据库结构脚本第 %1 行: 未知的类型词 @%2").arg(lineNo, w.captured(1)));
+            translated += QStringView(code).mid(from, w.capturedStart() - from);
+            translated += type;
+            from = w.capturedEnd();
+        }
+        translated += QStringView(line).mid(from);
+        out << translated;
+    }
+    if (!block.isEmpty())
+        throw DbError(QStringLiteral("数据库结构脚本第 %1 行的 @%2 段落没有以 @end 结束").arg(QString::number(blockLine), block));
+    return out.join(u'\n');
+}
+
+QString schemaSource()
 {
     initSchemaResources();
-    const QString path = engine == DbEngine::PostgreSQL ? QStringLiteral(":/sql/schema_postgresql.sql")
-                                                        : QStringLiteral(":/sql/schema_sqlite.sql");
+    const QString path = QStringLiteral(":/sql/schema.sql");
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw DbError(QStringLiteral("无法读取数据库结构脚本: %1").arg(path));
     return QString::fromUtf8(file.readAll());
+}
+
+QString schemaScript(DbEngine engine)
+{
+    return engineSchemaScript(schemaSource(), engine);
 }
 
 void createSchema(Connection &conn)

@@ -1,11 +1,19 @@
 #pragma once
 // Creates the host's tables and views (and, on PostgreSQL, the functions the
-// module's statements use) from the scripts in this folder, which are
-// compiled into the program.
+// module's statements use) from the one schema source in this folder, which is
+// compiled into the program and turned into each engine's script on loading.
 #include "platform/Connection.h"
 
 namespace DatabaseSetup {
-// The script for the engine, as stored.
+// Turns the schema source into the engine's script: keeps the lines of the
+// engine's own blocks ("-- @sqlite" / "-- @postgresql" up to "-- @end") and
+// drops the other engine's, and replaces each type word (@amount, @date,
+// @bytes) outside comments by the engine's type. A source that is not well
+// formed (unknown word or marker, unclosed or nested block) throws DbError.
+QString engineSchemaScript(const QString &source, DbEngine engine);
+// The schema source as compiled into the program.
+QString schemaSource();
+// The script for the engine: engineSchemaScript of the compiled source.
 QString schemaScript(DbEngine engine);
 // Runs the schema script on an open connection whose database is empty. A
 // SQLite database file (and its journal) is then readable and writable by

@@ -384,6 +384,55 @@ private slots:
         QCOMPARE(db.scalar(QStringLiteral("select isnull(null,7)")).toInt(), 7);
     }
 
+    // The one schema source becomes each engine's script: type words map to
+    // the engine's types (amounts stay exact), the other engine's blocks go,
+    // comments keep their words, and a malformed source is refused.
+    void engineSchemaScript_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("sqlite"); // empty: refused
+        QTest::addColumn<QString>("postgresql");
+        const QList<std::tuple<const char *, const char *, const char *, const char *>> cases = {
+            {"type-words", "create table t (a @amount, d @date not null, b @bytes);",
+             "create table t (a numeric, d text not null, b blob);",
+             "create table t (a numeric(19,4), d date not null, b bytea);"},
+            {"plain-kept", "create table t (id integer primary key, s text default 'x');\n",
+             "create table t (id integer primary key, s text default 'x');\n",
+             "create table t (id integer primary key, s text default 'x');\n"},
+            {"word-in-comment", "    fAll    @amount,  -- @amount, @nonsense", "    fAll    numeric,  -- @amount, @nonsense",
+             "    fAll    numeric(19,4),  -- @amount, @nonsense"},
+            {"engine-blocks", "a;\n-- @postgresql\ncreate function f() $$ x $$;\n-- @end\n  --@sqlite  \ns;\n--@end\nb;",
+             "a;\ns;\nb;", "a;\ncreate function f() $$ x $$;\nb;"},
+            {"unknown-word", "create table t (a @money);", "", ""},
+            {"unknown-marker", "-- @mysql\nx;\n-- @end", "", ""},
+            {"unclosed-block", "-- @sqlite\nx;", "", ""},
+            {"nested-block", "-- @sqlite\n-- @postgresql\n-- @end\n-- @end", "", ""},
+            {"stray-end", "x;\n-- @end", "", ""},
+        };
+        for (const auto &[tag, source, sqlite, pg] : cases)
+            QTest::newRow(tag) << QString::fromUtf8(source) << QString::fromUtf8(sqlite) << QString::fromUtf8(pg);
+    }
+
+    void engineSchemaScript()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, sqlite);
+        QFETCH(QString, postgresql);
+        for (const auto &[engine, expected] : {std::pair{DbEngine::SQLite, sqlite}, std::pair{DbEngine::PostgreSQL, postgresql}}) {
+            if (expected.isEmpty()) {
+                QVERIFY_THROWS_EXCEPTION(DbError, DatabaseSetup::engineSchemaScript(source, engine));
+                continue;
+            }
+            QString script;
+            try {
+                script = DatabaseSetup::engineSchemaScript(source, engine);
+            } catch (const DbError &e) {
+                QFAIL(qPrintable(e.description()));
+            }
+            QCOMPARE(script, expected);
+        }
+    }
+
     void cleanupTestCase() { m_shared.reset(); }
 };
 

@@ -1,7 +1,21 @@
 -- Tables and views of the host database that the purchase-invoice module
--- works on, for PostgreSQL, and the functions its statements call.
--- Amounts are numeric(19,4); dates are date.
+-- works on, for SQLite and PostgreSQL alike, and the functions PostgreSQL
+-- needs for the module's statements.
+--
+-- DatabaseSetup::engineSchemaScript turns this file into each engine's script:
+--   * A type word written with a leading at-sign stands for the engine's type:
+--       amount  numeric on SQLite, numeric(19,4) on PostgreSQL (exact either way)
+--       date    text holding 'yyyy-MM-dd' on SQLite, date on PostgreSQL
+--       bytes   blob on SQLite, bytea on PostgreSQL
+--     Everything else (integer ids, text, defaults, keys) is written once in
+--     SQL both engines accept.
+--   * Lines between a comment line "@sqlite" or "@postgresql" and the comment
+--     line "@end" are kept for that engine only.
+-- Views use only functions SQLite knows by itself (coalesce, case), because
+-- the module's own helper functions exist on SQLite only on the connections
+-- that register them.
 
+-- @postgresql
 -- Functions of the module's SQL ---------------------------------------------
 
 -- isnull(x, default): x, or default when x is null.
@@ -24,6 +38,7 @@ create function month(date) returns integer
 
 create function day(date) returns integer
     language sql immutable as $$ select extract(day from $1)::integer $$;
+-- @end
 
 -- Purchase invoices --------------------------------------------------------
 
@@ -37,12 +52,12 @@ create table tblFP (
     fcancellation   integer not null default 0,   -- 0 valid, 1 void
     fyear           integer,
     fperiod         integer,
-    fdate           date,
+    fdate           @date,
     fOperator       integer,                      -- tblUser.fuserid of the maker
     ftrantype       integer,                      -- 71
     frob            integer default 0,            -- 0 blue, 1 red
-    fAmount         numeric(19,4),
-    fEndAmount      numeric(19,4),                -- sum of the entries' fHXAmount
+    fAmount         @amount,
+    fEndAmount      @amount,                      -- sum of the entries' fHXAmount
     fbillNumber     text,                         -- sequence part of fbillno
     fSupplyId       integer default 0,            -- tblItem.fitemid, class 4
     fDeptId         integer default 0,            -- tblItem.fitemid, class 2
@@ -58,7 +73,7 @@ create table tblFPEntry (
     fInterId        integer not null,             -- tblFP.finterid
     fEntryId        integer not null,             -- line number within the bill
     fStockInterId   integer,                      -- icstockbill.finterid
-    fHXAmount       numeric(19,4),
+    fHXAmount       @amount,
     primary key (fInterId, fEntryId)              -- also serves lookups by fInterId
 );
 create index ix_tblFPEntry_fStockInterId on tblFPEntry(fStockInterId);
@@ -68,12 +83,12 @@ create index ix_tblFPEntry_fStockInterId on tblFPEntry(fStockInterId);
 create table icstockbill (
     finterid        integer primary key,
     fbillno         text,
-    fdate           date,
+    fdate           @date,
     fsupplyid       integer,                      -- tblItem.fitemid, class 4
     ftrantype       integer,
     fcancellation   integer not null default 0,
-    fAllAmount      numeric(19,4),                -- bill total, negative on red bills
-    fKPAmount       numeric(19,4),                -- amount invoiced so far
+    fAllAmount      @amount,                      -- bill total, negative on red bills
+    fKPAmount       @amount,                      -- amount invoiced so far
     fISKP           integer                       -- 1 or null: may be invoiced
 );
 create index ix_icstockbill_fsupplyid on icstockbill(fsupplyid, fdate);
@@ -112,7 +127,7 @@ create table tblSystemInfo (
 create table tblPeriod (
     fYear           integer not null,
     fPeriod         integer not null,
-    fstartdate      date,
+    fstartdate      @date,
     primary key (fYear, fPeriod)
 );
 
@@ -170,24 +185,24 @@ create table icitem (
     fname           text,
     fModel          text,
     fUnit           text,
-    fInPrice        numeric(19,4),
-    fOutPrice       numeric(19,4),
+    fInPrice        @amount,
+    fOutPrice       @amount,
     fA              text,
     fB              text,
     fC              text,
-    fD              numeric(19,4),
-    fE              numeric(19,4),
-    fF              date,
-    fG              date,
+    fD              @amount,
+    fE              @amount,
+    fF              @date,
+    fG              @date,
     fH              integer,                      -- tblItem.fitemid of a linked code
-    fZSPer          numeric(19,4),
-    fZLPer          numeric(19,4)
+    fZSPer          @amount,
+    fZLPer          @amount
 );
 
 create table tblItemInput (
     fuserid         integer,
     fitemid         integer,
-    fqty            numeric(19,4),
+    fqty            @amount,
     fEntryId        integer
 );
 create index ix_tblItemInput on tblItemInput(fuserid, fEntryId);
@@ -201,8 +216,8 @@ create table tblTimeStock (
     fitemid         integer,
     funitid         integer,
     fstockid        integer,
-    fqty            numeric(19,4),
-    famount         numeric(19,4),
+    fqty            @amount,
+    famount         @amount,
     fbatchno        text
 );
 create index ix_tblTimeStock_fitemid on tblTimeStock(fitemid);
@@ -294,7 +309,7 @@ create table tblBillPrint (
     fFileName       text,
     fOrderSQL       text,
     fIsDefault      integer,                      -- 1 or null: the default template
-    fcontent        bytea
+    fcontent        @bytes
 );
 create index ix_tblBillPrint_ftypeid on tblBillPrint(ftypeid);
 
