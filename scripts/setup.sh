@@ -1,7 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs, and nothing when all are
-# there already. Safe to run again and again.
+# there already. Safe to run again and again. With --coverage (or
+# PURFP_COVERAGE=1) it also installs lcov, which only the coverage run needs.
 set -euo pipefail
+coverage="${PURFP_COVERAGE:-0}"
+for arg in "$@"; do
+    case "$arg" in
+        --coverage) coverage=1 ;;
+        *) echo "setup.sh: unknown option $arg" >&2; exit 2 ;;
+    esac
+done
 
 packages=(
     build-essential cmake pkg-config
@@ -10,6 +18,9 @@ packages=(
     fonts-noto-cjk poppler-utils libreoffice-calc-nogui
     postgresql
 )
+if [ "$coverage" = 1 ]; then
+    packages+=(lcov)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
