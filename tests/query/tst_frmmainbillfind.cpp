@@ -693,13 +693,17 @@ void TestFrmMainBillFind::okWhileTheListIsOpenRefillsIt()
     choose(dialog, QStringLiteral("PC_3"), QStringLiteral("作废"));
     // Should the list be shown again it would wait modally: close it then
     // and note that it happened.
+    // The timer belongs to this test: it cannot fire into a later one.
     bool shownAgain = false;
-    QTimer::singleShot(0, [&] {
+    QTimer watch;
+    watch.setSingleShot(true);
+    QObject::connect(&watch, &QTimer::timeout, [&] {
         if (QApplication::activeModalWidget() == list) {
             shownAgain = true;
             list->hide();
         }
     });
+    watch.start(0);
     click(dialog, QStringLiteral("cmdXPOK"));
     QVERIFY(!shownAgain);
     QVERIFY(dialog->isHidden());
