@@ -163,10 +163,10 @@ SaveResult update(BillStore &store, const BillDraft &d, int id)
 
 // Entries as "stock:amount,...", each row showing its stock bill as the fill
 // left it (nothing invoiced yet); an empty stock id names no stock bill.
-std::vector<EntryRow> entries(const QString &spec)
+std::vector<EntryRow> entries(const QString &list)
 {
     std::vector<EntryRow> rows;
-    for (const QString &item : spec.split(u',', Qt::SkipEmptyParts)) {
+    for (const QString &item : list.split(u',', Qt::SkipEmptyParts)) {
         const QStringList parts = item.split(u':');
         rows.push_back(entry(parts[0], parts[1].startsWith(u'-') ? QStringLiteral("-300") : QStringLiteral("1000"), QStringLiteral("0"), parts[1]));
     }
