@@ -18,7 +18,7 @@
 // Without --pg the database is a SQLite file in a temporary folder. With
 // --pg a database purfp_bench_<pid> is created on that server and dropped
 // afterwards.
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "editor/BillStore.h"
 #include "editor/EntryGridModel.h"
 #include "editor/frmMainBill.h"

@@ -9,7 +9,7 @@
 //
 //   bench_find [--invoices N] [--runs N] [--db path]
 // With --db an existing file is reused (and created there when missing).
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "list/frmMainBillResult.h"
 #include "modules/ConnectionRoutines.h"

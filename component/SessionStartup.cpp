@@ -1,6 +1,6 @@
 #include "component/SessionStartup.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"

@@ -1,7 +1,7 @@
 #include "component/clsCGIn.h"
 
-#include "component/FormLauncher.h"
-#include "component/Session.h"
+#include "modules/FormLauncher.h"
+#include "modules/Session.h"
 #include "component/SessionStartup.h"
 #include "editor/frmMainBill.h"
 #include "list/frmMainBillResult.h"

@@ -1,6 +1,6 @@
 #include "editor/BillStore.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/Privilege.h"
 #include "modules/TextHelpers.h"
@@ -114,45 +114,6 @@ QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
         sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
     sql += QStringLiteral("  order by fdate ");
     return sql;
-}
-
-std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids)
-{
-    std::map<qint64, LockedStockBill> bills;
-    if (ids.empty())
-        return bills;
-    QStringList list;
-    for (const auto &entry : ids)
-        list << QString::number(entry.first);
-    const QString in = list.join(u',');
-    // PostgreSQL takes the row locks in the order the rows are returned.
-    Recordset rs = conn.engine() == DbEngine::PostgreSQL
-        ? conn.openRecordsetNative(QStringLiteral("select finterid,fbillno,coalesce(fAllAmount,0) as fallamount,coalesce(fKPAmount,0) as fkpamount "
-                                                  "from icstockbill where finterid in (")
-                                   + in + QStringLiteral(") order by finterid for no key update"))
-        : conn.openRecordset(QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fallamount,isnull(fKPAmount,0) as fkpamount "
-                                            "from icstockbill where finterid in (")
-                             + in + QStringLiteral(") order by finterid"));
-    for (; !rs.eof(); rs.moveNext())
-        bills[rs.value(QStringLiteral("finterid")).toLongLong()] = LockedStockBill{
-            rs.text(QStringLiteral("fbillno")), rs.amount(QStringLiteral("fallamount")), rs.amount(QStringLiteral("fkpamount"))};
-    return bills;
-}
-
-bool fitsStockBill(const Amount &invoiced, const Amount &all)
-{
-    if (invoiced.isZero())
-        return true;
-    return invoiced.abs() <= all.abs() && invoiced.isNegative() == all.isNegative();
-}
-
-bool isTransientConflict(const DbError &error)
-{
-    static const QStringList codes{
-        QStringLiteral("40001"), QStringLiteral("40P01"), // PostgreSQL: serialization failure, deadlock
-        QStringLiteral("5"), QStringLiteral("517"),       // SQLite: busy, busy snapshot
-    };
-    return codes.contains(error.code());
 }
 
 BillStore::BillStore(Connection &conn, BillSettings settings)

@@ -23,6 +23,7 @@
 // program itself formats, are spliced into the text.
 #include "editor/BillLayout.h"
 #include "editor/EntryRules.h"
+#include "modules/StockBillLedger.h"
 
 #include <QDate>
 #include <QString>
@@ -37,38 +38,6 @@
 class Connection;
 class DbError;
 class Recordset;
-
-// A stock bill's amounts as read with its row locked.
-struct LockedStockBill {
-    QString billNo;
-    Amount all;      // fAllAmount, null as 0
-    Amount invoiced; // fKPAmount, null as 0
-};
-
-// Amounts per stock bill id, ascending: the order stock bills are locked in.
-using StockAmounts = std::map<qint64, Amount>;
-
-// Reads the stock bills `ids` (none of them 0) in ascending id order with
-// their rows locked until the transaction ends, so that every saver and
-// state operation waits for the others in the same order. On PostgreSQL the
-// rows are selected for update; on SQLite the transaction must already hold
-// the write lock (its first statement a write). Ids without a stock bill are
-// absent from the result. Throws DbError.
-std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids);
-
-// Whether `invoiced` (everything invoiced on the stock bill, this bill's
-// entries included) stays within the stock bill's amount: not beyond it in
-// size and not in the other direction (a red stock bill is negative). Zero
-// always fits.
-bool fitsStockBill(const Amount &invoiced, const Amount &all);
-
-// Whether the engine dropped the transaction because of another one
-// (deadlock, serialization failure, a busy database); running it again with
-// the same data may succeed.
-bool isTransientConflict(const DbError &error);
-
-// How often a transaction dropped by a conflict is run again.
-inline constexpr int kConflictAttempts = 5;
 
 // The session values a save depends on, copied so that a store can work
 // away from the session (several connections in one process, tests).

@@ -2,7 +2,7 @@
 
 #include "printing/BillPrinting.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "editor/EntryGridModel.h"
 #include "editor/EntryTotalsModel.h"
 #include "modules/BillAudit.h"

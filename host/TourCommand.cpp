@@ -6,7 +6,7 @@
 // file names inside the output folder.
 #include "host/HostCommands.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "component/clsCGIn.h"
 #include "editor/EntryGridModel.h"
 #include "editor/EntryRules.h"

@@ -1,7 +1,7 @@
 #include "list/BillStateOperations.h"
 
-#include "component/Session.h"
-#include "editor/BillStore.h"
+#include "modules/Session.h"
+#include "modules/StockBillLedger.h"
 #include "modules/BillAudit.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/Privilege.h"

@@ -1,6 +1,6 @@
 #include "list/ListCommands.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "list/ListSelection.h"
 #include "modules/ConnectionRoutines.h"

@@ -1,7 +1,7 @@
 #include "list/frmMainBillResult.h"
 
-#include "component/FormLauncher.h"
-#include "component/Session.h"
+#include "modules/FormLauncher.h"
+#include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "platform/FrozenTableView.h"
 #include "list/ListCommands.h"

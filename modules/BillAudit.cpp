@@ -1,6 +1,6 @@
 #include "modules/BillAudit.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"

@@ -1,6 +1,6 @@
 #include "modules/BillNumbering.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/TextHelpers.h"
 #include "platform/DbError.h"

@@ -1,6 +1,6 @@
 #include "modules/ConnectionRoutines.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

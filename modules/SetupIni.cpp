@@ -1,6 +1,6 @@
 #include "modules/SetupIni.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "platform/IniFile.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "modules/frmBatchno.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Amount.h"
 #include "platform/Connection.h"

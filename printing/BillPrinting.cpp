@@ -1,6 +1,6 @@
 #include "printing/BillPrinting.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/Privilege.h"
 #include "modules/SetupIni.h"

@@ -1,6 +1,6 @@
 #include "printing/frmUserDesign.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"

@@ -1,6 +1,6 @@
 #include "query/ConditionModel.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Clock.h"
 #include "platform/DbError.h"

@@ -1,6 +1,6 @@
 #include "query/frmMainBillFind.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "list/frmMainBillResult.h"
 #include "modules/CodeSelectors.h"
 #include "modules/ConnectionRoutines.h"

@@ -1,5 +1,5 @@
-#include "component/FormLauncher.h"
-#include "component/Session.h"
+#include "modules/FormLauncher.h"
+#include "modules/Session.h"
 #include "component/clsCGIn.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"

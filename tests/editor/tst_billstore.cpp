@@ -4,7 +4,7 @@
 // several workstations saving at once.
 #include "editor/BillStore.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "platform/DbError.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"

@@ -6,7 +6,7 @@
 #include "editor/EntryGridModel.h"
 #include "editor/frmMainBill.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "list/frmMainBillResult.h"
 #include "modules/CodeSelectors.h"

@@ -4,7 +4,7 @@
 #include "list/BillListModel.h"
 #include "list/ListCommands.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "platform/Amount.h"
 #include "query/QuerySql.h"
 #include "support/TestDatabase.h"

@@ -3,7 +3,7 @@
 #include "list/BillStateOperations.h"
 #include "list/ListSelection.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "platform/Amount.h"
 #include "platform/DbError.h"
 #include "support/TestDatabase.h"

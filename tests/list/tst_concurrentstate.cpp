@@ -1,4 +1,4 @@
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "list/BillStateOperations.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"

@@ -6,7 +6,7 @@
 #include "list/ListExport.h"
 #include "list/frmMainBillResult.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "query/QuerySql.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"

@@ -4,8 +4,8 @@
 // locked columns, column layout, opening the editor.
 #include "list/frmMainBillResult.h"
 
-#include "component/FormLauncher.h"
-#include "component/Session.h"
+#include "modules/FormLauncher.h"
+#include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "platform/FrozenTableView.h"
 #include "modules/SetupIni.h"

@@ -1,4 +1,4 @@
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "component/clsCGIn.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/SetupIni.h"

@@ -1,6 +1,6 @@
 #pragma once
 // A started session on a small demo database, for the printing tests.
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "printing/BillPrinting.h"
 #include "printing/frmUserDesign.h"
 #include "report/ReportDesigner.h"

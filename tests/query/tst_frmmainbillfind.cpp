@@ -3,8 +3,8 @@
 // pages, the saved schemes, and OK, which fills and shows the list.
 #include "query/frmMainBillFind.h"
 
-#include "component/FormLauncher.h"
-#include "component/Session.h"
+#include "modules/FormLauncher.h"
+#include "modules/Session.h"
 #include "component/clsCGIn.h"
 #include "list/BillListModel.h"
 #include "list/frmMainBillResult.h"

@@ -2,7 +2,7 @@
 // Shared by the query and module tests: a test's own session and database,
 // what a database routine must leave behind (messages shown, the shared
 // connection), and mouse input as the window system delivers it.
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 

@@ -1,6 +1,6 @@
 #include "support/TestSession.h"
 
-#include "component/Session.h"
+#include "modules/Session.h"
 #include "component/SessionStartup.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Clock.h"

@@ -1,4 +1,4 @@
-#include "component/FormLauncher.h"
+#include "modules/FormLauncher.h"
 
 #include <QtGlobal>
 

@@ -1,4 +1,4 @@
-#include "component/Session.h"
+#include "modules/Session.h"
 
 namespace {
 Session *g_session = nullptr;
