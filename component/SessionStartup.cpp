@@ -96,6 +96,7 @@ void Class_Initialize()
     s.gIsUpdateInPrice1 = intSetting("SystemSetup", "gIsUpdateInPrice1", "0");
 
     // 4. A connection that cannot be opened fails the creation.
+    ConnectionScope scope;
     OpenConnection();
 
     // 5.-9. From here on errors are reported and start-up ends normally.
@@ -106,5 +107,4 @@ void Class_Initialize()
     } catch (const ConversionError &e) {
         Prompt::msgBox(e.text(), Prompt::Critical, s.msgTitle);
     }
-    CloseConnection();
 }

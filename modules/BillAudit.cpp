@@ -2,6 +2,7 @@
 
 #include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
+#include "platform/Transaction.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
 
@@ -50,15 +51,13 @@ std::optional<QString> auditRefusal(const Recordset &rows, const QDate &periodSt
 // each bill is audited exactly once, and the loser learns it from the count.
 bool applyAudit(Connection &conn, const QString &ids, const QString &checkerId, int expectedRows)
 {
-    conn.beginTrans();
+    Transaction transaction(conn);
     const int changed = conn.execute(QStringLiteral("update tblFP set fchecker=") + checkerId
                                      + QStringLiteral(",fstatus=1 where finterid in (") + ids + QStringLiteral(")")
                                      + QStringLiteral(" and isnull(fstatus,0)<>1"));
-    if (changed != expectedRows) {
-        conn.rollbackTrans();
+    if (changed != expectedRows)
         return false;
-    }
-    conn.commitTrans();
+    transaction.commit();
     return true;
 }
 
@@ -84,19 +83,15 @@ AuditOutcome auditBills(Connection &conn, const QString &ids, const QString &che
 bool CheckBills(const QString &ids)
 {
     Session &s = session();
-    bool audited = false;
+    ConnectionScope scope;
     try {
         OpenConnection();
         const AuditOutcome outcome = auditBills(*s.gConn, ids, s.gLoginUserId, s.gPeriodStartDate);
-        audited = outcome.audited;
-        if (!audited)
+        if (!outcome.audited)
             Prompt::msgBox(outcome.refusal, Prompt::Exclamation, s.msgTitle);
+        return outcome.audited;
     } catch (const DbError &e) {
-        if (s.gConn)
-            s.gConn->rollbackTrans();
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        audited = false;
+        return false;
     }
-    CloseConnection();
-    return audited;
 }

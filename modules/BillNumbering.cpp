@@ -62,13 +62,11 @@ QString render(Session &s, std::int16_t typeId, const QDate &billDate, std::int1
 QString MakeBillNo(std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial)
 {
     Session &s = session();
-    QString number;
+    ConnectionScope scope;
     try {
-        number = render(s, typeId, billDate, keepSerial);
+        return render(s, typeId, billDate, keepSerial);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        number.clear();
+        return {};
     }
-    CloseConnection();
-    return number;
 }

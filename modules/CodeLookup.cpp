@@ -91,14 +91,15 @@ bool SeekCode(std::int16_t source, std::int16_t classId, const QString &number)
 {
     Session &s = session();
     std::optional<LookupResult> found;
-    try {
-        found = lookup(source, classId, number);
-    } catch (const DbError &e) {
-        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        CloseConnection();
-        return false;
+    {
+        ConnectionScope scope;
+        try {
+            found = lookup(source, classId, number);
+        } catch (const DbError &e) {
+            Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+            return false;
+        }
     }
-    CloseConnection();
     if (!found)
         return false;
 

@@ -2,6 +2,7 @@
 
 #include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
+#include "platform/Transaction.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
 
@@ -23,11 +24,12 @@ QString quotedName(const QString &name)
 bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
 {
     Session &s = session();
-    bool saved = false;
+    ConnectionScope scope;
     try {
         OpenConnection();
         Connection &conn = *s.gConn;
-        conn.beginTrans();
+        // Nothing of a failed save may remain: the old layout stays whole.
+        Transaction transaction(conn);
         conn.execute(QStringLiteral("delete from t_GS_tableInfo where ftablename='") + quotedName(name) + QStringLiteral("'")
                      + QStringLiteral(" and ftype=") + QString::number(type));
         const int columns = grid.columnCount();
@@ -39,22 +41,18 @@ bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
                 {QStringLiteral("ftype"), int(type)},
             });
         }
-        conn.commitTrans();
-        saved = true;
+        transaction.commit();
+        return true;
     } catch (const DbError &e) {
-        // Nothing of a failed save may remain: the old layout stays whole.
-        if (s.gConn)
-            s.gConn->rollbackTrans();
         reportError(e);
+        return false;
     }
-    CloseConnection();
-    return saved;
 }
 
 bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
 {
     Session &s = session();
-    bool loaded = false;
+    ConnectionScope scope;
     try {
         OpenConnection();
         Connection &conn = *s.gConn;
@@ -78,10 +76,9 @@ bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
                     grid.setColumnWidth(int(column), int(rs.toInt(QStringLiteral("fwidth"))));
             }
         }
-        loaded = true;
+        return true;
     } catch (const DbError &e) {
         reportError(e);
+        return false;
     }
-    CloseConnection();
-    return loaded;
 }

@@ -18,6 +18,8 @@ bool HasPrivilege(const QString &code)
         OpenConnection();
         granted = !s.gConn->openRecordset(sql).eof();
     } catch (const DbError &e) {
+        // On this path the shared connection stays open until the next
+        // CloseConnection, as callers of this routine have always found it.
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         return false;
     }

@@ -3,6 +3,8 @@
 // gBatchItemId), lets the user find a batch by typing part of its number, and
 // leaves the chosen batch number in gBatchNo. Closing without choosing leaves
 // gBatchNo as it was.
+#include "modules/BatchStock.h"
+
 #include <QAbstractTableModel>
 #include <QDialog>
 
@@ -12,30 +14,10 @@ class Connection;
 class QLineEdit;
 class QTableView;
 
-// One stock row of the goods: the returned batch number, the batch again
-// (shown), the unit's name and the quantity, as the grid shows them.
-struct BatchRow {
-    QString batchNo;
-    QString batch;
-    QString unitName;
-    QString qty;
-};
-
-// The statement that lists the stock rows of a goods item. The id is put into
-// the text as the caller holds it.
-QString batchListSql(const QString &itemId);
-// Reads the stock rows of the goods on an open connection; a null batch
-// number comes back as "", a null quantity as "". Throws DbError.
-std::vector<BatchRow> readBatchRows(Connection &conn, const QString &itemId);
 // Reads them on the session's shared connection, which is opened for the read
 // and closed afterwards. A database error is shown with the critical icon and
 // gives no rows.
 std::vector<BatchRow> loadBatchRows(const QString &itemId);
-// The grid row (1 = first data row) of the first batch whose text contains
-// `text`; an empty text finds the first data row. 0 when nothing matches
-// (or there are no rows).
-int findBatchRow(const std::vector<BatchRow> &rows, const QString &text);
-
 class BatchTableModel : public QAbstractTableModel {
     Q_OBJECT
 public:

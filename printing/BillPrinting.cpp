@@ -36,14 +36,14 @@ const QString &connectionFailed()
     return text;
 }
 
-// Opens the shared connection; on failure says so and gives false.
+// Opens the shared connection; on failure says so and gives false. The
+// caller holds a ConnectionScope.
 bool openOrComplain()
 {
     try {
         OpenConnection();
         return true;
     } catch (const DbError &) {
-        CloseConnection();
         Prompt::msgBox(connectionFailed(), Prompt::Exclamation, session().msgTitle);
         return false;
     }
@@ -51,7 +51,6 @@ bool openOrComplain()
 
 void showDbError(const DbError &e)
 {
-    CloseConnection();
     Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
 }
 
@@ -142,39 +141,11 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
     return true;
 }
 
-QString defaultTemplateSql(int billTypeId)
-{
-    return QStringLiteral("select * from tblBillPrint where ftypeid=") + QString::number(billTypeId)
-        + QStringLiteral(" and isnull(fisdefault,1)=1 ");
-}
-
-QString fetchRecordSql(const QString &viewName, qint32 interId, const QString &orderSql)
-{
-    QString sql = QStringLiteral("select * from ") + viewName + QStringLiteral(" where finterid=") + QString::number(interId);
-    if (orderSql.isEmpty())
-        sql += QStringLiteral(" order by forderid ");
-    else
-        sql += orderSql;
-    return sql;
-}
-
-void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, const QString &orderSql,
-                     report::ReportData &data)
-{
-    Recordset rs = conn.openRecordset(fetchRecordSql(viewName, interId, orderSql));
-    const QStringList names = rs.fieldNames();
-    for (; !rs.eof(); rs.moveNext()) {
-        report::ReportRecord record;
-        for (int c = 0; c < names.size(); ++c)
-            record.setValue(names[c], rs.value(c));
-        data.append(record);
-    }
-}
-
 bool initReport()
 {
     Session &s = session();
     report::Report &rep = billReport();
+    ConnectionScope scope;
     if (!openOrComplain())
         return false;
 
@@ -189,7 +160,6 @@ bool initReport()
             source().orderSql = rs.text(QStringLiteral("fOrderSQL"));
             QString error;
             if (!writeTemplateFile(fileName, rs.value(QStringLiteral("fcontent")).toByteArray(), &error)) {
-                CloseConnection();
                 Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
                 rep.loadFromData(QByteArray()); // leaves the report without a layout
                 return false;
@@ -203,36 +173,33 @@ bool initReport()
     }
 
     if (!found) {
-        // No default template: the report has no layout, and nothing asks
-        // for records, so the connection is not needed any more.
+        // No default template: the report has no layout.
         rep.loadFromData(QByteArray());
-        CloseConnection();
         return false;
     }
 
     const bool loaded = rep.loadFromFile(fileName);
     QFile::remove(fileName);
     if (!loaded) {
-        CloseConnection();
         Prompt::msgBox(rep.errorString(), Prompt::Exclamation, s.msgTitle);
         return false;
     }
     rep.setTitle(s.gBillName);
-    // The connection stays open for the records the report asks for next.
+    // The records are read when the report asks for them
+    // (Report_FetchRecord), on the connection parked here.
     return true;
 }
 
 void Report_FetchRecord(report::ReportData &data)
 {
     Session &s = session();
+    ConnectionScope scope;
     try {
         OpenConnection();
         readBillRecords(*s.gConn, source().viewName, s.gCurInterId, source().orderSql, data);
     } catch (const DbError &e) {
         showDbError(e);
-        return;
     }
-    CloseConnection();
 }
 
 bool previewBill(QWidget *parent)
@@ -359,19 +326,21 @@ void designDefaultTemplate(QWidget *parent, bool modal)
     Session &s = session();
     const QString workFile = designWorkFile();
     QDir().mkpath(QFileInfo(workFile).absolutePath());
-    if (!openOrComplain())
-        return;
     DesignSource design;
     QStringList fieldNames;
-    try {
-        design = exportDefaultTemplate(workFile);
-        for (const QString &line : fieldDescriptionLines(*s.gConn, s.gBillTypeId))
-            fieldNames << line.section(u'\t', 1);
-    } catch (const DbError &e) {
-        showDbError(e);
-        return;
+    {
+        ConnectionScope scope;
+        if (!openOrComplain())
+            return;
+        try {
+            design = exportDefaultTemplate(workFile);
+            for (const QString &line : fieldDescriptionLines(*s.gConn, s.gBillTypeId))
+                fieldNames << line.section(u'\t', 1);
+        } catch (const DbError &e) {
+            showDbError(e);
+            return;
+        }
     }
-    CloseConnection();
 
     frmUserDesign *form = frmUserDesign::defaultInstance(parent);
     form->setDesignSession(s.gBillName, s.gBillTypeId, design.key, workFile);

@@ -19,6 +19,7 @@
 // themselves ("Q08" for preview, print and PDF, "Q21" for the designer) and
 // end silently without it. A caller that has made those checks already calls
 // previewBill, printBill, exportBillPdf and designDefaultTemplate directly.
+#include "printing/TemplateStore.h"
 #include "report/ReportData.h"
 
 #include <QByteArray>
@@ -54,16 +55,6 @@ QString templateFilePath(const QString &storedName);
 // Writes bytes to `path`, replacing a file already there. False with the
 // reason in *error when the file cannot be written.
 bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *error = nullptr);
-
-// The statement of the default templates of a bill kind.
-QString defaultTemplateSql(int billTypeId);
-// The statement that feeds the report: the view's rows of one bill, in the
-// stored order or, when there is none, " order by forderid ".
-QString fetchRecordSql(const QString &viewName, qint32 interId, const QString &orderSql);
-// Reads those rows on an open connection into `data`, one record per row with
-// every column under its own name. Throws DbError.
-void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, const QString &orderSql,
-                     report::ReportData &data);
 
 // Prepares billReport() with the default template of the bill kind: the last
 // default row read wins; its content goes to the template file (replacing a

@@ -6,7 +6,6 @@
 #include "platform/DbError.h"
 #include "platform/FormShow.h"
 #include "platform/Prompt.h"
-#include "printing/BillPrinting.h"
 #include "printing/frmFieldDescription.h"
 #include "report/ReportDesigner.h"
 #include "report/ReportFile.h"
@@ -28,54 +27,7 @@ namespace {
 
 frmUserDesign *g_default = nullptr;
 
-QString keyText(qint32 key)
-{
-    return QString::number(key);
-}
-
 } // namespace
-
-TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content)
-{
-    TemplateRow kept;
-    conn.beginTrans();
-    {
-        Recordset rs = conn.openRecordset(QStringLiteral("select * from tblbillprint where finterid=") + keyText(key));
-        if (!rs.eof()) {
-            kept.found = true;
-            kept.viewName = rs.value(QStringLiteral("fViewName"));
-            kept.fileName = rs.value(QStringLiteral("fFileName"));
-            kept.orderSql = rs.value(QStringLiteral("fOrderSQL"));
-            kept.reportName = rs.value(QStringLiteral("fReportName"));
-            kept.isDefault = rs.value(QStringLiteral("fIsDefault"));
-        }
-    }
-    conn.execute(QStringLiteral("delete from tblbillprint where finterid=") + keyText(key));
-    conn.addRow(QStringLiteral("tblBillPrint"), {
-                                                    {QStringLiteral("ftypeid"), billTypeId},
-                                                    {QStringLiteral("finterid"), key},
-                                                    {QStringLiteral("fViewName"), kept.viewName},
-                                                    {QStringLiteral("fFileName"), kept.fileName},
-                                                    {QStringLiteral("fOrderSQL"), kept.orderSql},
-                                                    {QStringLiteral("fReportName"), kept.reportName},
-                                                    {QStringLiteral("fIsDefault"), kept.isDefault},
-                                                    {QStringLiteral("fcontent"), content},
-                                                });
-    conn.commitTrans();
-    return kept;
-}
-
-QStringList fieldDescriptionLines(Connection &conn, int billTypeId)
-{
-    QStringList lines;
-    Recordset rs = conn.openRecordset(QStringLiteral("select * from tblViewDesc where fTypeid=") + QString::number(billTypeId));
-    for (; !rs.eof(); rs.moveNext()) {
-        QString description = rs.text(QStringLiteral("fFieldDesc"));
-        description.replace(QStringLiteral("："), QString());
-        lines << description + u'\t' + rs.text(QStringLiteral("fFieldName"));
-    }
-    return lines;
-}
 
 // ---------------------------------------------------------------- the form
 
@@ -218,12 +170,11 @@ void frmUserDesign::setPreviewSource(const QString &viewName, const QString &ord
     }
     grds1->setFetchRecords([viewName, orderSql](report::ReportData &data) {
         Session &s = session();
+        ConnectionScope scope;
         try {
             OpenConnection();
-            ConnectionScope scope;
             readBillRecords(*s.gConn, viewName, s.gCurInterId, orderSql, data);
         } catch (const DbError &e) {
-            CloseConnection();
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         }
     });
@@ -245,23 +196,23 @@ void frmUserDesign::MenuSaleToModule_Click()
     }
     const QByteArray content = file.readAll();
     file.close();
-    try {
-        OpenConnection();
-    } catch (const DbError &) {
-        CloseConnection();
-        grds1->setModified(true);
-        Prompt::msgBox(QStringLiteral("数据库连接失败!"), Prompt::Exclamation, s.msgTitle);
-        return;
+    {
+        ConnectionScope scope;
+        try {
+            OpenConnection();
+        } catch (const DbError &) {
+            grds1->setModified(true);
+            Prompt::msgBox(QStringLiteral("数据库连接失败!"), Prompt::Exclamation, s.msgTitle);
+            return;
+        }
+        try {
+            replaceTemplateRow(*s.gConn, m_billTypeId, m_key, content);
+        } catch (const DbError &e) {
+            grds1->setModified(true);
+            Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+            return;
+        }
     }
-    try {
-        replaceTemplateRow(*s.gConn, m_billTypeId, m_key, content);
-    } catch (const DbError &e) {
-        CloseConnection();
-        grds1->setModified(true);
-        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        return;
-    }
-    CloseConnection();
     Prompt::msgBox(QStringLiteral("保存成功!"), Prompt::Information, s.msgTitle);
 }
 
@@ -287,14 +238,15 @@ void frmUserDesign::MenuFieldDescription_Click()
 {
     Session &s = session();
     QStringList lines;
-    try {
-        OpenConnection();
+    {
         ConnectionScope scope;
-        lines = fieldDescriptionLines(*s.gConn, m_billTypeId);
-    } catch (const DbError &e) {
-        CloseConnection();
-        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        return;
+        try {
+            OpenConnection();
+            lines = fieldDescriptionLines(*s.gConn, m_billTypeId);
+        } catch (const DbError &e) {
+            Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+            return;
+        }
     }
     if (!m_fields) {
         m_fields = new frmFieldDescription(this);

@@ -6,6 +6,7 @@
 // user's choice; closing a changed template asks whether to save it.
 //
 // One default instance, created on first use and destroyed when it closes.
+#include "printing/TemplateStore.h"
 #include "report/ReportData.h"
 
 #include <QHash>
@@ -20,27 +21,6 @@ class frmFieldDescription;
 namespace report {
 class ReportDesigner;
 }
-
-// The kept columns of a template row, as read before the row is replaced.
-struct TemplateRow {
-    bool found = false;
-    QVariant viewName;
-    QVariant fileName;
-    QVariant orderSql;
-    QVariant reportName;
-    QVariant isDefault;
-};
-
-// Replaces the template row `key` on an open connection: reads its kept
-// columns, deletes it and adds it again with bill kind `billTypeId`, the same
-// key and `content`. One transaction, so a failure leaves the old row.
-// Returns what was kept. Throws DbError.
-TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content);
-
-// The field list of the print view: "description<TAB>field name" per row of
-// tblViewDesc for the bill kind, the full-width colon taken out of the
-// description. Throws DbError.
-QStringList fieldDescriptionLines(Connection &conn, int billTypeId);
 
 class frmUserDesign : public QMainWindow {
     Q_OBJECT

@@ -1,10 +1,13 @@
 #include "sql/DatabaseSetup.h"
 
 #include "platform/DbError.h"
+#include "platform/Transaction.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+
+#include <optional>
 
 // The schema source lives in a resource of this static library; registering it
 // explicitly keeps it reachable whatever the linker keeps of the library.
@@ -118,18 +121,12 @@ void createSchema(Connection &conn)
     const QString script = schemaScript(conn.engine());
     // One transaction: SQLite then writes the file once instead of once per
     // statement, and on PostgreSQL a failure leaves nothing half made.
-    const bool ownTransaction = !conn.inTransaction();
-    if (ownTransaction)
-        conn.beginTrans();
-    try {
-        conn.executeScript(script);
-    } catch (...) {
-        if (ownTransaction)
-            conn.rollbackTrans();
-        throw;
-    }
-    if (ownTransaction)
-        conn.commitTrans();
+    std::optional<Transaction> transaction;
+    if (!conn.inTransaction())
+        transaction.emplace(conn);
+    conn.executeScript(script);
+    if (transaction)
+        transaction->commit();
     makeSqliteFilesPrivate(conn);
 }
 

@@ -3,6 +3,7 @@
 #include "platform/Amount.h"
 #include "platform/Clock.h"
 #include "platform/DbError.h"
+#include "platform/Transaction.h"
 
 #include <QFile>
 #include <QSet>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -910,28 +912,22 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
 
     const QSqlDatabase db = conn.database();
     const QString invoiceTemplate = QString::fromUtf8(Demo::kInvoiceNumberTemplate);
-    const bool ownTransaction = !conn.inTransaction();
-    if (ownTransaction)
-        conn.beginTrans();
-    try {
-        writeReferenceData(db, rng, cal, ref);
-        writeUsersAndRights(db);
-        writeSystemInfoAndPeriods(db, cal.today);
-        writeStockBills(db, stockPlan.bills);
-        writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills);
-        writeCounters(db, invoiceTemplate, invoiceCount, stockCount);
-        writeHeaderLayout(db);
-        writeListColumns(db);
-        writeQueryFields(db);
-        writeViewDescriptions(db);
-        writePrintTemplate(db);
-    } catch (...) {
-        if (ownTransaction)
-            conn.rollbackTrans();
-        throw;
-    }
-    if (ownTransaction)
-        conn.commitTrans();
+    std::optional<Transaction> transaction;
+    if (!conn.inTransaction())
+        transaction.emplace(conn);
+    writeReferenceData(db, rng, cal, ref);
+    writeUsersAndRights(db);
+    writeSystemInfoAndPeriods(db, cal.today);
+    writeStockBills(db, stockPlan.bills);
+    writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills);
+    writeCounters(db, invoiceTemplate, invoiceCount, stockCount);
+    writeHeaderLayout(db);
+    writeListColumns(db);
+    writeQueryFields(db);
+    writeViewDescriptions(db);
+    writePrintTemplate(db);
+    if (transaction)
+        transaction->commit();
 
     DemoSummary summary;
     summary.stockBills = stockCount;
