@@ -3,13 +3,12 @@
 # there already. Safe to run again and again. With --coverage (or
 # PURFP_COVERAGE=1) it also installs lcov, which only the coverage run needs.
 set -euo pipefail
-coverage="${PURFP_COVERAGE:-0}"
-for arg in "$@"; do
-    case "$arg" in
-        --coverage) coverage=1 ;;
-        *) echo "setup.sh: unknown option $arg" >&2; exit 2 ;;
-    esac
-done
+cd "$(dirname "$0")/.."
+source scripts/options.sh
+if [ "${#other_args[@]}" -gt 0 ]; then
+    echo "setup.sh: unknown option ${other_args[0]}" >&2
+    exit 2
+fi
 
 packages=(
     build-essential cmake pkg-config

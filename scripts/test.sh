@@ -12,32 +12,14 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root="$PWD"
-sanitize="${PURFP_SANITIZE:-0}"
-coverage="${PURFP_COVERAGE:-0}"
-ctest_args=()
-for arg in "$@"; do
-    case "$arg" in
-        --sanitize) sanitize=1 ;;
-        --coverage) coverage=1 ;;
-        *) ctest_args+=("$arg") ;;
-    esac
-done
-if [ "$sanitize" = 1 ] && [ "$coverage" = 1 ]; then
-    echo "test.sh: --sanitize and --coverage are separate builds; ask for one" >&2
-    exit 2
-fi
-PURFP_COVERAGE="$coverage" scripts/setup.sh
+source scripts/options.sh
+ctest_args=("${other_args[@]}")
+scripts/setup.sh
+scripts/build.sh
+cd "$build_dir"
 if [ "$sanitize" = 1 ]; then
-    PURFP_SANITIZE=1 PURFP_COVERAGE=0 scripts/build.sh
-    cd build-asan
     export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:halt_on_error=1}"
     export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
-elif [ "$coverage" = 1 ]; then
-    PURFP_SANITIZE=0 PURFP_COVERAGE=1 scripts/build.sh
-    cd build-coverage
-else
-    PURFP_SANITIZE=0 PURFP_COVERAGE=0 scripts/build.sh
-    cd build
 fi
 
 if [ "$coverage" != 1 ]; then
@@ -57,7 +39,11 @@ lcov --quiet --capture --directory . \
     --output-file coverage-run.info
 lcov --quiet --add-tracefile coverage-base.info --add-tracefile coverage-run.info \
     --output-file coverage-all.info
-lcov --quiet --extract coverage-all.info "$root/*" --output-file coverage-tree.info
+# Headers are compiled through the layers' include folders
+# (build*/layers/<folder>/<folder>/x.h); count them under their own names.
+sed -i "s#^SF:$root/build-coverage/layers/[a-z]*/#SF:$root/#" coverage-all.info
+lcov --quiet --add-tracefile coverage-all.info --output-file coverage-merged.info
+lcov --quiet --extract coverage-merged.info "$root/*" --output-file coverage-tree.info
 lcov --quiet --remove coverage-tree.info "$root/tests/*" "$root/bench/*" \
     "$root/build*" "/usr/*" --output-file coverage.info
 rm -rf coverage-html
