@@ -290,7 +290,7 @@ CodeSelectorDialog::CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent
     layout->addWidget(buttons);
     resize(goods ? em * 48 : em * 36, em * 32);
 
-    connect(m_search, &QLineEdit::textChanged, this, &CodeSelectorDialog::applyFilter);
+    connect(m_search, &QLineEdit::textChanged, this, &CodeSelectorDialog::txtSearch_Change);
     connect(m_list, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex &index) {
         if (!index.isValid())
             return;
@@ -348,10 +348,10 @@ CodeSelectorDialog *CodeSelectorDialog::forBasicData(int itemClassId, QWidget *p
 void CodeSelectorDialog::setRows(std::vector<CodeRow> rows)
 {
     m_model->setRows(std::move(rows));
-    applyFilter();
+    txtSearch_Change(); // filter the new rows by the text already typed
 }
 
-void CodeSelectorDialog::applyFilter()
+void CodeSelectorDialog::txtSearch_Change()
 {
     m_model->setFilter(m_search->text());
     setCurrentListRow(0);

@@ -124,7 +124,7 @@ protected:
 private:
     CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent);
     void setRows(std::vector<CodeRow> rows);
-    void applyFilter();
+    void txtSearch_Change();
 
     QLineEdit *m_search = nullptr;
     QTableView *m_list = nullptr;

@@ -132,7 +132,7 @@ frmBatchno::frmBatchno(QWidget *parent)
     layout->addWidget(m_grid, 1);
     resize(em * 36, em * 24);
 
-    connect(m_search, &QLineEdit::textChanged, this, &frmBatchno::search);
+    connect(m_search, &QLineEdit::textChanged, this, &frmBatchno::txtSearch_Change);
     connect(m_grid, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex &index) {
         if (!index.isValid())
             return;
@@ -180,7 +180,7 @@ void frmBatchno::loadRows()
         setCurrentRow(1);
 }
 
-void frmBatchno::search()
+void frmBatchno::txtSearch_Change()
 {
     const int row = findBatchRow(m_model->rows(), m_search->text());
     if (row > 0)

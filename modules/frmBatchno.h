@@ -51,7 +51,7 @@ public:
     // Refills the grid from the database.
     void loadRows();
     // Moves the current row to the first batch containing the search text.
-    void search();
+    void txtSearch_Change();
     // Stores the current row's batch in gBatchNo and closes; does nothing
     // when the grid has no data rows.
     void choose();

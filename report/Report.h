@@ -6,7 +6,7 @@
 //
 //     report::Report r;
 //     r.loadFromFile(path);
-//     r.setTitle(QStringLiteral("采购发票"));
+//     r.setTitle(QStringLiteral("报表标题"));
 //     r.setFetchRecords([&](report::ReportData &data) { data.append(record); });
 //     r.preview(parentWidget);
 #include "report/ReportData.h"

@@ -1,7 +1,7 @@
 #pragma once
 // The records a report prints. A record maps field names to values; names
-// are matched without regard to case, so "FBillNo" in the data and
-// "[fbillno]" in a template meet.
+// are matched without regard to case, so "FName" in the data and
+// "[fname]" in a template meet.
 #include <QHash>
 #include <QString>
 #include <QStringList>

@@ -81,7 +81,7 @@ struct ReportItem {
     // vertical).
     QRect geometry;
 
-    // Text items: static text with embedded references such as "[fbillno]",
+    // Text items: static text with embedded references such as "[fname]",
     // "[#Page]", "[#Pages]" or "[#Sum(fAmount)]"; "[[" writes a "[".
     QString text;
     // Format applied to every value the text refers to: "#,##0.00",

@@ -2,6 +2,7 @@
 
 #include "report/ReportFont.h"
 
+#include <QCoreApplication>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPrinter>
@@ -211,7 +212,7 @@ bool writePdf(const ReportLayout &layout, const QString &path, const QString &ti
     QPdfWriter writer(path);
     writer.setResolution(resolution);
     writer.setTitle(title);
-    writer.setCreator(QStringLiteral("TamsorPurFP"));
+    writer.setCreator(QCoreApplication::applicationName()); // the program that printed
     writer.setPageLayout(pageLayoutFor(layout.tpl.page));
     QPainter painter;
     if (!painter.begin(&writer)) {

@@ -2,7 +2,7 @@
 // The text of a text item: static text with references in square brackets,
 // and the formats that turn values into text.
 //
-//   [fbillno]            a field of the record the band prints
+//   [fname]              a field of the record the band prints
 //   [fdate|yyyy年MM月dd日] a field with its own format
 //   [#Page] [#Pages]     this page's number and the number of pages
 //   [#Sum(fAmount)]      the sum of a field over all records
