@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <string>
@@ -235,6 +236,18 @@ int runInit(const QStringList &args)
             const DemoOptions options = o.scale > 0 ? DemoOptions::scaled(o.scale) : DemoOptions();
             DemoOptions seeded = options;
             seeded.seed = o.seed;
+            // Large databases take a while: say how far the writing has come
+            // and how fast, on the error stream so the summary stays clean.
+            QElapsedTimer stage;
+            seeded.progress = [&stage](const QString &what, int done, int total) {
+                if (done == 0)
+                    stage.start();
+                if (done == 0 || total < 10000) // a small database is written at once
+                    return;
+                const double seconds = std::max(stage.elapsed(), qint64(1)) / 1000.0;
+                std::fprintf(stderr, "  %s %d/%d (%d%%), 每秒 %.0f 张\n", qPrintable(what), done, total,
+                             total > 0 ? int(qint64(done) * 100 / total) : 100, done / seconds);
+            };
             const DemoSummary summary = generateDemoData(conn, seeded);
             std::printf("演示数据: %d 张入库单, %d 张采购发票 (%.1f 秒)\n", summary.stockBills, summary.invoices,
                         timer.elapsed() / 1000.0);

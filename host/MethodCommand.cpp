@@ -65,6 +65,16 @@ QString hresultText(int32_t hr)
 }
 
 constexpr int kTextSize = 1 << 20;
+
+// Every method opens a form and waits for the clerk. Without a display the
+// component would show it where nobody sees it and wait for ever, so the host
+// stops before that unless a platform was asked for on purpose (offscreen,
+// for scripts) or forms are switched off.
+bool formsCanBeSeen()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || qEnvironmentVariable("PURFP_NO_FORMS") == u"1";
+}
 } // namespace
 
 void printUsage()
@@ -99,6 +109,13 @@ int runMethod(const QStringList &input)
         return 2;
     }
     const bool hasArgument = args.size() == 2;
+    if (!formsCanBeSeen()) {
+        std::fprintf(stderr,
+                     "purfp: 没有显示器 (DISPLAY 和 WAYLAND_DISPLAY 均未设置), 无法打开窗体。\n"
+                     "  请在图形桌面中运行; 或设置 QT_QPA_PLATFORM=offscreen (窗体不可见, 供脚本使用);\n"
+                     "  或运行 purfp tour --out 目录, 不用显示器走一遍各窗体。\n");
+        return 3;
+    }
     if (library.isEmpty())
         library = executableFolder() + QStringLiteral("/libTamsorPurFP.so");
 

@@ -3,9 +3,26 @@
 // component to call one of its methods by name.
 #include "host/HostCommands.h"
 
+#include <QGuiApplication>
 #include <QString>
 
 #include <cstdio>
+
+namespace {
+QtMessageHandler g_defaultHandler = nullptr;
+
+// The offscreen platform (scripts, the tour) warns about window hints it has
+// no window manager to pass on to ("This plugin does not support
+// propagateSizeHints()"). Harmless there, they read like errors; every other
+// message goes through.
+void quietOffscreenHints(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtWarningMsg && message.contains(QLatin1String("propagateSizeHints"))
+        && QGuiApplication::platformName() == QLatin1String("offscreen"))
+        return;
+    g_defaultHandler(type, context, message);
+}
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -18,6 +35,7 @@ int main(int argc, char **argv)
         std::printf("  连接字符串不含 Pwd 时, init 从环境变量 PURFP_DB_PASSWORD 取密码, 或加 --password-stdin 从标准输入读一行\n");
         return args.isEmpty() ? 2 : 0;
     }
+    g_defaultHandler = qInstallMessageHandler(quietOffscreenHints);
     const QString command = args.takeFirst();
     if (command == u"init")
         return runInit(args);

@@ -694,26 +694,54 @@ void writeSystemInfoAndPeriods(const QSqlDatabase &db, const QDate &today)
 }
 
 // The stock-in bills with what non-void invoices have invoiced of them.
-void writeStockBills(const QSqlDatabase &db, const std::vector<StockBill> &stock)
+// Reports progress every `step` rows and at the last one.
+class ProgressSteps {
+public:
+    ProgressSteps(const DemoOptions &options, const char *what, int total)
+        : m_report(options.progress), m_what(QString::fromUtf8(what)), m_total(total), m_step(std::max(10000, total / 10))
+    {
+        if (m_report)
+            m_report(m_what, 0, m_total);
+    }
+    void advance()
+    {
+        ++m_done;
+        if (m_report && (m_done % m_step == 0 || m_done == m_total))
+            m_report(m_what, m_done, m_total);
+    }
+
+private:
+    const std::function<void(const QString &, int, int)> &m_report;
+    QString m_what;
+    int m_total;
+    int m_step;
+    int m_done = 0;
+};
+
+void writeStockBills(const QSqlDatabase &db, const std::vector<StockBill> &stock, const DemoOptions &options)
 {
+    ProgressSteps progress(options, "入库单", int(stock.size()));
     BulkInsert q(db, QStringLiteral("icstockbill"),
                  {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fdate"), QStringLiteral("fsupplyid"),
                   QStringLiteral("ftrantype"), QStringLiteral("fcancellation"), QStringLiteral("fAllAmount"),
                   QStringLiteral("fKPAmount"), QStringLiteral("fISKP")});
-    for (const StockBill &b : stock)
+    for (const StockBill &b : stock) {
         q.add({b.id, QStringLiteral("WIN%1").arg(b.id, 6, 10, QLatin1Char('0')), dateText(b.date), b.supplierId, b.tranType,
                b.cancelled ? 1 : 0, money(b.amount),
                // Never named by an invoice: left empty, as the stock module writes it.
                b.named ? money(b.invoiced) : nullValue(),
                b.invoiceable < 0 ? nullValue() : QVariant(b.invoiceable)});
+        progress.advance();
+    }
     q.finish();
 }
 
 // Invoice heads numbered by the template, with their matched totals, and
 // their entries.
 void writeInvoices(const QSqlDatabase &db, const QString &invoiceTemplate, const std::vector<Invoice> &invoices,
-                   const std::vector<StockBill> &stock)
+                   const std::vector<StockBill> &stock, const DemoOptions &options)
 {
+    ProgressSteps progress(options, "采购发票", int(invoices.size()));
     BulkInsert head(db, QStringLiteral("tblFP"),
                     {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fstatus"), QStringLiteral("fchecker"),
                      QStringLiteral("fcancellation"), QStringLiteral("fyear"), QStringLiteral("fperiod"), QStringLiteral("fdate"),
@@ -744,6 +772,7 @@ void writeInvoices(const QSqlDatabase &db, const QString &invoiceTemplate, const
         int line = 0;
         for (const Entry &e : inv.entries)
             lines.add({id, ++line, stock[size_t(e.stockIndex)].id, money(e.amount)});
+        progress.advance();
     }
     head.finish();
     lines.finish();
@@ -918,8 +947,8 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
     writeReferenceData(db, rng, cal, ref);
     writeUsersAndRights(db);
     writeSystemInfoAndPeriods(db, cal.today);
-    writeStockBills(db, stockPlan.bills);
-    writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills);
+    writeStockBills(db, stockPlan.bills, options);
+    writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills, options);
     writeCounters(db, invoiceTemplate, invoiceCount, stockCount);
     writeHeaderLayout(db);
     writeListColumns(db);

@@ -8,6 +8,8 @@
 
 #include <QDate>
 
+#include <functional>
+
 struct DemoOptions {
     quint32 seed = 20261122;
     QDate today;            // invalid: Clock::today()
@@ -15,6 +17,11 @@ struct DemoOptions {
     int goods = 200;
     int stockBills = 2000;
     int invoices = 500;
+    // Told how far the writing of the bills has come ("入库单" or
+    // "采购发票", rows written, rows in all): with 0 as each starts, then
+    // every ten thousand rows or tenth of the total, whichever is more, and
+    // at the end of each.
+    std::function<void(const QString &what, int done, int total)> progress;
 
     // The benchmark size: 100,000 invoices with stock bills to match.
     static DemoOptions scaled(int invoices);
