@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 #include <memory>
 
@@ -29,6 +30,8 @@ PrintSource &source()
     static PrintSource s;
     return s;
 }
+
+const QString kNoPrintView = QStringLiteral("默认打印模板没有指定数据视图, 无法打印。请在打印模板设计中重新保存模板。");
 
 const QString &connectionFailed()
 {
@@ -178,6 +181,13 @@ bool initReport()
         return false;
     }
 
+    if (source().viewName.trimmed().isEmpty()) {
+        // The records would be read from no view at all.
+        QFile::remove(fileName);
+        rep.loadFromData(QByteArray());
+        Prompt::msgBox(kNoPrintView, Prompt::Exclamation, s.msgTitle);
+        return false;
+    }
     const bool loaded = rep.loadFromFile(fileName);
     QFile::remove(fileName);
     if (!loaded) {
@@ -290,9 +300,17 @@ bool menuDefaultPrint(bool checkedBefore)
 
 QString designWorkFile()
 {
+    // The application folder as the settings name it; when it cannot be
+    // written (a shared install, a read-only share) the user's cache folder,
+    // and the temp folder as the last resort.
+    const QString name = QStringLiteral("DesignTemp.grf");
     const QString app = session().gAppPath;
-    const QString folder = app.trimmed().isEmpty() ? QDir::tempPath() : app;
-    return QDir(folder).filePath(QStringLiteral("DesignTemp.grf"));
+    if (!app.trimmed().isEmpty() && QDir().mkpath(app) && isWritableFolder(app))
+        return QDir(app).filePath(name);
+    const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/TamsorPurFP");
+    if (QDir().mkpath(cache) && isWritableFolder(cache))
+        return QDir(cache).filePath(name);
+    return QDir(QDir::tempPath()).filePath(name);
 }
 
 DesignSource exportDefaultTemplate(const QString &workFile)

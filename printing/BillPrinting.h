@@ -61,7 +61,8 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
 // leftover one), is loaded, and the file is removed again; the title becomes
 // gBillName. Returns true when the report has a template afterwards.
 // No connection: "数据库连接失败!" (exclamation), nothing prepared. No
-// default row: the report has no layout and nothing is said.
+// default row: the report has no layout and nothing is said. A default row
+// without a view says so (exclamation) and prepares nothing.
 bool initReport();
 // The report's request for records: the rows of the template's view for
 // session().gCurInterId. Closes the shared connection.
@@ -90,8 +91,10 @@ void writeDefaultPrintOption(bool on);
 // Flips the entry's state, stores it and returns the new state.
 bool menuDefaultPrint(bool checkedBefore);
 
-// The designer's working file: gAppPath + "/DesignTemp.grf" (the temp folder
-// when gAppPath is empty).
+// The designer's working file: gAppPath + "/DesignTemp.grf"; when that folder
+// cannot be made or written, the same name in the user's cache folder
+// (~/.cache/TamsorPurFP), then in the temp folder. The designer removes it
+// when it closes.
 QString designWorkFile();
 // What the designer edits: the key of the template row and whether a default
 // row was found at all.

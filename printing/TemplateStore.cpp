@@ -32,7 +32,8 @@ void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, 
     }
 }
 
-TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content)
+TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content,
+                               const NewTemplate &fresh)
 {
     TemplateRow kept;
     Transaction transaction(conn);
@@ -47,6 +48,22 @@ TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, con
             kept.isDefault = rs.value(QStringLiteral("fIsDefault"));
         }
     }
+    if (!kept.found) {
+        // No row to keep: a row without a view would break every print of
+        // the bill kind, so the new one names the print view and is the
+        // default.
+        if (key == 0) {
+            Recordset rs = conn.openRecordset(QStringLiteral("select max(finterid) as fmax from tblBillPrint"));
+            key = qint32(rs.eof() ? 1 : rs.toInt(QStringLiteral("fmax")) + 1);
+        }
+        kept.viewName = fresh.viewName;
+        kept.fileName = fresh.fileName;
+        kept.reportName = fresh.reportName;
+        kept.isDefault = 1;
+    }
+    if (kept.viewName.toString().trimmed().isEmpty() && !fresh.viewName.isEmpty())
+        kept.viewName = fresh.viewName; // a row saved without a view is mended
+    kept.key = key;
     conn.execute(QStringLiteral("delete from tblbillprint where finterid=") + QString::number(key));
     conn.addRow(QStringLiteral("tblBillPrint"), {
                                                     {QStringLiteral("ftypeid"), billTypeId},
@@ -60,6 +77,11 @@ TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, con
                                                 });
     transaction.commit();
     return kept;
+}
+
+QString printViewOf(const QString &billView)
+{
+    return billView + QStringLiteral("Print");
 }
 
 QStringList fieldDescriptionLines(Connection &conn, int billTypeId)

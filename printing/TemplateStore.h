@@ -25,19 +25,33 @@ void readBillRecords(Connection &conn, const QString &viewName, qint32 interId, 
 // The kept columns of a template row, as read before the row is replaced.
 struct TemplateRow {
     bool found = false;
+    qint32 key = 0; // the row's key after the save
     QVariant viewName;
     QVariant fileName;
     QVariant orderSql;
     QVariant reportName;
     QVariant isDefault;
 };
-
+// What a template saved for a bill kind without a template row is stored
+// with, so that printing finds it: the print view, the file name and the
+// report's name. It becomes the bill kind's default template.
+struct NewTemplate {
+    QString viewName;
+    QString fileName;
+    QString reportName;
+};
 // Replaces the template row `key` on an open connection: reads its kept
 // columns, deletes it and adds it again with bill kind `billTypeId`, the same
-// key and `content`. One transaction, so a failure leaves the old row.
-// Returns what was kept. Throws DbError.
-TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content);
-
+// key and `content`. A key without a row (0: the designer found no default
+// template) is stored as a new default template with the columns of `fresh`,
+// under the next free key when `key` is 0; a kept row without a view gets
+// the view of `fresh`. One transaction, so a failure
+// leaves the old row. Returns what was kept. Throws DbError.
+TemplateRow replaceTemplateRow(Connection &conn, int billTypeId, qint32 key, const QByteArray &content,
+                               const NewTemplate &fresh = {});
+// The print view of a bill kind whose bills are read from `billView`: the
+// same name followed by "Print" (vPurFP: vPurFPPrint).
+QString printViewOf(const QString &billView);
 // The field list of the print view: "description<TAB>field name" per row of
 // tblViewDesc for the bill kind, the full-width colon taken out of the
 // description. Throws DbError.

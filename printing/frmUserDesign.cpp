@@ -206,7 +206,14 @@ void frmUserDesign::MenuSaleToModule_Click()
             return;
         }
         try {
-            replaceTemplateRow(*s.gConn, m_billTypeId, m_key, content);
+            const NewTemplate fresh{printViewOf(s.gViewName), QString::number(m_billTypeId) + QStringLiteral(".grf"),
+                                    m_billName.isEmpty() ? s.gBillName : m_billName};
+            const TemplateRow saved = replaceTemplateRow(*s.gConn, m_billTypeId, m_key, content, fresh);
+            // A template that had no row has one now: later saves replace it,
+            // and the preview reads its view.
+            m_key = saved.key;
+            if (m_viewName.isEmpty())
+                setPreviewSource(saved.viewName.toString(), saved.orderSql.toString());
         } catch (const DbError &e) {
             grds1->setModified(true);
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -307,5 +314,9 @@ void frmUserDesign::closeEvent(QCloseEvent *event)
     }
     if (m_fields)
         m_fields->close();
+    // The working file only carries the template between the database and
+    // the designer; what was saved is in the database now.
+    if (!m_workFile.isEmpty())
+        QFile::remove(m_workFile);
     event->accept();
 }
