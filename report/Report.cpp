@@ -7,6 +7,8 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 
+#include <algorithm>
+
 namespace report {
 
 Report::Report(QObject *parent) : QObject(parent) {}
@@ -129,10 +131,15 @@ bool Report::printWithDialog(QWidget *parent)
         return false;
     QPrinter printer(QPrinter::HighResolution);
     setupPrinter(&printer);
+    // The records are read once, before the dialog, so that it can offer the
+    // report's pages for a page range.
+    prepare();
     QPrintDialog dialog(&printer, parent);
+    dialog.setMinMax(1, std::max(1, m_layout.pageCount()));
+    dialog.setOption(QAbstractPrintDialog::PrintPageRange, true);
     if (dialog.exec() != QDialog::Accepted)
         return false;
-    return print(&printer) > 0;
+    return printLayout(m_layout, &printer) > 0;
 }
 
 } // namespace report

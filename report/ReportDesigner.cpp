@@ -571,8 +571,10 @@ BandKind ReportDesigner::targetBand() const
     return selected.isEmpty() ? BandKind::Detail : selected.first().band;
 }
 
-void ReportDesigner::change(const ReportTemplate &after, const QString &text, int mergeId)
+void ReportDesigner::change(const ReportTemplate &edited, const QString &text, int mergeId)
 {
+    ReportTemplate after = edited;
+    keepItemsInBands(after);
     if (after == m_tpl)
         return;
     const QVector<ItemRef> before = selectedItems();

@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 namespace report {
 
 ReportTemplate::ReportTemplate()
@@ -78,6 +80,19 @@ QStringList standardPaperNames()
     for (const Paper &p : papers)
         names << QString::fromLatin1(p.name);
     return names;
+}
+
+void keepItemsInBands(ReportTemplate &tpl)
+{
+    for (Band &band : tpl.bands) {
+        if (band.height <= 0)
+            continue; // a band switched off stays off
+        for (ReportItem &item : band.items) {
+            if (item.geometry.y() < 0)
+                item.geometry.moveTop(0);
+            band.height = std::max(band.height, item.geometry.y() + item.geometry.height());
+        }
+    }
 }
 
 } // namespace report

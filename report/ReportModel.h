@@ -134,6 +134,11 @@ struct ReportTemplate {
 };
 
 // Names used in the file and shown in the designer.
+// Grows every band (of those switched on) to hold its items and moves an item that lies above its
+// band's top down to it: what lies outside a band is never printed, so an
+// item dragged past the edge would vanish from the print.
+void keepItemsInBands(ReportTemplate &tpl);
+
 QString bandKindKey(BandKind kind);      // "reportHeader", ...
 QString bandKindCaption(BandKind kind);  // "报表头", ...
 QString itemKindKey(ItemKind kind);      // "text", "line", "rect", "image"

@@ -7,6 +7,8 @@
 #include <QPdfWriter>
 #include <QPrinter>
 
+#include <algorithm>
+
 namespace report {
 
 namespace {
@@ -189,22 +191,39 @@ void PagePainter::paintText(QPainter &painter, const ReportItem &item, const Pla
     paintFrame(painter, item, r);
 }
 
+QList<int> requestedPages(const QPrinter &printer, int pageCount)
+{
+    int first = 1;
+    int last = pageCount;
+    if (printer.printRange() == QPrinter::PageRange && printer.fromPage() > 0) {
+        first = std::max(first, printer.fromPage());
+        last = std::min(last, printer.toPage() > 0 ? printer.toPage() : pageCount);
+    }
+    QList<int> pages;
+    for (int page = first; page <= last; ++page)
+        pages << page - 1;
+    return pages;
+}
+
 int printLayout(const ReportLayout &layout, QPrinter *printer)
 {
     printer->setFullPage(true);
     printer->setPageLayout(pageLayoutFor(layout.tpl.page));
+    const QList<int> wanted = requestedPages(*printer, layout.pageCount());
+    if (wanted.isEmpty())
+        return 0;
     QPainter painter;
     if (!painter.begin(printer))
         return 0;
     PagePainter pages(layout, printer);
-    for (int i = 0; i < layout.pageCount(); ++i) {
+    for (int i = 0; i < wanted.size(); ++i) {
         if (i > 0)
             printer->newPage();
         scaleToTenths(painter, printer);
-        pages.paint(painter, i);
+        pages.paint(painter, wanted[i]);
     }
     painter.end();
-    return layout.pageCount();
+    return int(wanted.size());
 }
 
 bool writePdf(const ReportLayout &layout, const QString &path, const QString &title, QString *error, int resolution)

@@ -38,8 +38,12 @@ private:
     QHash<int, QImage> m_images;
 };
 
-// Paints every page onto a printer (or print preview); returns the number of
-// pages painted, 0 when the painter could not start.
+// The pages (from 0) a printer asks for: those of its page range (from and
+// to count from 1; a range beyond the report is cut to it), or all pages.
+QList<int> requestedPages(const QPrinter &printer, int pageCount);
+// Paints the requested pages onto a printer (or print preview); returns the
+// number of pages painted, 0 when none was asked for or the painter could
+// not start.
 int printLayout(const ReportLayout &layout, QPrinter *printer);
 // Writes a PDF; fonts are embedded. `resolution` in dots per inch.
 bool writePdf(const ReportLayout &layout, const QString &path, const QString &title, QString *error = nullptr,

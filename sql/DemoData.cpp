@@ -870,12 +870,16 @@ void writeViewDescriptions(const QSqlDatabase &db)
 {
     BulkInsert q(db, QStringLiteral("tblViewDesc"), {QStringLiteral("fTypeid"), QStringLiteral("fFieldName"), QStringLiteral("fFieldDesc")});
     struct Desc { const char *field; const char16_t *desc; };
-    const std::array<Desc, 20> descriptions{{
+    // Every column of the print view vPurFPPrint, in its order.
+    const std::array<Desc, 23> descriptions{{
         {"finterid", u"内码："},
         {"forderid", u"行号："},
         {"fbillno", u"单据编号："},
         {"fbillNumber", u"单据序号："},
         {"fdate", u"日期："},
+        {"fstatus", u"审核状态："},
+        {"fcancellation", u"作废标志："},
+        {"frob", u"红蓝字："},
         {"fSupplyIdNumber", u"供应商代码："},
         {"fSupplyIdName", u"供应商："},
         {"fDeptIdNumber", u"部门代码："},
