@@ -32,6 +32,7 @@ private slots:
     {
         m_opened.clear();
         m_pick.clear();
+        clsCGIn::connectForms(); // the component's own openers give way to the recorders below
         FormLauncher::setEditorOpener([this](bool modal) { record(QStringLiteral("frmMainBill"), modal); });
         FormLauncher::setQueryOpener([this] {
             record(QStringLiteral("frmMainBillFind"), true);
