@@ -201,7 +201,7 @@ int main(int argc, char **argv)
     for (int i = 0; i < runs; ++i) {
         QElapsedTimer timer;
         timer.start();
-        if (!dialog->find(QString(), QString(), QString(), list)) {
+        if (!list->fillList(dialog->findStatement(QString(), QString(), QString()))) {
             std::fprintf(stderr, "find failed\n");
             return 1;
         }
@@ -217,7 +217,7 @@ int main(int argc, char **argv)
                 "model's own estimate %.1f MB\n",
                 list->model()->dataRowCount(), double(heapAfter - heapBefore) / 1024, double(rssAfter - rssBefore) / 1024,
                 double(list->model()->approximateBytes()) / (1024 * 1024));
-    list->menuFileExit();
+    list->MenuFileExit_Click();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;
 }

@@ -12,13 +12,36 @@
 #include "query/frmMainBillFind.h"
 
 namespace {
-// The forms meet here, registered when the component is loaded (a host or a
-// test may put its own openers in place): findInfo, findInfo1 and findInfo2
-// open the query dialog; newInfo and downFromOrder the bill editor's default
-// instance; the editor prints through the printing module and, when it was
-// opened from the list, refreshes the list as it closes.
-const bool formsConnected = [] {
+// The query dialog's opener for the component: its statement fills the
+// list's default instance, which then shows modally unless it is showing
+// already. Closed without a query, the dialog stays loaded while the list is
+// open; otherwise a list that was filled but never shown goes with it.
+QueryOpener listOpener()
+{
+    QueryOpener opener;
+    opener.fill = [](const QueryChoice &choice) { return frmMainBillResult::instance()->fillList(choice.statement); };
+    opener.show = [] {
+        if (frmMainBillResult *list = frmMainBillResult::existingInstance(); list && !list->isVisible())
+            list->exec();
+    };
+    opener.closing = [] {
+        if (frmMainBillResult *list = frmMainBillResult::existingInstance(); list && list->isVisible())
+            return true;
+        frmMainBillResult::discardUnshownInstance();
+        return false;
+    };
+    return opener;
+}
+} // namespace
+
+void clsCGIn::connectForms()
+{
+    static bool connected = false;
+    if (connected)
+        return;
+    connected = true;
     FormLauncher::setQueryOpener([] { frmMainBillFind::showQuery(); });
+    frmMainBillFind::setDefaultOpener(listOpener());
     FormLauncher::setEditorOpener([](bool modal) { frmMainBill::showForm(modal); });
     frmMainBill::setPrintHooks({
         [](frmMainBill &form) { previewBill(&form); },
@@ -29,12 +52,11 @@ const bool formsConnected = [] {
         if (frmMainBillResult *list = frmMainBillResult::existingInstance())
             list->refresh();
     });
-    return true;
-}();
-} // namespace
+}
 
 std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
 {
+    connectForms();
     try {
         Class_Initialize();
     } catch (const DbError &e) {

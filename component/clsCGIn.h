@@ -20,6 +20,14 @@ public:
     // Creates the instance and runs the session start-up. On failure returns
     // null and puts the error's text into `error`.
     static std::unique_ptr<clsCGIn> create(QString *error = nullptr);
+    // Wires the forms to one another, once: findInfo, findInfo1 and findInfo2
+    // open the query dialog, whose statement fills the bill list; newInfo and
+    // downFromOrder open the bill editor's default instance; the editor
+    // prints through the printing module and, when it was opened from the
+    // list, refreshes the list as it closes. create() calls it; a host or a
+    // test may call it earlier and then put its own openers in place, which
+    // later calls leave alone.
+    static void connectForms();
     ~clsCGIn() override = default;
 
     QString billName() const { return m_billName; }

@@ -251,7 +251,7 @@ void queryAndList(const QString &out, const QString &billNo, Prompt::RecordingRe
             savePicture(list, QDir(out).filePath(QStringLiteral("发票列表.png")), written);
             prompts.clear();
             prompts.fileNames.push_back(xlsx);
-            list->menuExcel();
+            list->MenuExcel_Click();
             if (!QFileInfo(xlsx).isFile())
                 fail(QStringLiteral("发票列表没有导出到 %1: %2").arg(xlsx, shownMessages(prompts)));
             written << xlsx;
@@ -259,10 +259,10 @@ void queryAndList(const QString &out, const QString &billNo, Prompt::RecordingRe
         } catch (const TourFailure &e) {
             listError = QString::fromStdString(e.what());
         }
-        list->menuFileExit();
+        list->MenuFileExit_Click();
     });
     prompts.clear();
-    dialog->cmdXPOK();
+    dialog->cmdXPOK_Click();
     settle();
     if (!listError.isEmpty())
         fail(listError + QStringLiteral(": ") + shownMessages(prompts));

@@ -9,6 +9,7 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
+#include "platform/Transaction.h"
 
 #include <optional>
 
@@ -137,44 +138,44 @@ CommandRules commandRules(ListCommand command)
 }
 } // namespace
 
-bool BillStateOperations::deleteBill()
+const QString BillStateOperations::kConfirmDelete = QStringLiteral("确定要删除所选定的单据吗?");
+
+StateOutcome BillStateOperations::deleteBill()
 {
     return runRoutine(Routine::Delete);
 }
 
-bool BillStateOperations::unCheckBill()
+StateOutcome BillStateOperations::unCheckBill()
 {
     return runRoutine(Routine::UnCheck);
 }
 
-bool BillStateOperations::cancelBill()
+StateOutcome BillStateOperations::cancelBill()
 {
     return runRoutine(Routine::Cancel);
 }
 
-bool BillStateOperations::unCancelBill()
+StateOutcome BillStateOperations::unCancelBill()
 {
     return runRoutine(Routine::UnCancel);
 }
 
-bool BillStateOperations::runRoutine(Routine routine)
+StateOutcome BillStateOperations::runRoutine(Routine routine)
 {
-    Session &s = session();
-    bool done = false;
+    StateOutcome outcome;
+    ConnectionScope scope;
     try {
         OpenConnection();
-        done = checkAndApply(routine);
+        checkAndApply(routine, outcome);
     } catch (const DbError &e) {
-        if (s.gConn)
-            s.gConn->rollbackTrans();
-        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
-        done = false;
+        // The transaction, if one was open, has been rolled back on the way.
+        outcome.done = false;
+        outcome.messages.push_back({e.description(), Prompt::Critical});
     }
-    CloseConnection();
-    return done;
+    return outcome;
 }
 
-bool BillStateOperations::checkAndApply(Routine routine)
+void BillStateOperations::checkAndApply(Routine routine, StateOutcome &outcome)
 {
     Session &s = session();
     Connection &conn = *s.gConn;
@@ -194,9 +195,10 @@ bool BillStateOperations::checkAndApply(Routine routine)
     constexpr int kAttempts = 3;
     int changedAttempts = 0;
     for (int conflicts = 0;; ) {
+        std::optional<Transaction> transaction;
         for (;;) {
             if (routine == Routine::Delete)
-                m_billNumbers.clear();
+                outcome.billNumbers.clear();
 
             // An empty selection names no bill; it is answered like a selection
             // whose bills are all gone (an empty in-list is not valid SQL everywhere).
@@ -204,17 +206,17 @@ bool BillStateOperations::checkAndApply(Routine routine)
             if (!ids.trimmed().isEmpty())
                 rows = conn.openRecordset(QString::fromUtf8(rules.headerSql) + ids + QStringLiteral(")"));
             if (rows.isEmpty()) {
-                Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
-                return false;
+                outcome.messages.push_back({kReadError, rules.readErrorIcon});
+                return;
             }
 
             for (rows.moveFirst(); !rows.eof(); rows.moveNext()) {
                 if (routine == Routine::Delete)
-                    m_billNumbers += rows.text(QStringLiteral("fbillnumber")) + u',';
+                    outcome.billNumbers += rows.text(QStringLiteral("fbillnumber")) + u',';
                 if (std::optional<QString> reason = refusal(rules, rows, s.gPeriodStartDate)) {
-                    Prompt::msgBox(QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + *reason,
-                                   Prompt::Exclamation, s.msgTitle);
-                    return false;
+                    outcome.messages.push_back({QStringLiteral("编号为:") + rows.text(QStringLiteral("fbillno")) + *reason,
+                                                Prompt::Exclamation});
+                    return;
                 }
             }
 
@@ -222,27 +224,28 @@ bool BillStateOperations::checkAndApply(Routine routine)
                 afterChecks();
             // Being a write, the claim also takes SQLite's write lock before
             // the stock bills are read.
-            conn.beginTrans();
+            transaction.emplace(conn);
             const int held = conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid") + inList(ids)
                                           + QString::fromUtf8(rules.unchangedState));
             if (held == rows.recordCount())
                 break;
-            conn.rollbackTrans();
+            transaction->rollback();
             if (++changedAttempts == kAttempts) {
-                Prompt::msgBox(kReadError, rules.readErrorIcon, s.msgTitle);
-                return false;
+                outcome.messages.push_back({kReadError, rules.readErrorIcon});
+                return;
             }
         }
         try {
-            if (std::optional<QString> refused = applyStatements(routine)) {
-                conn.rollbackTrans();
-                Prompt::msgBox(*refused, Prompt::Exclamation, s.msgTitle);
-                return false;
+            if (std::optional<QString> refused = applyStatements(routine, outcome.billNumbers)) {
+                transaction->rollback();
+                outcome.messages.push_back({*refused, Prompt::Exclamation});
+                return;
             }
-            conn.commitTrans();
-            return true;
+            transaction->commit();
+            outcome.done = true;
+            return;
         } catch (const DbError &e) {
-            conn.rollbackTrans();
+            transaction->rollback();
             if (++conflicts >= kConflictAttempts || !isTransientConflict(e))
                 throw;
         }
@@ -252,7 +255,7 @@ bool BillStateOperations::checkAndApply(Routine routine)
 // The statements below run one by one; they are wrapped in the caller's
 // transaction so that a database error part-way leaves no half-done batch
 // (stock bills adjusted for bills that were not voided or deleted).
-std::optional<QString> BillStateOperations::applyStatements(Routine routine)
+std::optional<QString> BillStateOperations::applyStatements(Routine routine, const QString &billNumbers)
 {
     Session &s = session();
     Connection &conn = *s.gConn;
@@ -263,7 +266,7 @@ std::optional<QString> BillStateOperations::applyStatements(Routine routine)
         // Return the serial numbers for reuse by bill numbering. A bill
         // without a serial returns nothing: an empty released number would
         // be offered first and produce a bill number without its sequence.
-        QString numbers = m_billNumbers;
+        QString numbers = billNumbers;
         numbers.chop(1);
         const QStringList pieces = numbers.split(u',');
         for (const QString &piece : pieces) {
@@ -293,44 +296,35 @@ std::optional<QString> BillStateOperations::applyStatements(Routine routine)
     return std::nullopt;
 }
 
-bool BillStateOperations::runCommand(ListCommand command, const ListGridState &grid)
+bool BillStateOperations::mayRun(ListCommand command, const ListGridState &grid) const
 {
-    Session &s = session();
-    const CommandRules rules = commandRules(command);
-
-    // Without the right the command ends silently.
-    if (!HasPrivilege(s.gRightPrefix + QString::fromLatin1(rules.rightCode)))
+    if (!HasPrivilege(session().gRightPrefix + QString::fromLatin1(commandRules(command).rightCode)))
         return false;
+    return command != ListCommand::Delete || deleteMayAct(grid);
+}
 
-    if (command == ListCommand::Delete) {
-        if (!deleteMayAct(grid))
-            return false;
-        if (Prompt::msgBox(QStringLiteral("确定要删除所选定的单据吗?"), Prompt::YesNo, Prompt::Question, s.msgTitle) != Prompt::Yes)
-            return false;
-    }
-
+StateOutcome BillStateOperations::runCommand(ListCommand command, const ListGridState &grid)
+{
     // A grid without bill rows or without a current row gives an empty
     // selection, never the one of an earlier command.
     m_selection = buildSelectionList(grid);
 
-    bool done = false;
+    StateOutcome outcome;
     switch (command) {
-    case ListCommand::Delete: done = deleteBill(); break;
-    case ListCommand::UnAudit: done = unCheckBill(); break;
-    case ListCommand::Void: done = cancelBill(); break;
-    case ListCommand::UnVoid: done = unCancelBill(); break;
+    case ListCommand::Delete: outcome = deleteBill(); break;
+    case ListCommand::UnAudit: outcome = unCheckBill(); break;
+    case ListCommand::Void: outcome = cancelBill(); break;
+    case ListCommand::UnVoid: outcome = unCancelBill(); break;
     case ListCommand::Audit:
-        if (m_selection.isEmpty()) {
+        if (m_selection.isEmpty())
             // What the audit routine says when it finds none of the bills.
-            Prompt::msgBox(kReadError, Prompt::Exclamation, s.msgTitle);
-            done = false;
-        } else {
-            done = CheckBills(m_selection);
-        }
+            outcome.messages.push_back({kReadError, Prompt::Exclamation});
+        else
+            outcome.done = CheckBills(m_selection);
         break;
     }
 
-    if (done)
-        Prompt::msgBox(QString::fromUtf8(rules.successMessage), Prompt::Information, s.msgTitle);
-    return done;
+    if (outcome.done)
+        outcome.messages.push_back({QString::fromUtf8(commandRules(command).successMessage), Prompt::Information});
+    return outcome;
 }

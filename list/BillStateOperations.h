@@ -13,15 +13,36 @@
 // invoiced amounts move are locked in ascending id order, as a save locks
 // them; un-void refuses when a stock bill can no longer take its amounts
 // back. The shared connection is opened at the start and closed on every
-// exit.
+// exit. Nothing here talks to the user: each routine returns what it did and
+// the messages the form shows, in order.
 #include "list/ListSelection.h"
 
 #include <QString>
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 enum class ListCommand { Delete, Audit, UnAudit, Void, UnVoid };
+
+// A message for the user: its text and its Prompt icon.
+struct ListMessage {
+    QString text;
+    int icon = 0;
+    bool operator==(const ListMessage &) const = default;
+};
+
+// What a routine or command did. `done`: every selected bill passed its
+// checks and every statement ran (the form re-runs its query and restores
+// its current and top rows); otherwise nothing has been written. The
+// messages are shown in order.
+struct StateOutcome {
+    bool done = false;
+    std::vector<ListMessage> messages;
+    // Delete: the serial numbers (fbillnumber) of the bills read, each
+    // followed by ",".
+    QString billNumbers;
+};
 
 class BillStateOperations {
 public:
@@ -30,32 +51,27 @@ public:
     const QString &selection() const { return m_selection; }
     void setSelection(const QString &ids) { m_selection = ids; }
 
-    // Serial numbers (fbillnumber) of the bills read by the last deleteBill,
-    // each followed by ",".
-    const QString &billNumberCollector() const { return m_billNumbers; }
+    // Each is done when every selected bill passed its checks and every
+    // statement ran. Not done when a bill was refused, no selected bill was
+    // found ("数据读取错误！") or the database failed; the outcome then holds
+    // the message and nothing has been written.
+    StateOutcome deleteBill();
+    StateOutcome unCheckBill();
+    StateOutcome cancelBill();
+    StateOutcome unCancelBill();
 
-    // Each returns true when every selected bill passed its checks and every
-    // statement ran. False when a bill was refused, no selected bill was
-    // found ("数据读取错误！") or the database failed; a message has then been
-    // shown and nothing has been written.
-    bool deleteBill();
-    bool unCheckBill();
-    bool cancelBill();
-    bool unCancelBill();
+    // The question the form asks before a delete runs.
+    static const QString kConfirmDelete;
 
-    // The menu commands. Each checks the user's right ("Q" + code) first and
-    // ends silently without it; delete also needs a grid with a bill row whose
-    // current row is not the totals row, and the user's Yes to its question.
-    // Then the selection is built from the grid, the routine runs, and on
-    // success its message is shown. Returns true when the routine succeeded,
-    // i.e. the form should re-run its query and restore its current and top
-    // rows; false when nothing was written.
-    bool runCommand(ListCommand command, const ListGridState &grid);
-    bool menuEditDelete(const ListGridState &grid) { return runCommand(ListCommand::Delete, grid); }
-    bool menuEditCheck(const ListGridState &grid) { return runCommand(ListCommand::Audit, grid); }
-    bool menuEditUnCheck(const ListGridState &grid) { return runCommand(ListCommand::UnAudit, grid); }
-    bool menuEditCancel(const ListGridState &grid) { return runCommand(ListCommand::Void, grid); }
-    bool menuEditUnCancel(const ListGridState &grid) { return runCommand(ListCommand::UnVoid, grid); }
+    // Whether a menu command may act: the user's right ("Q" + code), and for
+    // delete a grid with a bill row whose current row is not the totals row.
+    // Without them the command ends silently. The form asks kConfirmDelete
+    // between this and runCommand.
+    bool mayRun(ListCommand command, const ListGridState &grid) const;
+    // Builds the selection from the grid and runs the command's routine
+    // (audit through CheckBills); on success its message ends the outcome.
+    // The rights are those mayRun checked.
+    StateOutcome runCommand(ListCommand command, const ListGridState &grid);
 
     // Runs after the checks have passed and before the statements; lets a
     // test play another workstation that changes a bill in between.
@@ -63,12 +79,11 @@ public:
 
 private:
     enum class Routine { Delete, UnCheck, Cancel, UnCancel };
-    bool runRoutine(Routine routine);
-    bool checkAndApply(Routine routine);
+    StateOutcome runRoutine(Routine routine);
+    void checkAndApply(Routine routine, StateOutcome &outcome);
     // The routine's statements inside the open transaction; the refusal
     // when un-voiding would take a stock bill beyond its amount.
-    std::optional<QString> applyStatements(Routine routine);
+    std::optional<QString> applyStatements(Routine routine, const QString &billNumbers);
 
     QString m_selection;
-    QString m_billNumbers;
 };

@@ -10,10 +10,10 @@
 
 #include <QSet>
 
-bool fillBillList(BillListModel &model, const QString &statement)
+std::optional<ListMessage> fillBillList(BillListModel &model, const QString &statement)
 {
-    Session &s = session();
-    bool filled = false;
+    const Session &s = session();
+    ConnectionScope scope;
     try {
         OpenConnection();
         Connection &conn = *s.gConn;
@@ -21,12 +21,10 @@ bool fillBillList(BillListModel &model, const QString &statement)
         if (columns != model.columns())
             model.setColumns(columns);
         model.fill(conn, statement);
-        filled = true;
     } catch (const DbError &e) {
-        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        return ListMessage{e.description(), Prompt::Critical};
     }
-    CloseConnection();
-    return filled;
+    return std::nullopt;
 }
 
 ListGridState listGridState(const BillListModel &model, const std::vector<bool> &selectedRows, int currentRow)

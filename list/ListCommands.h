@@ -2,6 +2,7 @@
 // The parts of the bill list's commands that need no window: filling the
 // list for the session, describing the grid to the state operations, the
 // lists handed back in selection mode, and the locked-column answer.
+#include "list/BillStateOperations.h"
 #include "list/ListSelection.h"
 
 #include <QString>
@@ -15,9 +16,9 @@ class BillListModel;
 // Fills the model for the session: the columns of the session's bill type
 // for the session's user, then the rows of `statement` (module dialect) on
 // the shared connection, which is opened for the work and closed after it.
-// A database error is shown with the critical icon and gives false; a
-// statement the engine refuses leaves the rows the model held.
-bool fillBillList(BillListModel &model, const QString &statement);
+// A database error gives its message (critical icon); a statement the
+// engine refuses leaves the rows the model held.
+std::optional<ListMessage> fillBillList(BillListModel &model, const QString &statement);
 
 // The grid as the state operations see it: every model row (the totals row
 // last) with its finterid and whether it is selected; `currentRow` is the

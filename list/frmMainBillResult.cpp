@@ -111,7 +111,7 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
         QAction *action = m_toolbar->addAction(style()->standardIcon(b.icon), QString::fromUtf16(b.caption));
         const QString key = QString::fromLatin1(b.key);
         action->setObjectName(key);
-        connect(action, &QAction::triggered, this, [this, key] { toolbarButton(key); });
+        connect(action, &QAction::triggered, this, [this, key] { Toolbar1_ButtonClick(key); });
     }
 
     m_billName = new QLabel(s.gBillName);
@@ -145,8 +145,8 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     palette.setColor(QPalette::HighlightedText, Qt::black);
     m_grid->setPalette(palette);
     m_grid->setModel(m_model);
-    connect(m_grid, &QAbstractItemView::doubleClicked, this, [this] { gridDoubleClick(); });
-    connect(m_grid, &FrozenTableView::contextMenuAt, this, &frmMainBillResult::popupMenu);
+    connect(m_grid, &QAbstractItemView::doubleClicked, this, [this] { vsf1_DblClick(); });
+    connect(m_grid, &FrozenTableView::contextMenuAt, this, &frmMainBillResult::vsf1_ContextMenu);
 
     m_status = new QStatusBar;
     m_status->setObjectName(QStringLiteral("stb1"));
@@ -182,20 +182,20 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     m_menuEdit->setObjectName(QStringLiteral("MenuEdit"));
     m_menuEdit1 = new QMenu(this);
     m_menuEdit1->setObjectName(QStringLiteral("MenuEdit1"));
-    QAction *add = addCommand(QStringLiteral("MenuEditAdd"), QStringLiteral("新增"), &frmMainBillResult::menuEditAdd);
-    QAction *update = addCommand(QStringLiteral("MenuEditUpdate"), QStringLiteral("修改"), &frmMainBillResult::menuEditUpdate);
-    QAction *remove = addCommand(QStringLiteral("MenuEditDelete"), QStringLiteral("删除"), &frmMainBillResult::menuEditDelete);
-    QAction *check = addCommand(QStringLiteral("MenuEditCheck"), QStringLiteral("审核"), &frmMainBillResult::menuEditCheck);
-    QAction *unCheck = addCommand(QStringLiteral("MenuEditUnCheck"), QStringLiteral("反审核"), &frmMainBillResult::menuEditUnCheck);
-    QAction *cancel = addCommand(QStringLiteral("MenuEditCancel"), QStringLiteral("作废"), &frmMainBillResult::menuEditCancel);
-    QAction *unCancel = addCommand(QStringLiteral("MenuEditUnCancel"), QStringLiteral("反作废"), &frmMainBillResult::menuEditUnCancel);
-    QAction *excel = addCommand(QStringLiteral("MenuExcel"), QStringLiteral("导出到Excel..."), &frmMainBillResult::menuExcel);
-    QAction *text = addCommand(QStringLiteral("MenuText"), QStringLiteral("导出到文本文件..."), &frmMainBillResult::menuText);
-    QAction *lock = addCommand(QStringLiteral("MenuLockCol"), QStringLiteral("锁定列..."), &frmMainBillResult::menuLockCol);
-    QAction *restore = addCommand(QStringLiteral("MenuRestoreColWidth"), QStringLiteral("恢复列宽"), &frmMainBillResult::menuRestoreColWidth);
-    QAction *exit = addCommand(QStringLiteral("MenuFileExit"), QStringLiteral("退出"), &frmMainBillResult::menuFileExit);
-    QAction *append = addCommand(QStringLiteral("MenuEditAppend"), QStringLiteral("返回选中的单据"), &frmMainBillResult::menuEditAppend);
-    QAction *down = addCommand(QStringLiteral("MenuEditDown"), QStringLiteral("下推选中的单据"), &frmMainBillResult::menuEditDown);
+    QAction *add = addCommand(QStringLiteral("MenuEditAdd"), QStringLiteral("新增"), &frmMainBillResult::MenuEditAdd_Click);
+    QAction *update = addCommand(QStringLiteral("MenuEditUpdate"), QStringLiteral("修改"), &frmMainBillResult::MenuEditUpdate_Click);
+    QAction *remove = addCommand(QStringLiteral("MenuEditDelete"), QStringLiteral("删除"), &frmMainBillResult::MenuEditDelete_Click);
+    QAction *check = addCommand(QStringLiteral("MenuEditCheck"), QStringLiteral("审核"), &frmMainBillResult::MenuEditCheck_Click);
+    QAction *unCheck = addCommand(QStringLiteral("MenuEditUnCheck"), QStringLiteral("反审核"), &frmMainBillResult::MenuEditUnCheck_Click);
+    QAction *cancel = addCommand(QStringLiteral("MenuEditCancel"), QStringLiteral("作废"), &frmMainBillResult::MenuEditCancel_Click);
+    QAction *unCancel = addCommand(QStringLiteral("MenuEditUnCancel"), QStringLiteral("反作废"), &frmMainBillResult::MenuEditUnCancel_Click);
+    QAction *excel = addCommand(QStringLiteral("MenuExcel"), QStringLiteral("导出到Excel..."), &frmMainBillResult::MenuExcel_Click);
+    QAction *text = addCommand(QStringLiteral("MenuText"), QStringLiteral("导出到文本文件..."), &frmMainBillResult::MenuText_Click);
+    QAction *lock = addCommand(QStringLiteral("MenuLockCol"), QStringLiteral("锁定列..."), &frmMainBillResult::MenuLockCol_Click);
+    QAction *restore = addCommand(QStringLiteral("MenuRestoreColWidth"), QStringLiteral("恢复列宽"), &frmMainBillResult::MenuRestoreColWidth_Click);
+    QAction *exit = addCommand(QStringLiteral("MenuFileExit"), QStringLiteral("退出"), &frmMainBillResult::MenuFileExit_Click);
+    QAction *append = addCommand(QStringLiteral("MenuEditAppend"), QStringLiteral("返回选中的单据"), &frmMainBillResult::MenuEditAppend_Click);
+    QAction *down = addCommand(QStringLiteral("MenuEditDown"), QStringLiteral("下推选中的单据"), &frmMainBillResult::MenuEditDown_Click);
     m_menuEdit->addActions({add, update, remove});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({check, unCheck, cancel, unCancel});
@@ -313,8 +313,10 @@ bool frmMainBillResult::fillList(const QString &statement)
     for (int c = 0; c < before.size(); ++c)
         widths << m_grid->columnWidth(c);
 
-    if (!fillBillList(*m_model, statement))
+    if (std::optional<ListMessage> error = fillBillList(*m_model, statement)) {
+        Prompt::msgBox(error->text, error->icon, session().msgTitle);
         return false;
+    }
     const double seconds = double(timer.nsecsElapsed()) / 1e9;
 
     if (!before.isEmpty() && m_model->columns() == before) {
@@ -397,31 +399,31 @@ std::vector<bool> frmMainBillResult::selectedRowFlags() const
 
 // -------------------------------------------------------------- commands
 
-void frmMainBillResult::toolbarButton(const QString &key)
+void frmMainBillResult::Toolbar1_ButtonClick(const QString &key)
 {
     if (key == u"Exit")
-        menuFileExit();
+        MenuFileExit_Click();
     else if (key == u"Check")
-        menuEditCheck();
+        MenuEditCheck_Click();
     else if (key == u"Filter")
         filter();
     else if (key == u"Refresh")
         refresh();
     else if (key == u"New")
-        menuEditAdd();
+        MenuEditAdd_Click();
     else if (key == u"Delete")
-        menuEditDelete();
+        MenuEditDelete_Click();
     else if (key == u"Update")
-        menuEditUpdate();
+        MenuEditUpdate_Click();
     else if (key == u"UnCheck")
-        menuEditUnCheck();
+        MenuEditUnCheck_Click();
     else if (key == u"Cancel")
-        menuEditCancel();
+        MenuEditCancel_Click();
     else if (key == u"UnCancel")
-        menuEditUnCancel();
+        MenuEditUnCancel_Click();
 }
 
-void frmMainBillResult::popupMenu(const QPoint &viewportPos)
+void frmMainBillResult::vsf1_ContextMenu(const QPoint &viewportPos)
 {
     QMenu *menu = m_selectMode ? m_menuEdit1 : m_menuEdit;
     menu->popup(m_grid->viewport()->mapToGlobal(viewportPos));
@@ -453,7 +455,7 @@ void frmMainBillResult::openEditor()
     restoreGridPosition(position);
 }
 
-void frmMainBillResult::menuEditAdd()
+void frmMainBillResult::MenuEditAdd_Click()
 {
     Session &s = session();
     if (!HasPrivilege(s.gRightPrefix + QStringLiteral("01")))
@@ -467,7 +469,7 @@ void frmMainBillResult::menuEditAdd()
     openEditor();
 }
 
-void frmMainBillResult::menuEditUpdate()
+void frmMainBillResult::MenuEditUpdate_Click()
 {
     Session &s = session();
     if (!HasPrivilege(s.gRightPrefix + QStringLiteral("02")))
@@ -477,7 +479,7 @@ void frmMainBillResult::menuEditUpdate()
     openEditor();
 }
 
-void frmMainBillResult::gridDoubleClick()
+void frmMainBillResult::vsf1_DblClick()
 {
     if (session().gIsSelectMode == 1 || !currentBillCheck())
         return;
@@ -488,20 +490,27 @@ void frmMainBillResult::runStateCommand(ListCommand command)
 {
     const GridPosition position = gridPosition();
     const ListGridState grid = listGridState(*m_model, selectedRowFlags(), position.currentRow);
-    const bool done = m_operations.runCommand(command, grid);
+    if (!m_operations.mayRun(command, grid))
+        return;
+    if (command == ListCommand::Delete
+        && Prompt::msgBox(BillStateOperations::kConfirmDelete, Prompt::YesNo, Prompt::Question, session().msgTitle) != Prompt::Yes)
+        return;
+    const StateOutcome outcome = m_operations.runCommand(command, grid);
     if (command == ListCommand::Delete)
-        m_billNumbers->setText(m_operations.billNumberCollector());
-    if (!done)
+        m_billNumbers->setText(outcome.billNumbers);
+    for (const ListMessage &message : outcome.messages)
+        Prompt::msgBox(message.text, message.icon, session().msgTitle);
+    if (!outcome.done)
         return;
     requery(false);
     restoreGridPosition(position);
 }
 
-void frmMainBillResult::menuEditDelete() { runStateCommand(ListCommand::Delete); }
-void frmMainBillResult::menuEditCheck() { runStateCommand(ListCommand::Audit); }
-void frmMainBillResult::menuEditUnCheck() { runStateCommand(ListCommand::UnAudit); }
-void frmMainBillResult::menuEditCancel() { runStateCommand(ListCommand::Void); }
-void frmMainBillResult::menuEditUnCancel() { runStateCommand(ListCommand::UnVoid); }
+void frmMainBillResult::MenuEditDelete_Click() { runStateCommand(ListCommand::Delete); }
+void frmMainBillResult::MenuEditCheck_Click() { runStateCommand(ListCommand::Audit); }
+void frmMainBillResult::MenuEditUnCheck_Click() { runStateCommand(ListCommand::UnAudit); }
+void frmMainBillResult::MenuEditCancel_Click() { runStateCommand(ListCommand::Void); }
+void frmMainBillResult::MenuEditUnCancel_Click() { runStateCommand(ListCommand::UnVoid); }
 
 void frmMainBillResult::requery(bool rebuildSeek)
 {
@@ -515,7 +524,7 @@ void frmMainBillResult::requery(bool rebuildSeek)
             // The grid cannot be read: keep the condition of the last query.
         }
     }
-    dialog->find(seek, dialog->mainSQL(), dialog->orderSQL(), this);
+    fillList(dialog->findStatement(seek, dialog->mainSQL(), dialog->orderSQL()));
 }
 
 void frmMainBillResult::refresh()
@@ -528,7 +537,14 @@ void frmMainBillResult::refresh()
 void frmMainBillResult::filter()
 {
     const GridPosition position = gridPosition();
-    frmMainBillFind::instance()->showModal();
+    // A new query refills this list, which stays open; closing the dialog
+    // keeps it loaded for the refills.
+    frmMainBillFind *dialog = frmMainBillFind::instance();
+    QueryOpener opener;
+    opener.fill = [this](const QueryChoice &choice) { return fillList(choice.statement); };
+    opener.closing = [] { return true; };
+    dialog->setOpener(opener);
+    dialog->showModal();
     restoreGridPosition(position);
 }
 
@@ -540,11 +556,11 @@ void frmMainBillResult::returnSelection(bool withSecondList)
     Session &s = session();
     s.gReturnString = chosen->ids;
     s.gReturnString1 = withSecondList ? chosen->billNumbers : QString();
-    menuFileExit();
+    MenuFileExit_Click();
 }
 
-void frmMainBillResult::menuEditAppend() { returnSelection(false); }
-void frmMainBillResult::menuEditDown() { returnSelection(true); }
+void frmMainBillResult::MenuEditAppend_Click() { returnSelection(false); }
+void frmMainBillResult::MenuEditDown_Click() { returnSelection(true); }
 
 void frmMainBillResult::exportTo(bool spreadsheet)
 {
@@ -569,10 +585,10 @@ void frmMainBillResult::exportTo(bool spreadsheet)
         Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
 }
 
-void frmMainBillResult::menuExcel() { exportTo(true); }
-void frmMainBillResult::menuText() { exportTo(false); }
+void frmMainBillResult::MenuExcel_Click() { exportTo(true); }
+void frmMainBillResult::MenuText_Click() { exportTo(false); }
 
-void frmMainBillResult::menuLockCol()
+void frmMainBillResult::MenuLockCol_Click()
 {
     const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), session().msgTitle);
     if (!answer)
@@ -584,13 +600,13 @@ void frmMainBillResult::menuLockCol()
     m_lockCols = QString::number(*count);
 }
 
-void frmMainBillResult::menuRestoreColWidth()
+void frmMainBillResult::MenuRestoreColWidth_Click()
 {
     TableViewGridColumns columns(m_grid);
     LoadGridLayout(layoutKey(), columns, kDesignedLayout);
 }
 
-void frmMainBillResult::menuFileExit()
+void frmMainBillResult::MenuFileExit_Click()
 {
     // done() also unloads a list that was never shown.
     done(QDialog::Rejected);

@@ -63,25 +63,25 @@ public:
     static QString layoutKey();
 
     // Commands (menus, toolbar and grid lead here).
-    void menuEditAdd();
-    void menuEditUpdate();
-    void gridDoubleClick();
-    void menuEditDelete();
-    void menuEditCheck();
-    void menuEditUnCheck();
-    void menuEditCancel();
-    void menuEditUnCancel();
+    void MenuEditAdd_Click();
+    void MenuEditUpdate_Click();
+    void vsf1_DblClick();
+    void MenuEditDelete_Click();
+    void MenuEditCheck_Click();
+    void MenuEditUnCheck_Click();
+    void MenuEditCancel_Click();
+    void MenuEditUnCancel_Click();
     void refresh();
     void filter();
-    void menuEditAppend();
-    void menuEditDown();
-    void menuExcel();
-    void menuText();
-    void menuLockCol();
-    void menuRestoreColWidth();
-    void menuFileExit();
+    void MenuEditAppend_Click();
+    void MenuEditDown_Click();
+    void MenuExcel_Click();
+    void MenuText_Click();
+    void MenuLockCol_Click();
+    void MenuRestoreColWidth_Click();
+    void MenuFileExit_Click();
     // Dispatches a toolbar button by its key ("New", "Check", ...).
-    void toolbarButton(const QString &key);
+    void Toolbar1_ButtonClick(const QString &key);
 
     // Form_Activate: the first activation loads the column layout and the
     // locked columns; later ones change nothing.
@@ -94,7 +94,7 @@ protected:
 
 private:
     QAction *addCommand(const QString &name, const QString &caption, void (frmMainBillResult::*handler)());
-    void popupMenu(const QPoint &viewportPos);
+    void vsf1_ContextMenu(const QPoint &viewportPos);
     // The editor's current-bill check; true when a bill row is current (the
     // session then names it for the editor).
     bool currentBillCheck();

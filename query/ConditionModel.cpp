@@ -4,7 +4,6 @@
 #include "modules/ConnectionRoutines.h"
 #include "platform/Clock.h"
 #include "platform/DbError.h"
-#include "platform/Prompt.h"
 #include "platform/Recordset.h"
 
 namespace {
@@ -125,7 +124,7 @@ QString FieldCatalogue::tabList(Column column) const
     return list(column).join(u'\t');
 }
 
-std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId)
+std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId, QString *error)
 {
     ConnectionScope scope;
     try {
@@ -139,7 +138,8 @@ std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId)
         catalogue.fill(rs);
         return catalogue;
     } catch (const DbError &e) {
-        Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+        if (error)
+            *error = e.description();
         return std::nullopt;
     }
 }

@@ -61,9 +61,10 @@ private:
 };
 
 // Reads the catalogue of a bill type over the session's connection. A
-// database error is shown (critical icon) and gives no value; so does a
-// connection that cannot be opened, without a message.
-std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId);
+// database error gives no value and its text in `error` (for the form to show
+// with the critical icon); a connection that cannot be opened gives no value
+// and no text.
+std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId, QString *error = nullptr);
 
 // One item of a fixed filter list and the code the SQL reads.
 struct FilterItem {

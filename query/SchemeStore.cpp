@@ -3,7 +3,6 @@
 #include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/DbError.h"
-#include "platform/Prompt.h"
 
 namespace SchemeStore {
 
@@ -18,9 +17,10 @@ bool open()
     }
 }
 
-void showError(const DbError &e)
+void keepError(const DbError &e, QString *error)
 {
-    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+    if (error)
+        *error = e.description();
 }
 
 // The user id is kept as text; bind it as a number when it is one, so the
@@ -70,7 +70,27 @@ QString loadStatement(const QString &id, int billTypeId)
         + QString::number(billTypeId) + QStringLiteral("'") + QStringLiteral(" order by fline ");
 }
 
-QList<Scheme> list()
+QString storedConditionStatement(const QString &userId, int billTypeId)
+{
+    return QStringLiteral("select isnull(fsql,'') as fsql from tblFindSeek where fuserid=") + userId
+        + QStringLiteral(" and ftypeid=") + QString::number(billTypeId);
+}
+
+void readStoredCondition()
+{
+    const Session &s = session();
+    // The user id goes in unquoted: a login that is no number has no row.
+    if (!isWholeNumber(s.gLoginUserId))
+        return;
+    if (!open())
+        return;
+    try {
+        s.gConn->openRecordset(storedConditionStatement(s.gLoginUserId.trimmed(), s.gBillTypeId));
+    } catch (const DbError &) {
+    }
+}
+
+QList<Scheme> list(QString *error)
 {
     QList<Scheme> schemes;
     const Session &s = session();
@@ -84,7 +104,7 @@ QList<Scheme> list()
         for (; !rs.eof(); rs.moveNext())
             schemes.append({rs.text(QStringLiteral("fname")), rs.text(QStringLiteral("finterid"))});
     } catch (const DbError &e) {
-        showError(e);
+        keepError(e, error);
         return {};
     }
     return schemes;
@@ -93,7 +113,7 @@ QList<Scheme> list()
 SaveResult save(const QString &name, const ConditionTable &conditions)
 {
     if (name.isEmpty())
-        return {SaveResult::NameMissing, 0};
+        return {SaveResult::NameMissing, 0, {}};
     ConnectionScope scope;
     if (!open())
         return {};
@@ -117,14 +137,13 @@ SaveResult save(const QString &name, const ConditionTable &conditions)
                 columns.append({QStringLiteral("f%1col").arg(c), storedText(conditions.cell(r, c))});
             conn.addRow(QStringLiteral("tblprojectEntry"), columns);
         }
-        return {SaveResult::Saved, id};
+        return {SaveResult::Saved, id, {}};
     } catch (const DbError &e) {
-        showError(e);
-        return {};
+        return {SaveResult::NotDone, 0, e.description()};
     }
 }
 
-bool remove(const QString &id)
+bool remove(const QString &id, QString *error)
 {
     if (!isWholeNumber(id))
         return false;
@@ -135,13 +154,13 @@ bool remove(const QString &id)
         for (const QString &statement : deleteStatements(id.trimmed()))
             session().gConn->execute(statement);
     } catch (const DbError &e) {
-        showError(e);
+        keepError(e, error);
         return false;
     }
     return true;
 }
 
-bool load(const QString &id, ConditionTable &conditions)
+bool load(const QString &id, ConditionTable &conditions, QString *error)
 {
     if (!isWholeNumber(id))
         return false;
@@ -157,7 +176,7 @@ bool load(const QString &id, ConditionTable &conditions)
                 conditions.setCell(row, c, rs.text(QStringLiteral("f%1col").arg(c)));
         }
     } catch (const DbError &e) {
-        showError(e);
+        keepError(e, error);
         return false;
     }
     return true;

@@ -1,14 +1,10 @@
 #include "query/frmMainBillFind.h"
 
 #include "modules/Session.h"
-#include "list/frmMainBillResult.h"
 #include "modules/CodeSelectors.h"
-#include "modules/ConnectionRoutines.h"
 #include "modules/SetupIni.h"
 #include "platform/Clock.h"
-#include "platform/DbError.h"
 #include "platform/Prompt.h"
-#include "platform/Recordset.h"
 #include "platform/VbConvert.h"
 #include "query/ConditionGridDelegate.h"
 #include "query/SchemeStore.h"
@@ -18,18 +14,12 @@
 #include <QDateEdit>
 #include <QEventLoop>
 #include <QFrame>
-#include <QGridLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QKeyEvent>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
-#include <QStyle>
 #include <QTableWidget>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
@@ -45,24 +35,18 @@ QString optionKey()
 // Widget row/column of a grid cell (the grid counts from 1).
 constexpr int widgetIndex(int oneBased) { return oneBased - 1; }
 
-// The user's stored default condition is read with every find, as the
-// module always did; nothing uses it yet. The connection is left open for
-// the fill that follows, which closes it.
-void readStoredCondition()
+// The opener of a dialog that was given none of its own.
+QueryOpener &defaultOpener()
 {
-    Session &s = session();
-    // The user id goes in unquoted: a login that is no number has no row.
-    bool numericUser = false;
-    s.gLoginUserId.trimmed().toLongLong(&numericUser);
-    if (!numericUser)
-        return;
-    try {
-        OpenConnection();
-        s.gConn->openRecordset(QStringLiteral("select isnull(fsql,'') as fsql from tblFindSeek where fuserid=") + s.gLoginUserId.trimmed()
-                               + QStringLiteral(" and ftypeid=") + QString::number(s.gBillTypeId));
-    } catch (const DbError &) {
-        // The fill reports a connection or database that does not answer.
-    }
+    static QueryOpener opener;
+    return opener;
+}
+
+// Shows the text of a statement the database refused, if there is one.
+void showError(const QString &error)
+{
+    if (!error.isEmpty())
+        Prompt::msgBox(error, Prompt::Critical, session().msgTitle);
 }
 
 // Which selector a coded field opens: goods for item type 0 or an unknown
@@ -81,6 +65,16 @@ std::optional<SelectedCode> selectCode(const QString &classId, const QString &it
 } // namespace
 
 // ------------------------------------------------------------ instances
+
+void frmMainBillFind::setDefaultOpener(QueryOpener opener)
+{
+    defaultOpener() = std::move(opener);
+}
+
+QueryOpener frmMainBillFind::opener() const
+{
+    return m_opener.fill ? m_opener : defaultOpener();
+}
 
 frmMainBillFind *frmMainBillFind::instance()
 {
@@ -170,13 +164,16 @@ frmMainBillFind::frmMainBillFind(QWidget *parent)
     layout->addLayout(buttons);
 
     connect(m_check1, &QCheckBox::toggled, this, [this](bool grid) { setUsesGrid(grid); });
-    connect(clear, &QPushButton::clicked, this, &frmMainBillFind::clearConditions);
-    connect(ok, &QPushButton::clicked, this, &frmMainBillFind::cmdXPOK);
-    connect(close, &QPushButton::clicked, this, &frmMainBillFind::cmdXPClose);
+    connect(clear, &QPushButton::clicked, this, &frmMainBillFind::cmdClearSeek_Click);
+    connect(ok, &QPushButton::clicked, this, &frmMainBillFind::cmdXPOK_Click);
+    connect(close, &QPushButton::clicked, this, &frmMainBillFind::cmdXPClose_Click);
 
-    if (std::optional<FieldCatalogue> catalogue = loadFieldCatalogue(s.gBillTypeId)) {
+    QString error;
+    if (std::optional<FieldCatalogue> catalogue = loadFieldCatalogue(s.gBillTypeId, &error)) {
         m_catalogue = *catalogue;
         m_catalogueLoaded = true;
+    } else {
+        showError(error);
     }
     prepareGrid();
     fillFilterLists();
@@ -196,197 +193,6 @@ frmMainBillFind::~frmMainBillFind()
 {
     if (g_instance == this)
         g_instance = nullptr;
-}
-
-QWidget *frmMainBillFind::buildConditionGrid()
-{
-    m_fps1 = new QTableWidget(ConditionTable::kRows, ConditionTable::kColumns);
-    m_fps1->setObjectName(QStringLiteral("fps1"));
-    m_fps1->setHorizontalHeaderLabels({QStringLiteral("连接"), QStringLiteral("字段"), QStringLiteral("字段名"), QStringLiteral("类型"),
-                                       QStringLiteral("比较"), QStringLiteral("符号"), QStringLiteral("值"), QStringLiteral("代码类别"),
-                                       QStringLiteral("代码字段"), QStringLiteral("项目类型")});
-    for (int r = 0; r < ConditionTable::kRows; ++r) {
-        for (int c = 0; c < ConditionTable::kColumns; ++c) {
-            auto *item = new QTableWidgetItem;
-            // Row 1 has no connector.
-            if (r == 0 && c == widgetIndex(ConditionTable::ColConnector))
-                item->setFlags(item->flags() & ~Qt::ItemIsEditable);
-            m_fps1->setItem(r, c, item);
-        }
-    }
-    m_delegate = new ConditionGridDelegate(m_fps1);
-    m_fps1->setItemDelegate(m_delegate);
-    m_fps1->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_fps1->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::SelectedClicked
-                            | QAbstractItemView::EditKeyPressed | QAbstractItemView::AnyKeyPressed);
-    m_fps1->verticalHeader()->setDefaultSectionSize(26);
-    m_fps1->verticalHeader()->setSectionResizeMode(QHeaderView::Stretch);
-    m_fps1->horizontalHeader()->setStretchLastSection(false);
-    m_fps1->setColumnWidth(widgetIndex(ConditionTable::ColConnector), 56);
-    m_fps1->setColumnWidth(widgetIndex(ConditionTable::ColCaption), 150);
-    m_fps1->setColumnWidth(widgetIndex(ConditionTable::ColOperator), 100);
-    m_fps1->setColumnWidth(widgetIndex(ConditionTable::ColValue), 200);
-    m_fps1->horizontalHeader()->setSectionResizeMode(widgetIndex(ConditionTable::ColValue), QHeaderView::Stretch);
-    for (int hidden : {ConditionTable::ColFieldName, ConditionTable::ColKind, ConditionTable::ColSymbol, ConditionTable::ColClassId,
-                       ConditionTable::ColNumberName, ConditionTable::ColItemType})
-        m_fps1->setColumnHidden(widgetIndex(hidden), true);
-    m_fps1->installEventFilter(this);
-
-    connect(m_delegate, &ConditionGridDelegate::captionChosen, this, &frmMainBillFind::chooseCaption);
-    connect(m_delegate, &ConditionGridDelegate::operatorChosen, this, &frmMainBillFind::chooseOperator);
-    connect(m_delegate, &ConditionGridDelegate::lookupRequested, this, &frmMainBillFind::lookupValue);
-    return m_fps1;
-}
-
-QList<frmMainBillFind::TextBox> frmMainBillFind::textBoxDefinitions()
-{
-    // Tag: caption, "1" for a coded field (F7 picks the code), view column.
-    return {
-        {QStringLiteral("单据编号"), QStringLiteral("单据编号,0,fbillno")},
-        {QStringLiteral("供应商代码"), QStringLiteral("供应商代码,1,fSupplyIdNumber")},
-        {QStringLiteral("供应商"), QStringLiteral("供应商,0,fSupplyIdName")},
-        {QStringLiteral("部门"), QStringLiteral("部门,0,fDeptIdName")},
-        {QStringLiteral("发票号码"), QStringLiteral("发票号码,0,fInvoiceNo")},
-        {QStringLiteral("备注"), QStringLiteral("备注,0,fNote")},
-    };
-}
-
-QWidget *frmMainBillFind::buildSimplePage()
-{
-    m_frame1 = new QFrame;
-    m_frame1->setObjectName(QStringLiteral("Frame1"));
-    m_frame1->setFrameShape(QFrame::StyledPanel);
-    auto *grid = new QGridLayout(m_frame1);
-    grid->setColumnStretch(1, 1);
-    grid->setColumnStretch(4, 1);
-
-    m_dtp0 = new QDateEdit;
-    m_dtp0->setObjectName(QStringLiteral("dtp_0"));
-    m_dtp1 = new QDateEdit;
-    m_dtp1->setObjectName(QStringLiteral("dtp_1"));
-    for (QDateEdit *d : {m_dtp0, m_dtp1}) {
-        d->setCalendarPopup(true);
-        d->setDisplayFormat(QStringLiteral("yyyy-MM-dd"));
-        d->installEventFilter(this);
-    }
-    // Every entry field leaves room at its right for a seek picture, so
-    // that the fields line up.
-    const int pictureWidth = QToolButton().sizeHint().width() + 2;
-    auto field = [pictureWidth](QWidget *w) {
-        auto *cell = new QHBoxLayout;
-        cell->setSpacing(2);
-        cell->addWidget(w, 1);
-        cell->addSpacing(pictureWidth);
-        return cell;
-    };
-    grid->addWidget(new QLabel(QStringLiteral("开始日期")), 0, 0);
-    grid->addLayout(field(m_dtp0), 0, 1);
-    grid->addWidget(new QLabel(QStringLiteral("结束日期")), 0, 3);
-    grid->addLayout(field(m_dtp1), 0, 4);
-
-    const QList<TextBox> boxes = textBoxDefinitions();
-    for (int i = 0; i < boxes.size(); ++i) {
-        auto *edit = new QLineEdit;
-        edit->setObjectName(QStringLiteral("txt_%1").arg(i));
-        edit->setProperty("tag", boxes[i].tag);
-        edit->installEventFilter(this);
-        auto *seek = new QToolButton;
-        seek->setObjectName(QStringLiteral("ImgSeek_%1").arg(i));
-        seek->setIcon(style()->standardIcon(QStyle::SP_FileDialogContentsView));
-        seek->setToolTip(QStringLiteral("选择代码 (F7)"));
-        seek->setAutoRaise(true);
-        const bool coded = boxes[i].tag.split(u',').value(1) == u"1";
-        if (!coded)
-            seek->hide();
-        connect(seek, &QToolButton::clicked, this, [this, i] {
-            seekCode(i);
-            m_txt[i]->setFocus();
-        });
-        m_txt << edit;
-        m_imgSeek << seek;
-        // Two boxes per line: label, box, picture.
-        const int line = 1 + i / 2;
-        const int column = (i % 2) * 3;
-        grid->addWidget(new QLabel(boxes[i].caption), line, column);
-        auto *cell = new QHBoxLayout;
-        cell->setSpacing(2);
-        cell->addWidget(edit, 1);
-        cell->addWidget(seek);
-        if (!coded)
-            cell->addSpacing(pictureWidth);
-        grid->addLayout(cell, line, column + 1);
-    }
-    grid->setRowStretch(1 + int(boxes.size() + 1) / 2, 1);
-    auto *hint = new QLabel(QStringLiteral("文本框中输入的内容按“包含”匹配；带选择按钮的代码框也可按 F7 选择。"));
-    hint->setWordWrap(true);
-    hint->setStyleSheet(QStringLiteral("color: #666666;"));
-    grid->addWidget(hint, 2 + int(boxes.size() + 1) / 2, 0, 1, 5);
-    return m_frame1;
-}
-
-QWidget *frmMainBillFind::buildSchemePanel()
-{
-    auto *box = new QGroupBox(QStringLiteral("查询方案"));
-    auto *layout = new QVBoxLayout(box);
-    auto *buttons = new QHBoxLayout;
-    const struct {
-        const char16_t *caption;
-        QStyle::StandardPixmap icon;
-    } pics[] = {{u"保存", QStyle::SP_DialogSaveButton}, {u"删除", QStyle::SP_TrashIcon}, {u"清除", QStyle::SP_DialogResetButton}};
-    for (int i = 0; i < 3; ++i) {
-        auto *b = new QToolButton;
-        b->setObjectName(QStringLiteral("Pic1_%1").arg(i));
-        b->setText(QString::fromUtf16(pics[i].caption));
-        b->setIcon(style()->standardIcon(pics[i].icon));
-        b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        buttons->addWidget(b);
-        if (i == 0)
-            connect(b, &QToolButton::clicked, this, &frmMainBillFind::saveScheme);
-        else if (i == 1)
-            connect(b, &QToolButton::clicked, this, &frmMainBillFind::deleteScheme);
-        else
-            connect(b, &QToolButton::clicked, this, &frmMainBillFind::clearConditions);
-    }
-    buttons->addStretch(1);
-    layout->addLayout(buttons);
-
-    m_fps3 = new QTableWidget(0, 2);
-    m_fps3->setObjectName(QStringLiteral("fps3"));
-    m_fps3->setHorizontalHeaderLabels({QStringLiteral("方案名称"), QStringLiteral("编号")});
-    m_fps3->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
-    m_fps3->setColumnHidden(1, true);
-    m_fps3->verticalHeader()->hide();
-    m_fps3->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_fps3->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_fps3->setSelectionMode(QAbstractItemView::SingleSelection);
-    connect(m_fps3, &QTableWidget::cellClicked, this, [this](int row, int) { loadScheme(row); });
-    layout->addWidget(m_fps3, 1);
-    return box;
-}
-
-QWidget *frmMainBillFind::buildFilterLists()
-{
-    auto *box = new QGroupBox(QStringLiteral("过滤条件"));
-    auto *layout = new QHBoxLayout(box);
-    // Shown in this order; named by their list index.
-    const struct {
-        int list;
-        const char16_t *caption;
-    } lists[] = {{FixedFilters::DateRange, u"日期范围"}, {FixedFilters::Audit, u"审核状态"}, {FixedFilters::Cancellation, u"作废状态"},
-                 {FixedFilters::RedBlue, u"红蓝字"}, {FixedFilters::Matching, u"钩稽状态"}};
-    m_pc.resize(FixedFilters::kListCount);
-    for (const auto &l : lists) {
-        auto *combo = new QComboBox;
-        combo->setObjectName(QStringLiteral("PC_%1").arg(l.list));
-        combo->setMinimumWidth(90);
-        combo->installEventFilter(this);
-        m_pc[l.list] = combo;
-        layout->addWidget(new QLabel(QString::fromUtf16(l.caption)));
-        layout->addWidget(combo);
-        layout->addSpacing(8);
-    }
-    layout->addStretch(1);
-    return box;
 }
 
 void frmMainBillFind::prepareGrid()
@@ -416,7 +222,10 @@ void frmMainBillFind::fillFilterLists()
 void frmMainBillFind::listSchemes()
 {
     m_fps3->setRowCount(0);
-    for (const SchemeStore::Scheme &scheme : SchemeStore::list()) {
+    QString error;
+    const QList<SchemeStore::Scheme> schemes = SchemeStore::list(&error);
+    showError(error);
+    for (const SchemeStore::Scheme &scheme : schemes) {
         const int row = m_fps3->rowCount();
         m_fps3->insertRow(row);
         m_fps3->setItem(row, 0, new QTableWidgetItem(scheme.name));
@@ -494,7 +303,7 @@ void frmMainBillFind::lookupValue(int row)
         item->setText(code->fnumber);
 }
 
-void frmMainBillFind::clearConditions()
+void frmMainBillFind::cmdClearSeek_Click()
 {
     setConditionTable(ConditionTable());
     m_fps1->setCurrentCell(0, widgetIndex(ConditionTable::ColCaption));
@@ -547,6 +356,16 @@ void frmMainBillFind::setUsesGrid(bool grid)
 
 // --------------------------------------------------------------- schemes
 
+void frmMainBillFind::Pic1_Click(int index)
+{
+    if (index == 0)
+        saveScheme();
+    else if (index == 1)
+        deleteScheme();
+    else
+        cmdClearSeek_Click();
+}
+
 void frmMainBillFind::saveScheme()
 {
     Session &s = session();
@@ -556,8 +375,10 @@ void frmMainBillFind::saveScheme()
         return;
     }
     const SchemeStore::SaveResult result = SchemeStore::save(*name, conditionTable());
-    if (result.status != SchemeStore::SaveResult::Saved)
+    if (result.status != SchemeStore::SaveResult::Saved) {
+        showError(result.error);
         return;
+    }
     const int row = m_fps3->rowCount();
     m_fps3->insertRow(row);
     m_fps3->setItem(row, 0, new QTableWidgetItem(*name));
@@ -577,15 +398,18 @@ void frmMainBillFind::deleteScheme()
         return;
     if (Prompt::msgBox(SchemeStore::kConfirmDelete, Prompt::YesNo, Prompt::Question, s.msgTitle) != Prompt::Yes)
         return;
-    if (!SchemeStore::remove(id))
+    QString error;
+    if (!SchemeStore::remove(id, &error)) {
+        showError(error);
         return;
+    }
     Prompt::msgBox(SchemeStore::kDeleted, Prompt::Information, s.msgTitle);
     m_fps3->removeRow(row);
     if (m_fps3->rowCount() > 0)
         m_fps3->setCurrentCell(std::min(row, m_fps3->rowCount() - 1), 0);
 }
 
-void frmMainBillFind::loadScheme(int schemeRow)
+void frmMainBillFind::fps3_Click(int schemeRow)
 {
     if (schemeRow < 0 || schemeRow >= m_fps3->rowCount())
         return;
@@ -594,8 +418,11 @@ void frmMainBillFind::loadScheme(int schemeRow)
     if (id.isEmpty())
         return;
     ConditionTable table = conditionTable();
-    if (!SchemeStore::load(id, table))
+    QString error;
+    if (!SchemeStore::load(id, table, &error)) {
+        showError(error);
         return;
+    }
     setConditionTable(table);
     setUsesGrid(true);
 }
@@ -630,17 +457,15 @@ QString frmMainBillFind::orderSQL() const
     return buildOrderSQL();
 }
 
-bool frmMainBillFind::find(const QString &seek, const QString &main, const QString &order, frmMainBillResult *list)
+QString frmMainBillFind::findStatement(const QString &seek, const QString &main, const QString &order) const
 {
-    if (!list)
-        return false;
     const Session &s = session();
     const QString statement = buildFindStatement(s.gViewName, seek, main, s.gFindSql, order);
-    readStoredCondition();
-    return list->fillList(statement);
+    SchemeStore::readStoredCondition();
+    return statement;
 }
 
-void frmMainBillFind::cmdXPOK()
+void frmMainBillFind::cmdXPOK_Click()
 {
     QString seek;
     try {
@@ -654,25 +479,27 @@ void frmMainBillFind::cmdXPOK()
         // The dialog stays open for the user to correct the grid.
         return;
     }
-    frmMainBillResult *list = nullptr;
+    // Nothing of this dialog is touched after the bills are shown: closing
+    // them may release the dialog.
+    const QueryOpener opener = this->opener();
+    if (!opener.fill)
+        return;
     {
         WaitCursor wait;
         const QString main = mainSQL();
         const QString order = orderSQL();
-        list = frmMainBillResult::instance();
-        if (!find(seek, main, order, list))
+        const QueryChoice choice{seek, findStatement(seek, main, order)};
+        if (!opener.fill(choice))
             return;
         // Only a condition that ran is kept for the list's refills.
         session().gSeekSql = seek;
     }
     hide();
-    // Nothing of this dialog is touched after the list closes: closing the
-    // list releases the dialog.
-    if (!list->isVisible())
-        list->exec();
+    if (opener.show)
+        opener.show();
 }
 
-void frmMainBillFind::cmdXPClose()
+void frmMainBillFind::cmdXPClose_Click()
 {
     reject();
 }
@@ -680,11 +507,10 @@ void frmMainBillFind::cmdXPClose()
 void frmMainBillFind::done(int result)
 {
     QDialog::done(result);
-    // While the list is open it refills itself through this dialog, which
-    // then only hides and keeps its conditions.
-    if (frmMainBillResult *list = frmMainBillResult::existingInstance(); list && list->isVisible())
+    // While what the dialog filled is open it refills itself through this
+    // dialog, which then only hides and keeps its conditions.
+    if (const QueryOpener opener = this->opener(); opener.closing && opener.closing())
         return;
-    frmMainBillResult::discardUnshownInstance();
     if (g_instance == this)
         releaseInstance();
     else

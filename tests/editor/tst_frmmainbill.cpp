@@ -210,7 +210,7 @@ class TestFrmMainBill : public QObject {
         typeInto(dialog, QStringLiteral("txt_0"), number, false);
         session().gSeekSql = dialog->seekSQL();
         frmMainBillResult *list = frmMainBillResult::instance();
-        if (!dialog->find(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL(), list))
+        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
             return nullptr;
         list->show();
         return list;
@@ -220,7 +220,7 @@ class TestFrmMainBill : public QObject {
     static void closeList()
     {
         if (frmMainBillResult *list = frmMainBillResult::existingInstance())
-            list->menuFileExit();
+            list->MenuFileExit_Click();
         frmMainBillFind::releaseInstance();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }

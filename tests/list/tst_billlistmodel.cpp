@@ -354,25 +354,25 @@ void TestBillListModel::sessionFillReportsErrors()
     db.exec(QStringLiteral("insert into tblUserVisible(fUserid,fFieldName,ftype,fbilltypeid) values(2,'fNote',3,71)"));
 
     BillListModel model;
-    QVERIFY(fillBillList(model, buildFindStatement(s.gViewName, QString(), QString(), QString(), QString())));
+    QVERIFY(!fillBillList(model, buildFindStatement(s.gViewName, QString(), QString(), QString(), QString())).has_value());
     QVERIFY(!fieldsOf(model.columns()).contains(QStringLiteral("fNote")));
     QCOMPARE(model.dataRowCount(), db.scalar(QStringLiteral("select count(*) from vPurFP")).toInt());
     QVERIFY(!s.gConn); // closed after the work
     QVERIFY(ts.prompts().calls.empty());
 
-    // A refused statement shows the engine's error and keeps the rows shown.
+    // A refused statement gives the engine's error and keeps the rows shown.
     const int rows = model.rowCount();
-    QVERIFY(!fillBillList(model, QStringLiteral("select top 20000 * from vNoSuchView where 1=1 ")));
+    const std::optional<ListMessage> error = fillBillList(model, QStringLiteral("select top 20000 * from vNoSuchView where 1=1 "));
+    QVERIFY(error && !error->text.isEmpty());
+    QCOMPARE(error->icon, int(Prompt::Critical));
     QCOMPARE(model.rowCount(), rows);
     QVERIFY(model.isFilled());
-    QCOMPARE(ts.prompts().calls.size(), size_t(1));
-    QCOMPARE(ts.prompts().lastMessage().icon, int(Prompt::Critical));
-    QCOMPARE(ts.prompts().lastMessage().title, QStringLiteral("测试"));
+    QVERIFY(ts.prompts().calls.empty());
     QVERIFY(!s.gConn);
 
     s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
-    QVERIFY(!fillBillList(model, QStringLiteral("select top 20000 * from vPurFP where 1=1 ")));
-    QCOMPARE(ts.prompts().calls.size(), size_t(2));
+    // A database that cannot be opened is an error too.
+    QVERIFY(fillBillList(model, QStringLiteral("select top 20000 * from vPurFP where 1=1 ")).has_value());
 }
 
 QTEST_MAIN(TestBillListModel)

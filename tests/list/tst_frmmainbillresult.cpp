@@ -5,25 +5,23 @@
 #include "list/frmMainBillResult.h"
 
 #include "modules/FormLauncher.h"
+#include "component/clsCGIn.h"
 #include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "platform/FrozenTableView.h"
 #include "modules/SetupIni.h"
 #include "platform/IniFile.h"
 #include "query/frmMainBillFind.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/StartedSession.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QStatusBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolBar>
@@ -34,26 +32,22 @@ void flushDeletes()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-struct Env {
-    TestSession ts;
-    TestDatabase db;
-    QString startError;
-    explicit Env(DbEngine engine, int userId = 1, bool admin = true)
-        : db(engine, TestDatabase::Content::Demo)
+struct Env : StartedSession {
+    explicit Env(DbEngine engine)
+        : StartedSession(engine, TestDatabase::Content::Demo, smallDemo())
     {
-        ts.writeHostSettings(db.connectionString(), userId, admin);
-        startError = ts.start();
         session().msgTitle = QStringLiteral("测试");
+        // The dialog's OK fills and shows the list through the component's wiring.
+        clsCGIn::connectForms();
     }
     ~Env()
     {
         if (frmMainBillResult *list = frmMainBillResult::existingInstance())
-            list->menuFileExit();
+            list->MenuFileExit_Click();
         frmMainBillFind::releaseInstance();
         flushDeletes();
         FormLauncher::setEditorOpener({});
     }
-    Prompt::RecordingResponder &prompts() { return ts.prompts(); }
     int count(const QString &where)
     {
         return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt();
@@ -66,7 +60,7 @@ struct Env {
         dialog->setUsesGrid(true);
         frmMainBillResult *list = frmMainBillResult::instance();
         session().gSeekSql = dialog->seekSQL();
-        if (!dialog->find(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL(), list))
+        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
             return nullptr;
         list->resize(1000, 600);
         list->show();
@@ -100,8 +94,6 @@ class TestFrmMainBillResult : public QObject {
     Q_OBJECT
 
 private slots:
-    void findListAuditRefill_data() { addEngineRows(); }
-    void findListAuditRefill();
     void stateCommandsRefillTheList_data() { addEngineRows(); }
     void stateCommandsRefillTheList();
     void selectionModeReturnsIds_data();
@@ -116,76 +108,7 @@ private slots:
     void columnLayoutIsKept();
     void refreshAndFilter_data() { addEngineRows(); }
     void refreshAndFilter();
-    void gridFillsTheWindow_data() { addEngineRows(); }
-    void gridFillsTheWindow();
-    void renders();
 };
-
-void TestFrmMainBillResult::findListAuditRefill()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-    Session &s = session();
-    frmMainBillFind *dialog = frmMainBillFind::instance();
-    dialog->setUsesGrid(true);
-    dialog->show();
-
-    bool sawList = false;
-    int auditedRow = -1;
-    int topRow = -1;
-    QString auditedId;
-    QTimer::singleShot(0, [&] {
-        frmMainBillResult *list = frmMainBillResult::existingInstance();
-        if (!list || !list->isVisible())
-            return;
-        sawList = true;
-        // Checks in a lambda of their own, so that a failing one still
-        // closes the modal list.
-        [&] {
-        QVERIFY(dialog->isHidden());
-        BillListModel *model = list->model();
-        QCOMPARE(model->dataRowCount(), env.count(QString()));
-        QVERIFY(QRegularExpression(QStringLiteral("^共计:\\d+张单据,\\d+条信息\\(取数时间\\d+\\.\\d\\d0秒\\)$"))
-                    .match(list->findChild<QLabel *>(QStringLiteral("lblTitle"))->text())
-                    .hasMatch());
-        QCOMPARE(list->findChild<QLabel *>(QStringLiteral("Label1"))->text(), s.gBillName);
-
-        auditedRow = auditableRow(env, model);
-        QVERIFY(auditedRow > 0);
-        auditedId = model->interIdText(auditedRow);
-        FrozenTableView *grid = list->grid();
-        topRow = std::min(auditedRow - 1, grid->verticalScrollBar()->maximum() / 2 + 1);
-        QVERIFY(topRow > 0);
-        list->selectRows({auditedRow});
-        grid->setTopRow(topRow);
-        QCOMPARE(grid->topRow(), topRow);
-
-        list->findChild<QAction *>(QStringLiteral("MenuEditCheck"))->trigger();
-        QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("审核成功!"));
-        QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Information));
-        // Refilled: the row shows the new state, current and top rows kept.
-        QCOMPARE(model->interIdText(auditedRow), auditedId);
-        QVERIFY(model->rowState(auditedRow).audited);
-        QCOMPARE(grid->currentIndex().row(), auditedRow);
-        QCOMPARE(grid->topRow(), topRow);
-        }();
-        list->menuFileExit();
-    });
-    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdXPOK")), Qt::LeftButton);
-    QVERIFY(sawList);
-    QCOMPARE(env.db.scalar(QStringLiteral("select fstatus from tblFP where finterid=") + auditedId).toInt(), 1);
-    QCOMPARE(env.db.scalar(QStringLiteral("select fchecker from tblFP where finterid=") + auditedId).toInt(), 1);
-    QCOMPARE(s.gSeekSql, QString());
-
-    // Closing the list released both forms and wrote their settings.
-    flushDeletes();
-    QVERIFY(!frmMainBillResult::existingInstance());
-    QVERIFY(!frmMainBillFind::existingInstance());
-    QCOMPARE(env.iniValue(QStringLiteral("OvStock"), QStringLiteral("A71")), QStringLiteral("4"));
-    QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), QStringLiteral("0"));
-    QCOMPARE(s.gFromList, std::int16_t(0));
-}
 
 void TestFrmMainBillResult::stateCommandsRefillTheList()
 {
@@ -194,6 +117,11 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
     frmMainBillResult *list = env.openList();
     QVERIFY(list);
     BillListModel *model = list->model();
+    QCOMPARE(model->dataRowCount(), env.count(QString()));
+    QVERIFY(QRegularExpression(QStringLiteral("^共计:\\d+张单据,\\d+条信息\\(取数时间\\d+\\.\\d\\d0秒\\)$"))
+                .match(list->findChild<QLabel *>(QStringLiteral("lblTitle"))->text())
+                .hasMatch());
+    QCOMPARE(list->findChild<QLabel *>(QStringLiteral("Label1"))->text(), session().gBillName);
 
     // A refused command leaves the list as it was: no refill.
     int audited = 0;
@@ -203,22 +131,27 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
     auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
     title->setText(QStringLiteral("unchanged"));
     list->selectRows({audited});
-    list->menuEditCheck();
+    list->MenuEditCheck_Click();
     QCOMPARE(env.prompts().lastMessage().text,
              QStringLiteral("编号为:") + model->cellText(audited, 1) + QStringLiteral("的单据已经审核!操作不成功"));
     QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Exclamation));
     QCOMPARE(title->text(), QStringLiteral("unchanged"));
     // The totals row is never a bill: alone it selects nothing.
     list->selectRows({model->dataRowCount()});
-    list->menuEditUnCheck();
+    list->MenuEditUnCheck_Click();
     QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("数据读取错误！"));
     QCOMPARE(title->text(), QStringLiteral("unchanged"));
 
-    // The toolbar's commands: each refill shows the bill's new state.
+    // The toolbar's commands: each refill shows the bill's new state and
+    // keeps the current and top rows.
     const int row = auditableRow(env, model);
-    QVERIFY(row >= 0);
+    QVERIFY(row > 0);
     const QString id = model->interIdText(row);
     list->selectRows({row});
+    FrozenTableView *grid = list->grid();
+    const int topRow = std::min(row - 1, grid->verticalScrollBar()->maximum() / 2 + 1);
+    QVERIFY(topRow > 0);
+    grid->setTopRow(topRow);
     const struct { const char *action; const char *message; bool isVoid; bool audited; } steps[] = {
         {"Cancel", "作废成功!", true, false}, {"UnCancel", "反作废成功!", false, false},
         {"Check", "审核成功!", false, true}, {"UnCheck", "反审核成功!", false, false}};
@@ -228,6 +161,8 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
         QCOMPARE(model->interIdText(row), id);
         QCOMPARE(model->rowState(row).isVoid, step.isVoid);
         QCOMPARE(model->rowState(row).audited, step.audited);
+        QCOMPARE(grid->currentIndex().row(), row);
+        QCOMPARE(grid->topRow(), topRow);
         if (step.isVoid)
             QCOMPARE(model->data(model->index(row, 1), Qt::ForegroundRole).value<QColor>(), BillListModel::kVoidForeground);
     }
@@ -237,12 +172,12 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
     const int rows = model->dataRowCount();
     env.prompts().answers.push_back(Prompt::No);
     list->selectRows({row});
-    list->menuEditDelete();
+    list->MenuEditDelete_Click();
     QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("确定要删除所选定的单据吗?"));
     QCOMPARE(model->dataRowCount(), rows);
 
     env.prompts().answers.push_back(Prompt::Yes);
-    list->menuEditDelete();
+    list->MenuEditDelete_Click();
     QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("删除成功!"));
     QCOMPARE(model->dataRowCount(), rows - 1);
     QVERIFY(model->interIdText(row) != id);
@@ -291,11 +226,11 @@ void TestFrmMainBillResult::selectionModeReturnsIds()
     int opened = 0;
     FormLauncher::setEditorOpener([&](bool) { ++opened; });
     list->selectRows({1});
-    list->gridDoubleClick();
-    list->menuEditUpdate();
+    list->vsf1_DblClick();
+    list->MenuEditUpdate_Click();
     QCOMPARE(opened, 0);
 
-    auto choose = [&] { variant == 1 ? list->menuEditAppend() : list->menuEditDown(); };
+    auto choose = [&] { variant == 1 ? list->MenuEditAppend_Click() : list->MenuEditDown_Click(); };
     // Nothing chosen, or only the totals row: the list stays open, nothing returned.
     s.gReturnString = QStringLiteral("before");
     for (const QList<int> &rows : {QList<int>{}, QList<int>{model->dataRowCount()}}) {
@@ -365,7 +300,7 @@ void TestFrmMainBillResult::lockedColumns()
     for (int c = 0; c < list->model()->columnCount(); ++c)
         widths << list->grid()->columnWidth(c);
     env.prompts().inputs.push_back(cancelled ? std::optional<QString>() : std::optional<QString>(answer));
-    list->menuLockCol();
+    list->MenuLockCol_Click();
     QCOMPARE(env.prompts().calls.back().kind, Prompt::Call::Input);
     QCOMPARE(env.prompts().calls.back().text, QStringLiteral("请输入锁定列数(整型)"));
     QCOMPARE(env.prompts().calls.back().title, QStringLiteral("测试"));
@@ -395,8 +330,8 @@ void TestFrmMainBillResult::lockedColumnsSurviveAReopen()
     frmMainBillResult *list = env.openList();
     QVERIFY(list);
     env.prompts().inputs.push_back(QStringLiteral("2"));
-    list->menuLockCol();
-    list->menuFileExit();
+    list->MenuLockCol_Click();
+    list->MenuFileExit_Click();
     flushDeletes();
     QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), QStringLiteral("2"));
 
@@ -410,7 +345,7 @@ void TestFrmMainBillResult::lockedColumnsSurviveAReopen()
     QCOMPARE(frozen->columnWidth(1), list->grid()->columnWidth(1));
 
     // A stored value that no longer fits freezes nothing.
-    list->menuFileExit();
+    list->MenuFileExit_Click();
     flushDeletes();
     WriteIni(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("50"));
     list = env.openList();
@@ -427,22 +362,22 @@ void TestFrmMainBillResult::editorOpensOnBillRowsOnly()
 
     // A list that was never filled has only its header row.
     auto *empty = new frmMainBillResult;
-    empty->menuEditUpdate();
-    empty->gridDoubleClick();
+    empty->MenuEditUpdate_Click();
+    empty->vsf1_DblClick();
     QVERIFY(calls.isEmpty());
-    empty->menuFileExit();
+    empty->MenuFileExit_Click();
     delete empty;
 
     frmMainBillResult *list = env.openList();
     QVERIFY(list);
     BillListModel *model = list->model();
     list->selectRows({model->dataRowCount()});
-    list->menuEditUpdate();
-    list->gridDoubleClick();
+    list->MenuEditUpdate_Click();
+    list->vsf1_DblClick();
     QVERIFY(calls.isEmpty());
 
     list->selectRows({3});
-    list->menuEditUpdate();
+    list->MenuEditUpdate_Click();
     QCOMPARE(calls, QList<bool>{true});
     QCOMPARE(s.gBillMode, std::int16_t(1));
     QCOMPARE(s.gFromList, std::int16_t(1));
@@ -451,18 +386,18 @@ void TestFrmMainBillResult::editorOpensOnBillRowsOnly()
     QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
 
     s.gBillMode = 7;
-    list->gridDoubleClick();
+    list->vsf1_DblClick();
     QCOMPARE(calls.size(), 2);
     QCOMPARE(s.gBillMode, std::int16_t(1));
 
     s.gIsSelectMode = 1; // set by a caller, cleared by "new"
-    list->menuEditAdd();
+    list->MenuEditAdd_Click();
     QCOMPARE(calls.size(), 3);
     QCOMPARE(s.gBillMode, std::int16_t(0));
     QCOMPARE(s.gFromList, std::int16_t(1));
     QCOMPARE(s.gIsSelectMode, std::int16_t(0));
 
-    list->menuFileExit();
+    list->MenuFileExit_Click();
     QCOMPARE(s.gFromList, std::int16_t(0));
 }
 
@@ -488,12 +423,12 @@ void TestFrmMainBillResult::columnLayoutIsKept()
     list->show();
     QCOMPARE(list->grid()->columnWidth(3), designed + 77);
 
-    list->menuFileExit();
+    list->MenuFileExit_Click();
     flushDeletes();
     QCOMPARE(stored(1), 12);
     list = env.openList();
     QCOMPARE(list->grid()->columnWidth(3), designed + 77);
-    list->menuRestoreColWidth();
+    list->MenuRestoreColWidth_Click();
     QCOMPARE(list->grid()->columnWidth(3), designed);
 }
 
@@ -538,41 +473,6 @@ void TestFrmMainBillResult::refreshAndFilter()
     QCOMPARE(frmMainBillFind::existingInstance(), dialog);
     list->refresh();
     QCOMPARE(model->dataRowCount(), env.count(QStringLiteral(" and fstatus=1")));
-}
-
-void TestFrmMainBillResult::gridFillsTheWindow()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    for (const QSize size : {QSize(1000, 600), QSize(700, 420), QSize(1280, 900)}) {
-        list->resize(size);
-        QCoreApplication::processEvents();
-        auto *status = list->findChild<QStatusBar *>(QStringLiteral("stb1"));
-        const int gridBottom = list->grid()->mapTo(list, QPoint(0, list->grid()->height())).y();
-        QVERIFY(gridBottom <= status->y());
-        QVERIFY(status->y() - gridBottom < 16);
-    }
-}
-
-void TestFrmMainBillResult::renders()
-{
-    const QString folder = qEnvironmentVariable("PURFP_RENDER_DIR");
-    if (folder.isEmpty())
-        QSKIP("set PURFP_RENDER_DIR to write the list's picture");
-    Env env(DbEngine::SQLite);
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    list->selectRows({2});
-    env.prompts().inputs.push_back(QStringLiteral("1"));
-    list->menuLockCol();
-    QCoreApplication::processEvents();
-    QDir().mkpath(folder);
-    QVERIFY(list->grab().save(folder + QStringLiteral("/list.png")));
-    list->grid()->horizontalScrollBar()->setValue(list->grid()->horizontalScrollBar()->maximum());
-    QCoreApplication::processEvents();
-    QVERIFY(list->grab().save(folder + QStringLiteral("/list-scrolled.png")));
 }
 
 QTEST_MAIN(TestFrmMainBillResult)
