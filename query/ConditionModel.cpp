@@ -264,9 +264,20 @@ ValueCell ConditionTable::applyKindSetup(int row)
 {
     if (row < 1 || row > kRows)
         return {};
-    switch (kindOf(cell(row, ColKind))) {
-    case int(ValueKind::Number):
+    const int kind = kindOf(cell(row, ColKind));
+    // The operator already chosen stays when the new field's kind has it, and
+    // its symbol is the one of that kind; otherwise the row waits for a new
+    // operator. A row never shows an operator without the symbol that goes
+    // into the statement.
+    const qsizetype chosen = operatorNames(kind).indexOf(cell(row, ColOperator));
+    if (chosen >= 0) {
+        setCell(row, ColSymbol, operatorSymbols(kind)[chosen]);
+    } else {
+        setCell(row, ColOperator, QString());
         setCell(row, ColSymbol, QString());
+    }
+    switch (kind) {
+    case int(ValueKind::Number):
         return {ValueCell::Number, {}};
     case int(ValueKind::Text):
         setCell(row, ColValue, QString());
@@ -277,8 +288,6 @@ ValueCell ConditionTable::applyKindSetup(int row)
         return {ValueCell::Date, start};
     }
     default:
-        setCell(row, ColOperator, QString());
-        setCell(row, ColSymbol, QString());
         return {};
     }
 }

@@ -66,14 +66,18 @@ QString textCondition(const QString &op, const QString &v)
 // written yyyy-MM-dd (blanks around it are dropped).
 QString dateCondition(int row, const QString &caption, const QString &op, const QString &symbol, const QString &v)
 {
-    if (!operatorNames(int(ValueKind::Date)).contains(op))
+    const qsizetype index = operatorNames(int(ValueKind::Date)).indexOf(op);
+    if (index < 0)
         return {};
+    // The hidden symbol goes with the operator shown; a row whose symbol was
+    // lost on the way takes the operator's own.
+    const QString sqlSymbol = symbol.trimmed().isEmpty() ? operatorSymbols(int(ValueKind::Date))[index] : symbol;
     static const QRegularExpression shape(QStringLiteral("^[0-9]{4}-[0-9]{2}-[0-9]{2}$"));
     const QString text = v.trimmed();
     const QDate date = QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
     if (!shape.match(text).hasMatch() || !date.isValid())
         throw ConditionValueError(row, caption, ConditionValueError::NotADate);
-    return symbol + u'\'' + sqlDateText(date) + u'\'';
+    return sqlSymbol + u'\'' + sqlDateText(date) + u'\'';
 }
 } // namespace
 
@@ -126,6 +130,24 @@ QString buildSeekSQL(const ConditionTable &conditions)
         const QString value = conditions.cell(r, C::ColValue);
         if (connector.isEmpty() || caption.isEmpty() || op.isEmpty())
             continue;
+        QString condition;
+        switch (VbConvert::toInt32(kind)) {
+        case int(ValueKind::Number):
+            condition = numberCondition(r, caption, op, value);
+            break;
+        case int(ValueKind::Text):
+            condition = textCondition(op, value);
+            break;
+        case int(ValueKind::Date):
+            condition = dateCondition(r, caption, op, symbol, value);
+            break;
+        default:
+            break;
+        }
+        // A row whose operator does not belong to its field's kind gives no
+        // condition; it is left out rather than sent as a bare field name.
+        if (condition.isEmpty())
+            continue;
 
         if (r == 1)
             s = QStringLiteral(" and ( ");
@@ -134,20 +156,7 @@ QString buildSeekSQL(const ConditionTable &conditions)
         else
             s += s.isEmpty() ? QStringLiteral(" and ( ") : QStringLiteral(" or ");
 
-        s += field;
-        switch (VbConvert::toInt32(kind)) {
-        case int(ValueKind::Number):
-            s += numberCondition(r, caption, op, value);
-            break;
-        case int(ValueKind::Text):
-            s += textCondition(op, value);
-            break;
-        case int(ValueKind::Date):
-            s += dateCondition(r, caption, op, symbol, value);
-            break;
-        default:
-            break;
-        }
+        s += field + condition;
     }
     return s;
 }

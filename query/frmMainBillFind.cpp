@@ -4,6 +4,7 @@
 #include "modules/CodeSelectors.h"
 #include "modules/SetupIni.h"
 #include "platform/Clock.h"
+#include "platform/EnterKey.h"
 #include "platform/Prompt.h"
 #include "platform/VbConvert.h"
 #include "query/ConditionGridDelegate.h"
@@ -548,7 +549,7 @@ bool frmMainBillFind::eventFilter(QObject *watched, QEvent *event)
         seekCode(box);
         return true;
     }
-    if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier) {
+    if (isPlainEnter(key)) {
         // Enter acts as Tab in the entry fields.
         if (qobject_cast<QWidget *>(watched)) {
             focusNextChild();

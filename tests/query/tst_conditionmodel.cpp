@@ -4,6 +4,7 @@
 #include "platform/Clock.h"
 #include "platform/Recordset.h"
 #include "query/ConditionModel.h"
+#include "query/QuerySql.h"
 #include "support/QueryModuleHelpers.h"
 
 #include <QTest>
@@ -69,6 +70,7 @@ private slots:
 
     void captionChoice_data();
     void captionChoice();
+    void fieldChangesNeverLeaveBrokenSql();
     void captionChoiceWithoutField();
 
     void dateRangeVariants_data();
@@ -225,14 +227,23 @@ void TestConditionModel::captionChoice_data()
     QTest::addColumn<QStringList>("expected"); // columns 2, 3, 4, 8, 9, 10
     QTest::addColumn<ValueCell::Kind>("valueKind");
     QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("operatorBefore");
+    QTest::addColumn<QString>("operatorAfter");
     QTest::addColumn<QString>("symbol");
 
     // List index 2 is array index 3: the list skips the field without caption.
-    QTest::newRow("number") << 1 << QStringList{"金额", "fAmount", "1", "0", QString(), "0"} << ValueCell::Number << QString() << QString();
-    QTest::newRow("coded text") << 2 << QStringList{"供应商", "fSupplier", "2", "4", "fnumber", "1"} << ValueCell::CodedDropDown << QString() << "old6";
-    QTest::newRow("text with class 0") << 3 << QStringList{"摘要", "fNote", "2", "0", QString(), "0"} << ValueCell::Text << QString() << "old6";
-    QTest::newRow("date") << 4 << QStringList{"日期", "fdate", "3", QString(), QString(), "0"} << ValueCell::Date << "2024-02-29" << "old6";
-    QTest::newRow("goods") << 5 << QStringList{"商品", "fItem", "2", "3", "fname", "0"} << ValueCell::CodedDropDown << QString() << "old6";
+    // An operator the new field's kind has stays, with that kind's symbol;
+    // any other is cleared with its symbol, so no row keeps an operator
+    // without the symbol its statement needs.
+    const QStringList number{"金额", "fAmount", "1", "0", QString(), "0"};
+    const QStringList date{"日期", "fdate", "3", QString(), QString(), "0"};
+    QTest::newRow("number") << 1 << number << ValueCell::Number << QString() << "大于" << "大于" << ">";
+    QTest::newRow("number, stale operator") << 1 << number << ValueCell::Number << QString() << "old5" << QString() << QString();
+    QTest::newRow("coded text") << 2 << QStringList{"供应商", "fSupplier", "2", "4", "fnumber", "1"} << ValueCell::CodedDropDown << QString() << "包含" << "包含" << "Like";
+    QTest::newRow("text with class 0") << 3 << QStringList{"摘要", "fNote", "2", "0", QString(), "0"} << ValueCell::Text << QString() << "old5" << QString() << QString();
+    QTest::newRow("date keeps 等于") << 4 << date << ValueCell::Date << "2024-02-29" << "等于" << "等于" << "=";
+    QTest::newRow("date drops 包含") << 4 << date << ValueCell::Date << "2024-02-29" << "包含" << QString() << QString();
+    QTest::newRow("goods") << 5 << QStringList{"商品", "fItem", "2", "3", "fname", "0"} << ValueCell::CodedDropDown << QString() << "不为空" << "不为空" << " is not  null";
 }
 
 void TestConditionModel::captionChoice()
@@ -241,11 +252,14 @@ void TestConditionModel::captionChoice()
     QFETCH(QStringList, expected);
     QFETCH(ValueCell::Kind, valueKind);
     QFETCH(QString, value);
+    QFETCH(QString, operatorBefore);
+    QFETCH(QString, operatorAfter);
     QFETCH(QString, symbol);
     Clock::setToday(QDate(2024, 2, 29));
 
     for (int row : {1, 7, 10}) {
         ConditionTable t = filledRow(row);
+        t.setCell(row, ConditionTable::ColOperator, operatorBefore);
         t.setCell(row == 1 ? 2 : row - 1, ConditionTable::ColValue, QStringLiteral("neighbour"));
         const ValueCell cell = t.chooseCaption(row, listIndex, sample());
         QCOMPARE(cell.kind, valueKind);
@@ -254,11 +268,25 @@ void TestConditionModel::captionChoice()
         for (int i = 0; i < columns.size(); ++i)
             QCOMPARE(t.cell(row, columns[i]), expected[i]);
         QCOMPARE(t.cell(row, ConditionTable::ColValue), value);
+        QCOMPARE(t.cell(row, ConditionTable::ColOperator), operatorAfter);
         QCOMPARE(t.cell(row, ConditionTable::ColSymbol), symbol);
-        // The connector and the operator stay as they were.
+        // The connector stays as it was.
         QCOMPARE(t.cell(row, ConditionTable::ColConnector), QStringLiteral("old1"));
-        QCOMPARE(t.cell(row, ConditionTable::ColOperator), QStringLiteral("old5"));
         QCOMPARE(t.cell(row == 1 ? 2 : row - 1, ConditionTable::ColValue), QStringLiteral("neighbour"));
+    }
+}
+
+void TestConditionModel::fieldChangesNeverLeaveBrokenSql()
+{
+    // The clerk picks 等于, then goes number → date and number → number →
+    // date: each time the date row must still compare with its symbol.
+    Clock::setToday(QDate(2024, 2, 29));
+    for (const QList<int> &fields : {QList<int>{1, 4}, QList<int>{1, 1, 4}, QList<int>{4, 1, 4}}) {
+        ConditionTable t = filledRow(1);
+        t.setCell(1, ConditionTable::ColOperator, QStringLiteral("等于"));
+        for (int field : fields)
+            t.chooseCaption(1, field, sample());
+        QCOMPARE(buildSeekSQL(t), QStringLiteral(" and ( fdate='2024-02-29'"));
     }
 }
 

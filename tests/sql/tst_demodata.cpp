@@ -379,7 +379,7 @@ private slots:
                 << QStringLiteral("vPurFP") << 4;
             QTest::newRow(qPrintable(engineTag(e, QStringLiteral("print-fields"))))
                 << e << QStringLiteral("select fFieldName as f from tblViewDesc where fTypeid=71")
-                << QStringLiteral("vPurFPPrint") << 20;
+                << QStringLiteral("vPurFPPrint") << -1; // every column of the view, each once
         }
     }
 
@@ -394,7 +394,7 @@ private slots:
         for (QString &c : columns)
             c = c.toLower();
         Recordset rs = conn.openRecordset(fieldsSql);
-        QCOMPARE(rs.recordCount(), count);
+        QCOMPARE(rs.recordCount(), count < 0 ? columns.size() : count);
         for (; !rs.eof(); rs.moveNext())
             QVERIFY2(columns.contains(rs.text(QStringLiteral("f")).toLower()), qPrintable(rs.text(QStringLiteral("f"))));
     }
