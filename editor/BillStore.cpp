@@ -7,6 +7,7 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
+#include "platform/Transaction.h"
 
 #include <QSet>
 
@@ -370,6 +371,27 @@ void BillStore::releaseNumber(const Allocation &taken)
     }
 }
 
+// A run dropped by the engine for a conflict with another workstation
+// (deadlock, serialization failure, busy database) leaves nothing behind and
+// is run again, up to kConflictAttempts runs in all; any other error, and the
+// conflict of the last run, goes to the caller. `mayRun`, when given, is
+// asked before every run, outside its transaction; false ends the work.
+void BillStore::runInTransaction(const std::function<RunEnd(Transaction &, int)> &unit, const std::function<bool()> &mayRun)
+{
+    for (int attempt = 1;; ++attempt) {
+        if (mayRun && !mayRun())
+            return;
+        try {
+            Transaction tx(m_conn);
+            if (unit(tx, attempt) == RunEnd::Done)
+                return;
+        } catch (const DbError &e) {
+            if (attempt >= kConflictAttempts || !isTransientConflict(e))
+                throw;
+        }
+    }
+}
+
 SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft &draft)
 {
     SaveResult result;
@@ -387,61 +409,52 @@ SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft 
         if (countersApart()) {
             for (int attempt = 1;; ++attempt) {
                 try {
-                    m_conn.beginTrans();
+                    Transaction counters(m_conn);
                     taken = allocate(draft.date);
-                    m_conn.commitTrans();
+                    counters.commit();
                     break;
                 } catch (const DbError &) {
-                    m_conn.rollbackTrans();
                     if (attempt >= kAttempts)
                         throw;
                 }
             }
         }
 
-        // The bill's transaction, run again when the engine drops it for a
-        // conflict with another workstation; the id and number stay those
-        // taken above (on SQLite the counters are taken inside it and went
-        // back with the dropped attempt).
-        for (int attempt = 1;; ++attempt) {
-            try {
-                m_conn.beginTrans();
-                if (!countersApart())
-                    taken = allocate(draft.date);
-                if (m_settings.isUpdateBillNo == 1)
-                    taken.number = draft.billNo;
-                if (taken.number.isEmpty()) {
-                    // The kind has no numbering row: there is no number to save under.
-                    m_conn.rollbackTrans();
-                    result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
-                    return result;
-                }
-                const std::optional<StoreMessage> refused = writeBill(taken.interId, draft.rows, false, [&] {
-                    QVariantList params = header.params;
-                    params << textValue(taken.serial) << textValue(taken.number);
-                    m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
-                });
-                if (refused) {
-                    m_conn.rollbackTrans();
-                    releaseNumber(taken);
-                    result.message = refused;
-                    return result;
-                }
-                m_conn.commitTrans();
-                break;
-            } catch (const DbError &e) {
-                m_conn.rollbackTrans();
-                if (attempt >= kConflictAttempts || !isTransientConflict(e))
-                    throw;
+        // The id and number stay those taken above when the bill's
+        // transaction runs again (on SQLite the counters are taken inside it
+        // and went back with the dropped run).
+        runInTransaction([&](Transaction &tx, int) {
+            if (!countersApart())
+                taken = allocate(draft.date);
+            if (m_settings.isUpdateBillNo == 1)
+                taken.number = draft.billNo;
+            if (taken.number.isEmpty()) {
+                // The kind has no numbering row: there is no number to save under.
+                tx.rollback();
+                result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+                return RunEnd::Done;
             }
-        }
+            result.message = writeBill(taken.interId, draft.rows, false, [&] {
+                QVariantList params = header.params;
+                params << textValue(taken.serial) << textValue(taken.number);
+                m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
+            });
+            if (result.message) {
+                tx.rollback();
+                releaseNumber(taken);
+                return RunEnd::Done;
+            }
+            tx.commit();
+            return RunEnd::Done;
+        });
+        if (result.message)
+            return result;
 
         result.saved = true;
         result.interId = taken.interId;
         result.billNo = taken.number;
         result.serial = taken.serial;
     } catch (const DbError &e) {
-        m_conn.rollbackTrans();
         releaseNumber(taken);
         result = SaveResult{};
         result.message = StoreMessage{e.description(), 16};
@@ -479,51 +492,48 @@ SaveResult BillStore::updateBill(const HeaderStatement &header, const BillDraft 
             }
         }
 
-        for (int attempt = 1;; ++attempt) {
-            if (std::optional<StoreMessage> refused = changeRefusal(interId)) {
-                result.message = refused;
-                return result;
-            }
-            try {
-                m_conn.beginTrans();
+        // The bill is checked again before every run: a run that finds it
+        // claimed by another workstation learns from the check what happened.
+        auto mayChange = [&] {
+            result.message = changeRefusal(interId);
+            return !result.message;
+        };
+        runInTransaction(
+            [&](Transaction &tx, int attempt) {
                 // Claims the bill for this transaction: the row stays locked
                 // until the commit, and is only claimed while it is still
                 // neither audited nor void. Another workstation that audited
-                // or voided it since the check above is noticed here, and the
-                // check runs again to say what happened. Being a write, it
-                // also takes SQLite's write lock before anything is read.
+                // or voided it since the check is noticed here, and the check
+                // runs again to say what happened. Being a write, it also
+                // takes SQLite's write lock before anything is read.
                 const int claimed = m_conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid=") + id
                                                    + QStringLiteral(" and fstatus=0 and fcancellation=0"));
                 if (claimed <= 0) {
-                    m_conn.rollbackTrans();
+                    tx.rollback();
                     if (attempt >= kAttempts) {
                         result.message = StoreMessage{kReadError, 16};
-                        return result;
+                        return RunEnd::Done;
                     }
-                    continue;
+                    return RunEnd::Again;
                 }
-                const std::optional<StoreMessage> refused = writeBill(interId, draft.rows, true, [&] {
+                result.message = writeBill(interId, draft.rows, true, [&] {
                     m_conn.execute(header.sql + QStringLiteral(" where finterid=") + id, header.params);
                 });
-                if (refused) {
-                    m_conn.rollbackTrans();
-                    result.message = refused;
-                    return result;
+                if (result.message) {
+                    tx.rollback();
+                    return RunEnd::Done;
                 }
-                m_conn.commitTrans();
-                break;
-            } catch (const DbError &e) {
-                m_conn.rollbackTrans();
-                if (attempt >= kConflictAttempts || !isTransientConflict(e))
-                    throw;
-            }
-        }
+                tx.commit();
+                return RunEnd::Done;
+            },
+            mayChange);
+        if (result.message)
+            return result;
 
         result.saved = true;
         result.interId = interId;
         result.billNo = draft.billNo;
     } catch (const DbError &e) {
-        m_conn.rollbackTrans();
         result = SaveResult{};
         result.message = StoreMessage{e.description(), 16};
     }

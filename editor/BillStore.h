@@ -37,6 +37,7 @@
 
 class Connection;
 class DbError;
+class Transaction;
 class Recordset;
 
 // The session values a save depends on, copied so that a store can work
@@ -181,6 +182,13 @@ private:
         QString serial;
     };
     Allocation allocate(const QDate &date);
+    // What a run of a unit of work asks for once it returns: Done when it has
+    // committed or given up (rolling back), Again to be run once more.
+    enum class RunEnd { Done, Again };
+    // Runs `unit` in a Transaction, which it commits to keep its work; any
+    // other way out of a run rolls it back. `unit` is given the run's number,
+    // counted from 1.
+    void runInTransaction(const std::function<RunEnd(Transaction &, int)> &unit, const std::function<bool()> &mayRun = {});
     bool countersApart() const;
     void releaseNumber(const Allocation &taken);
     static StockAmounts stockShares(const std::vector<EntryRow> &rows);
