@@ -97,6 +97,12 @@ struct SaveResult {
     QString serial;
 };
 
+// The number and name of a basic-data item.
+struct ItemText {
+    QString number;
+    QString name;
+};
+
 // A bill as the editor shows it after loading.
 struct LoadedBill {
     int interId = 0;
@@ -174,6 +180,8 @@ public:
     // The supplier's open stock-in bills that are not among `grid`'s rows, as
     // rows to append. Throws DbError.
     std::vector<EntryRow> openStockBills(const QString &supplierId, const std::vector<EntryRow> &grid);
+    // The item `itemId` (digits), none when it does not exist. Throws DbError.
+    std::optional<ItemText> itemText(const QString &itemId);
 
 private:
     struct Allocation {
@@ -204,15 +212,3 @@ private:
     Connection &m_conn;
     BillSettings m_settings;
 };
-
-// The save commands of the editor on the session: the user's right, the
-// checks, then the store on the shared connection. Every refusal and error is
-// shown through the prompt seam; `interId` and `billNo` tell what was saved.
-struct SaveOutcome {
-    bool saved = false;
-    bool focusAmount = false;
-    int interId = 0;
-    QString billNo;
-};
-SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels);
-SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId);
