@@ -1,6 +1,6 @@
+#include "editor/EditorState.h"
 #include "editor/EntryRules.h"
 #include "editor/EntryTotalsModel.h"
-#include "modules/TextHelpers.h"
 
 #include <QTest>
 
@@ -288,10 +288,52 @@ private slots:
         QCOMPARE(row.cell(9), result);
     }
 
-    void characterLength()
+    // What the editor's commands may do: frozen bills (audited, void, of an
+    // earlier period) and bills opened for viewing take no change, and
+    // browsing stops at the ends of the list it was handed.
+    void commandState_data()
     {
-        // Two Chinese characters and one Latin letter: five bytes.
-        QCOMPARE(CharacterLen(QStringLiteral("供应A")), 5);
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("cancellation");
+        QTest::addColumn<bool>("earlier");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("at");
+        QTest::addColumn<QString>("enabled"); // e editable, c check, f first, b back, n next, l last
+        QTest::addColumn<QString>("state");
+        QTest::newRow("new bill, no list") << 0 << 0 << 0 << false << 0 << 0 << "ec" << "未审核";
+        QTest::newRow("new bill leads to the list's ends") << 0 << 0 << 0 << false << 3 << 1 << "ecfl" << "未审核";
+        QTest::newRow("first of three") << 1 << 0 << 0 << false << 3 << 0 << "ecnl" << "未审核";
+        QTest::newRow("middle") << 1 << 0 << 0 << false << 3 << 1 << "ecfbnl" << "未审核";
+        QTest::newRow("last of three") << 1 << 0 << 0 << false << 3 << 2 << "ecfb" << "未审核";
+        QTest::newRow("only bill") << 1 << 0 << 0 << false << 1 << 0 << "ec" << "未审核";
+        QTest::newRow("position past the end") << 1 << 0 << 0 << false << 3 << 3 << "ecf" << "未审核";
+        QTest::newRow("audited") << 1 << 1 << 0 << false << 0 << 0 << "" << "已审核";
+        QTest::newRow("void") << 1 << 0 << 1 << false << 0 << 0 << "" << "已作废";
+        QTest::newRow("void and audited") << 1 << 1 << 1 << false << 0 << 0 << "" << "已作废";
+        QTest::newRow("earlier period") << 1 << 0 << 0 << true << 0 << 0 << "" << "以前期间";
+        QTest::newRow("earlier period, audited") << 1 << 1 << 0 << true << 0 << 0 << "" << "已审核";
+        QTest::newRow("view only") << 3 << 0 << 0 << false << 2 << 0 << "nl" << "未审核";
+        QTest::newRow("split") << 2 << 0 << 0 << false << 0 << 0 << "ec" << "未审核";
+    }
+    void commandState()
+    {
+        QFETCH(int, mode);
+        QFETCH(int, status);
+        QFETCH(int, cancellation);
+        QFETCH(bool, earlier);
+        QFETCH(int, count);
+        QFETCH(int, at);
+        QFETCH(QString, enabled);
+        QFETCH(QString, state);
+        const BillView view{mode, status, cancellation, earlier, count, at};
+        const CommandState c = commandStateFor(view);
+        QString on;
+        for (auto [flag, letter] : {std::pair{c.editable, 'e'}, {c.check, 'c'}, {c.first, 'f'}, {c.back, 'b'}, {c.next, 'n'}, {c.last, 'l'}})
+            if (flag)
+                on += QLatin1Char(letter);
+        QCOMPARE(on, enabled);
+        QCOMPARE(billStateText(view), state);
     }
 };
 
