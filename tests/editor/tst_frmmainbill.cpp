@@ -462,16 +462,6 @@ private slots:
         emit finder->activated(last - 1);
         QCOMPARE(child<QTableView>(f, QStringLiteral("fps1"))->currentIndex().row(), last - 1);
 
-        // The totals line keeps its labels as wide as the entries' row
-        // labels, also once these need five digits.
-        auto *entries = child<QTableView>(f, QStringLiteral("fps1"));
-        const int narrow = entries->verticalHeader()->minimumWidth();
-        QCOMPARE(totals->verticalHeader()->minimumWidth(), narrow);
-        f->grid()->appendRows(std::vector<EntryRow>(10000, f->grid()->rows().front()));
-        QVERIFY(entries->verticalHeader()->minimumWidth() > narrow);
-        QCOMPARE(totals->verticalHeader()->minimumWidth(), entries->verticalHeader()->minimumWidth());
-        f->grid()->setRows(std::vector<EntryRow>(f->grid()->rows().begin(), f->grid()->rows().begin() + last));
-
         // Frozen entry columns: a bad count is refused, a good one applies to
         // both grids and is kept when the form closes.
         t.prompts().inputs = {QStringLiteral("6")};
