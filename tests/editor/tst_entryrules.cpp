@@ -199,12 +199,6 @@ private slots:
         QCOMPARE(row.cell(8), QString());
     }
 
-    void sumOfEntries()
-    {
-        const std::vector<EntryRow> rows = rowsFrom({"1|1|0.1", "1|1|0.2", "1|1|", "1|1|junk"});
-        QCOMPARE(entriesTotal(rows).toString(), QStringLiteral("0.3"));
-    }
-
     // The totals line follows the entries as they are loaded, added and
     // edited; sums are exact and cells that are not numbers add nothing.
     void totalsLineFollowsTheEntries()
@@ -252,40 +246,6 @@ private slots:
         QFETCH(QString, answer);
         QFETCH(int, count);
         QCOMPARE(frozenEntryColumns(answer).value_or(-1), count);
-    }
-
-    void sumCell_data()
-    {
-        QTest::addColumn<QString>("qty");
-        QTest::addColumn<QString>("price");
-        QTest::addColumn<QString>("sum");
-        QTest::addColumn<int>("decimals");
-        QTest::addColumn<bool>("changed");
-        QTest::addColumn<QString>("result");
-
-        QTest::newRow("product set") << "3" << "1.25" << "" << 2 << true << "3.75";
-        QTest::newRow("rounded half away") << "3" << "0.335" << "0" << 2 << true << "1.01";
-        QTest::newRow("negative rounded") << "-3" << "0.335" << "0" << 2 << true << "-1.01";
-        QTest::newRow("already right") << "2" << "5" << "10" << 2 << false << "10";
-        QTest::newRow("empty second left alone") << "2" << "" << "7" << 2 << false << "7";
-        QTest::newRow("no decimals") << "3" << "0.5" << "" << 0 << true << "2";
-        QTest::newRow("product beyond any amount left alone") << "100000000" << "100000000" << "5" << 2 << false << "5";
-    }
-
-    void sumCell()
-    {
-        QFETCH(QString, qty);
-        QFETCH(QString, price);
-        QFETCH(QString, sum);
-        QFETCH(int, decimals);
-        QFETCH(bool, changed);
-        QFETCH(QString, result);
-        EntryRow row;
-        row.setCell(7, qty);
-        row.setCell(8, price);
-        row.setCell(9, sum);
-        QCOMPARE(setSumCell(row, 7, 8, 9, decimals), changed);
-        QCOMPARE(row.cell(9), result);
     }
 
     // What the editor's commands may do: frozen bills (audited, void, of an
