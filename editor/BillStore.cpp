@@ -1,14 +1,11 @@
 #include "editor/BillStore.h"
 
+#include "editor/SqlValues.h"
 #include "modules/Session.h"
-#include "modules/ConnectionRoutines.h"
-#include "modules/Privilege.h"
 #include "modules/TextHelpers.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"
-#include "platform/Prompt.h"
-
-#include <QSet>
+#include "platform/Transaction.h"
 
 #include <tuple>
 
@@ -18,37 +15,6 @@ const QString kReadError = QStringLiteral("数据读取错误!");
 QString dateText(const QDate &date)
 {
     return date.toString(QStringLiteral("yyyy-MM-dd"));
-}
-
-// A date column as grid text. Dates come as dates (PostgreSQL) or as the
-// 'yyyy-MM-dd' text they are stored as (SQLite); the text is taken as it
-// stands rather than parsed, which for a thousand rows is what loading a
-// bill would otherwise spend most of its time on.
-QString dateCellText(const QVariant &value)
-{
-    if (value.isNull())
-        return {};
-    if (value.typeId() == QMetaType::QDate)
-        return value.toDate().toString(Qt::ISODate);
-    if (value.typeId() == QMetaType::QDateTime)
-        return value.toDateTime().date().toString(Qt::ISODate);
-    return value.toString().trimmed().left(10);
-}
-
-// An id that goes into a statement bare: the digits of an integer, "0" for
-// anything else (an empty tag, a stock bill that no longer exists).
-QString idText(const QString &id)
-{
-    bool ok = false;
-    const qint64 value = id.trimmed().toLongLong(&ok);
-    return ok ? QString::number(value) : QStringLiteral("0");
-}
-
-// User text as a bound value. An empty text is stored as an empty string,
-// as the quoted text would be, never as null.
-QVariant textValue(const QString &text)
-{
-    return text.isNull() ? QVariant(QStringLiteral("")) : QVariant(text);
 }
 
 QString amountSql(const QString &text)
@@ -90,30 +56,6 @@ QString renderBillNumber(const QString &templ, const QDate &date, int yearDigits
     number.replace(QStringLiteral("年"), yearDigits <= 0 ? QString() : year.right(std::min<int>(yearDigits, int(year.size()))));
     number.replace(QStringLiteral("序号"), serial);
     return number;
-}
-
-QString billHeaderSql(const QString &viewName, int interId)
-{
-    return QStringLiteral(" select * from ") + viewName + QStringLiteral(" where finterid=") + QString::number(interId);
-}
-
-QString billEntriesSql(int interId)
-{
-    return QStringLiteral("select a.fHXAmount1,isnull(b.fbillno,'') as fbillno,b.finterid,b.fdate,isnull(b.fAllAmount,0) as fAllAmount,isnull(b.fKPAmount,0) as fKPAmount from ")
-        + QStringLiteral(" (select fHXAmount as fHXAmount1,isnull(fStockInterId,0) as fStockInterId,fentryid from tblFPEntry where fInterId=")
-        + QString::number(interId) + QStringLiteral(") as a left outer join icstockbill as b on ")
-        + QStringLiteral("   a.fStockInterId=b.finterid ") + QStringLiteral(" order by a.fentryid ");
-}
-
-QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
-{
-    QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
-        + supplierId
-        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
-    if (!excludedIds.isEmpty())
-        sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
-    sql += QStringLiteral("  order by fdate ");
-    return sql;
 }
 
 BillStore::BillStore(Connection &conn, BillSettings settings)
@@ -370,6 +312,27 @@ void BillStore::releaseNumber(const Allocation &taken)
     }
 }
 
+// A run dropped by the engine for a conflict with another workstation
+// (deadlock, serialization failure, busy database) leaves nothing behind and
+// is run again, up to kConflictAttempts runs in all; any other error, and the
+// conflict of the last run, goes to the caller. `mayRun`, when given, is
+// asked before every run, outside its transaction; false ends the work.
+void BillStore::runInTransaction(const std::function<RunEnd(Transaction &, int)> &unit, const std::function<bool()> &mayRun)
+{
+    for (int attempt = 1;; ++attempt) {
+        if (mayRun && !mayRun())
+            return;
+        try {
+            Transaction tx(m_conn);
+            if (unit(tx, attempt) == RunEnd::Done)
+                return;
+        } catch (const DbError &e) {
+            if (attempt >= kConflictAttempts || !isTransientConflict(e))
+                throw;
+        }
+    }
+}
+
 SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft &draft)
 {
     SaveResult result;
@@ -387,61 +350,52 @@ SaveResult BillStore::insertBill(const HeaderStatement &header, const BillDraft 
         if (countersApart()) {
             for (int attempt = 1;; ++attempt) {
                 try {
-                    m_conn.beginTrans();
+                    Transaction counters(m_conn);
                     taken = allocate(draft.date);
-                    m_conn.commitTrans();
+                    counters.commit();
                     break;
                 } catch (const DbError &) {
-                    m_conn.rollbackTrans();
                     if (attempt >= kAttempts)
                         throw;
                 }
             }
         }
 
-        // The bill's transaction, run again when the engine drops it for a
-        // conflict with another workstation; the id and number stay those
-        // taken above (on SQLite the counters are taken inside it and went
-        // back with the dropped attempt).
-        for (int attempt = 1;; ++attempt) {
-            try {
-                m_conn.beginTrans();
-                if (!countersApart())
-                    taken = allocate(draft.date);
-                if (m_settings.isUpdateBillNo == 1)
-                    taken.number = draft.billNo;
-                if (taken.number.isEmpty()) {
-                    // The kind has no numbering row: there is no number to save under.
-                    m_conn.rollbackTrans();
-                    result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
-                    return result;
-                }
-                const std::optional<StoreMessage> refused = writeBill(taken.interId, draft.rows, false, [&] {
-                    QVariantList params = header.params;
-                    params << textValue(taken.serial) << textValue(taken.number);
-                    m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
-                });
-                if (refused) {
-                    m_conn.rollbackTrans();
-                    releaseNumber(taken);
-                    result.message = refused;
-                    return result;
-                }
-                m_conn.commitTrans();
-                break;
-            } catch (const DbError &e) {
-                m_conn.rollbackTrans();
-                if (attempt >= kConflictAttempts || !isTransientConflict(e))
-                    throw;
+        // The id and number stay those taken above when the bill's
+        // transaction runs again (on SQLite the counters are taken inside it
+        // and went back with the dropped run).
+        runInTransaction([&](Transaction &tx, int) {
+            if (!countersApart())
+                taken = allocate(draft.date);
+            if (m_settings.isUpdateBillNo == 1)
+                taken.number = draft.billNo;
+            if (taken.number.isEmpty()) {
+                // The kind has no numbering row: there is no number to save under.
+                tx.rollback();
+                result.message = StoreMessage{QStringLiteral("请输入单据编号!"), 48};
+                return RunEnd::Done;
             }
-        }
+            result.message = writeBill(taken.interId, draft.rows, false, [&] {
+                QVariantList params = header.params;
+                params << textValue(taken.serial) << textValue(taken.number);
+                m_conn.execute(header.sql + QString::number(taken.interId) + header.tail, params);
+            });
+            if (result.message) {
+                tx.rollback();
+                releaseNumber(taken);
+                return RunEnd::Done;
+            }
+            tx.commit();
+            return RunEnd::Done;
+        });
+        if (result.message)
+            return result;
 
         result.saved = true;
         result.interId = taken.interId;
         result.billNo = taken.number;
         result.serial = taken.serial;
     } catch (const DbError &e) {
-        m_conn.rollbackTrans();
         releaseNumber(taken);
         result = SaveResult{};
         result.message = StoreMessage{e.description(), 16};
@@ -479,190 +433,50 @@ SaveResult BillStore::updateBill(const HeaderStatement &header, const BillDraft 
             }
         }
 
-        for (int attempt = 1;; ++attempt) {
-            if (std::optional<StoreMessage> refused = changeRefusal(interId)) {
-                result.message = refused;
-                return result;
-            }
-            try {
-                m_conn.beginTrans();
+        // The bill is checked again before every run: a run that finds it
+        // claimed by another workstation learns from the check what happened.
+        auto mayChange = [&] {
+            result.message = changeRefusal(interId);
+            return !result.message;
+        };
+        runInTransaction(
+            [&](Transaction &tx, int attempt) {
                 // Claims the bill for this transaction: the row stays locked
                 // until the commit, and is only claimed while it is still
                 // neither audited nor void. Another workstation that audited
-                // or voided it since the check above is noticed here, and the
-                // check runs again to say what happened. Being a write, it
-                // also takes SQLite's write lock before anything is read.
+                // or voided it since the check is noticed here, and the check
+                // runs again to say what happened. Being a write, it also
+                // takes SQLite's write lock before anything is read.
                 const int claimed = m_conn.execute(QStringLiteral("update tblFP set fstatus=fstatus where finterid=") + id
                                                    + QStringLiteral(" and fstatus=0 and fcancellation=0"));
                 if (claimed <= 0) {
-                    m_conn.rollbackTrans();
+                    tx.rollback();
                     if (attempt >= kAttempts) {
                         result.message = StoreMessage{kReadError, 16};
-                        return result;
+                        return RunEnd::Done;
                     }
-                    continue;
+                    return RunEnd::Again;
                 }
-                const std::optional<StoreMessage> refused = writeBill(interId, draft.rows, true, [&] {
+                result.message = writeBill(interId, draft.rows, true, [&] {
                     m_conn.execute(header.sql + QStringLiteral(" where finterid=") + id, header.params);
                 });
-                if (refused) {
-                    m_conn.rollbackTrans();
-                    result.message = refused;
-                    return result;
+                if (result.message) {
+                    tx.rollback();
+                    return RunEnd::Done;
                 }
-                m_conn.commitTrans();
-                break;
-            } catch (const DbError &e) {
-                m_conn.rollbackTrans();
-                if (attempt >= kConflictAttempts || !isTransientConflict(e))
-                    throw;
-            }
-        }
+                tx.commit();
+                return RunEnd::Done;
+            },
+            mayChange);
+        if (result.message)
+            return result;
 
         result.saved = true;
         result.interId = interId;
         result.billNo = draft.billNo;
     } catch (const DbError &e) {
-        m_conn.rollbackTrans();
         result = SaveResult{};
         result.message = StoreMessage{e.description(), 16};
     }
     return result;
-}
-
-// --- Reading -----------------------------------------------------------------
-
-std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &layout)
-{
-    const Recordset head = m_conn.openRecordset(billHeaderSql(m_settings.viewName, interId));
-    if (head.eof())
-        return std::nullopt;
-
-    LoadedBill bill;
-    bill.interId = interId;
-    bill.billNo = head.text(QStringLiteral("fbillno"));
-    bill.date = head.date(QStringLiteral("fdate"));
-    bill.amountText = head.isNull(QStringLiteral("fAmount")) ? QString() : head.amount(QStringLiteral("fAmount")).toString();
-    bill.billerName = head.text(QStringLiteral("fOperatorName"));
-    bill.checkerName = head.text(QStringLiteral("fCheckerName"));
-    if (head.hasField(QStringLiteral("fchecker")))
-        bill.checkerId = head.text(QStringLiteral("fchecker"));
-    bill.status = int(head.toInt(QStringLiteral("fstatus")));
-    if (head.hasField(QStringLiteral("fcancellation")))
-        bill.cancellation = int(head.toInt(QStringLiteral("fcancellation")));
-    bill.rob = int(head.toInt(QStringLiteral("frob")));
-
-    auto optionalText = [&](const QString &name) { return head.hasField(name) ? head.text(name) : QString(); };
-    for (const HeaderFieldDef &def : layout.fields) {
-        HeaderValue v;
-        v.fieldName = def.fieldName;
-        v.lookup = def.isLookup();
-        if (def.fieldName.isEmpty()) {
-            bill.fields.push_back(v);
-            continue;
-        }
-        if (v.lookup) {
-            const QString number = optionalText(def.fieldName + QStringLiteral("Number"));
-            v.value = lookupValue(number, optionalText(def.fieldName));
-            v.text = v.value.isEmpty() ? QString() : number;
-            v.name = v.value.isEmpty() ? QString() : optionalText(def.fieldName + QStringLiteral("Name"));
-        } else {
-            v.text = optionalText(def.fieldName);
-        }
-        bill.fields.push_back(v);
-    }
-
-    // Read row by row: a bill may have thousands of entries.
-    RowReader lines = m_conn.readRows(billEntriesSql(interId));
-    const int cHX = lines.fieldIndex(QStringLiteral("fHXAmount1"));
-    const int cNo = lines.fieldIndex(QStringLiteral("fbillno"));
-    const int cId = lines.fieldIndex(QStringLiteral("finterid"));
-    const int cDate = lines.fieldIndex(QStringLiteral("fdate"));
-    const int cAll = lines.fieldIndex(QStringLiteral("fAllAmount"));
-    const int cKP = lines.fieldIndex(QStringLiteral("fKPAmount"));
-    while (lines.next()) {
-        const Amount own = Amount::fromVariant(lines.value(cHX));
-        const Amount all = Amount::fromVariant(lines.value(cAll));
-        const Amount others = Amount::fromVariant(lines.value(cKP)) - own;
-        EntryRow &row = bill.rows.emplace_back();
-        row.stockId = Recordset::variantText(lines.value(cId));
-        // Columns 1 to 6, in their order.
-        row.cells = {Recordset::variantText(lines.value(cNo)), dateCellText(lines.value(cDate)), all.toString(), others.toString(),
-                     (all - others).toString(), own.toString()};
-    }
-    return bill;
-}
-
-std::vector<EntryRow> BillStore::openStockBills(const QString &supplierId, const std::vector<EntryRow> &grid)
-{
-    QStringList inGrid;
-    QSet<QString> known;
-    for (const EntryRow &row : grid) {
-        const QString id = row.stockId.trimmed();
-        if (id.isEmpty())
-            continue;
-        const QString sqlId = idText(id);
-        if (!known.contains(sqlId)) {
-            known.insert(sqlId);
-            inGrid << sqlId;
-        }
-    }
-    Recordset rs = m_conn.openRecordset(openStockBillsSql(idText(supplierId), inGrid.join(u',')));
-    std::vector<EntryRow> rows;
-    for (; !rs.eof(); rs.moveNext()) {
-        const QString id = rs.text(QStringLiteral("finterid"));
-        if (known.contains(idText(id)))
-            continue;
-        known.insert(idText(id));
-        rows.push_back(EntryRow::fromStockBill(id, rs.text(QStringLiteral("fbillno")), dateCellText(rs.value(QStringLiteral("fdate"))),
-                                               rs.amount(QStringLiteral("fAllAmount")), rs.amount(QStringLiteral("fKPAmount"))));
-    }
-    return rows;
-}
-
-// --- The editor's save commands ----------------------------------------------
-
-namespace {
-SaveOutcome runSave(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId, bool isNew)
-{
-    Session &s = session();
-    SaveOutcome outcome;
-    if (!HasPrivilege(s.gRightPrefix + (isNew ? QStringLiteral("01") : QStringLiteral("02"))))
-        return outcome;
-
-    const BillSettings settings = BillSettings::fromSession();
-    std::optional<StoreMessage> message;
-    try {
-        OpenConnection();
-        BillStore store(*s.gConn, settings);
-        message = isNew ? store.insertChecks(draft, labels) : store.updateChecks(draft, labels);
-        if (!message) {
-            const SaveResult result = isNew ? store.insertBill(store.insertHeader(draft), draft)
-                                            : store.updateBill(store.updateHeader(draft), draft, interId);
-            message = result.message;
-            outcome.saved = result.saved;
-            outcome.interId = result.interId;
-            outcome.billNo = result.billNo;
-        }
-    } catch (const DbError &e) {
-        message = StoreMessage{e.description(), 16};
-        outcome = SaveOutcome{};
-    }
-    CloseConnection();
-    if (message) {
-        outcome.focusAmount = message->focusAmount;
-        Prompt::msgBox(message->text, message->icon, s.msgTitle);
-    }
-    return outcome;
-}
-} // namespace
-
-SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels)
-{
-    return runSave(draft, labels, 0, true);
-}
-
-SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId)
-{
-    return runSave(draft, labels, interId, false);
 }

@@ -37,6 +37,7 @@
 
 class Connection;
 class DbError;
+class Transaction;
 class Recordset;
 
 // The session values a save depends on, copied so that a store can work
@@ -94,6 +95,12 @@ struct SaveResult {
     int interId = 0;
     QString billNo;
     QString serial;
+};
+
+// The number and name of a basic-data item.
+struct ItemText {
+    QString number;
+    QString name;
 };
 
 // A bill as the editor shows it after loading.
@@ -173,6 +180,8 @@ public:
     // The supplier's open stock-in bills that are not among `grid`'s rows, as
     // rows to append. Throws DbError.
     std::vector<EntryRow> openStockBills(const QString &supplierId, const std::vector<EntryRow> &grid);
+    // The item `itemId` (digits), none when it does not exist. Throws DbError.
+    std::optional<ItemText> itemText(const QString &itemId);
 
 private:
     struct Allocation {
@@ -181,6 +190,13 @@ private:
         QString serial;
     };
     Allocation allocate(const QDate &date);
+    // What a run of a unit of work asks for once it returns: Done when it has
+    // committed or given up (rolling back), Again to be run once more.
+    enum class RunEnd { Done, Again };
+    // Runs `unit` in a Transaction, which it commits to keep its work; any
+    // other way out of a run rolls it back. `unit` is given the run's number,
+    // counted from 1.
+    void runInTransaction(const std::function<RunEnd(Transaction &, int)> &unit, const std::function<bool()> &mayRun = {});
     bool countersApart() const;
     void releaseNumber(const Allocation &taken);
     static StockAmounts stockShares(const std::vector<EntryRow> &rows);
@@ -196,15 +212,3 @@ private:
     Connection &m_conn;
     BillSettings m_settings;
 };
-
-// The save commands of the editor on the session: the user's right, the
-// checks, then the store on the shared connection. Every refusal and error is
-// shown through the prompt seam; `interId` and `billNo` tell what was saved.
-struct SaveOutcome {
-    bool saved = false;
-    bool focusAmount = false;
-    int interId = 0;
-    QString billNo;
-};
-SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels);
-SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId);

@@ -130,32 +130,6 @@ std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels,
     return std::nullopt;
 }
 
-Amount entriesTotal(const std::vector<EntryRow> &rows)
-{
-    Amount sum;
-    for (const EntryRow &row : rows)
-        sum += cellOrZero(row, ColThisAmount);
-    return sum;
-}
-
-bool setSumCell(EntryRow &row, int first, int second, int product, int decimals)
-{
-    if (row.cell(second).trimmed().isEmpty())
-        return false;
-    const std::optional<Amount> a = cellAmount(row.cell(first));
-    const std::optional<Amount> b = cellAmount(row.cell(second));
-    const std::optional<Amount> current = cellAmount(row.cell(product));
-    if (!a || !b || !current)
-        return false;
-    const Amount value = a->times(*b, decimals);
-    if (value.isOutOfRange())
-        return false; // no product to show: the save check refuses the row
-    if (value == *current)
-        return false;
-    row.setCell(product, value.toFixed(decimals));
-    return true;
-}
-
 std::optional<int> frozenEntryColumns(const QString &answer)
 {
     const QString text = answer.trimmed();

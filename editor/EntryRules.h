@@ -90,15 +90,6 @@ QString openAmountText(Amount allAmount, Amount invoiced);
 std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels, const QString &amountText,
                                          const std::vector<EntryRow> &rows);
 
-// Sum of column 6 over the rows (cells that are not numbers count as 0).
-Amount entriesTotal(const std::vector<EntryRow> &rows);
-
-// For one row: when column `first` times column `second` differs from column
-// `product` and `second` is not empty, column `product` becomes that product
-// rounded to `decimals` places. Returns whether the row changed. Cells that
-// are not numbers leave the row alone.
-bool setSumCell(EntryRow &row, int first, int second, int product, int decimals);
-
 // The number of entry columns to freeze that an answer (or a stored value)
 // asks for: a whole number from 0 to 5, so that the amount column of this
 // invoice can always scroll into view. No value for anything else.

@@ -5,13 +5,17 @@
 // 3 view), loads and browses saved bills, saves through the bill store, fills
 // the grid from the supplier's open stock-in bills, marks invoices red or
 // blue, copies and audits. The form holds its widgets and calls the plain
-// logic of EntryRules, BillLayout and BillStore.
+// logic of EntryRules, BillLayout, EditorState, BillStore and SaveCommands.
+// Its code is split by what it does: frmMainBill.cpp (set-up, options,
+// state), frmMainBillHeader.cpp, frmMainBillGrid.cpp,
+// frmMainBillCommands.cpp and frmMainBillBrowse.cpp.
 //
 // The form is used through one default instance (defaultInstance()), which
 // lives from its first use until it is closed; closing destroys it, so the
 // next use starts afresh.
 #include "editor/BillLayout.h"
 #include "editor/BillStore.h"
+#include "editor/EditorState.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -32,6 +36,7 @@ class QPushButton;
 class QTableView;
 class QToolBar;
 class QToolButton;
+class QVBoxLayout;
 
 class frmMainBill;
 
@@ -104,7 +109,6 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    bool mayPrintShownBill() const;
     struct HeaderControl {
         QLabel *label = nullptr;
         QLineEdit *edit = nullptr;
@@ -115,41 +119,58 @@ private:
 
     explicit frmMainBill(QWidget *parent = nullptr);
 
-    void buildWidgets();
-    void buildToolbarAndMenus();
-    void buildHeader();
-    void placeHeaderExtras();
-    void placeTitleAndMarkers();
+    // Set-up and state (frmMainBill.cpp).
+    void buildStatusBar();
     void formLoad();
     void readOptions();
     void writeOptions();
+    int afterSaveNew() const;
+    int copyHeaderOption() const;
     void setUpMode();
-    void startNewBill();
-    void proposeBillNumber(bool keepSerial);
-    void loadBill();
-    void applyLoaded(LoadedBill bill);
-    void navigateTo(int position);
-    void refreshLookupTexts();
-    void clearHeader();
-    void setRob(int rob);
+    BillView view() const;
     void updateState();
     void updateStatusBar();
     void setStatusText(const QString &text);
     void markChanged();
+
+    // The header (frmMainBillHeader.cpp): fixed fields, the fields laid out
+    // from tblBillInfo, code lookups, Enter as Tab.
+    QWidget *buildHeaderArea(QWidget *parent);
+    void buildHeader();
+    void placeHeaderExtras();
+    void placeTitleAndMarkers();
+    int shiftedX(int layoutX) const;
+    void clearHeader();
+    void proposeBillNumber(bool keepSerial);
+    void thdate_Change();
+    void td_LostFocus(int field);
+    void cmdTd_Click(int field);
+    void resolveLookup(int field, bool openSelectorWhenUnknown);
+    void setLookup(int field, const QString &number, const QString &id, const QString &name);
+    void refreshLookupTexts();
+    std::vector<HeaderLabel> headerLabels() const;
+
+    // The entry grid (frmMainBillGrid.cpp): entries, totals line, frozen
+    // columns, the entry finder.
+    void buildEntryGrid(QWidget *parent, QVBoxLayout *column);
+    QWidget *buildFooter(QWidget *parent);
     void applyFrozenColumns();
     void alignTotals();
-    void fillEntryJumpList();
-    void jumpToEntry(int index);
+    void commitTypedCell();
+    void cmbEntry_DropDown();
+    void cmbEntry_Click(int index);
 
-    // Lookup fields.
-    void resolveLookup(int field, bool openSelectorWhenUnknown);
-    void chooseLookup(int field);
-    void setLookup(int field, const QString &number, const QString &id, const QString &name);
-
-    std::vector<HeaderLabel> headerLabels() const;
+    // The commands (frmMainBillCommands.cpp).
+    void buildToolbarAndMenus();
+    void startNewBill();
+    void setRob(int rob);
     BillDraft draft() const;
-    int afterSaveNew() const;
-    int copyHeaderOption() const;
+    bool mayPrintShownBill() const;
+
+    // Browsing (frmMainBillBrowse.cpp).
+    void loadBill();
+    void applyLoaded(LoadedBill bill);
+    void navigateTo(int position);
 
     HeaderLayout m_layout;
     std::vector<HeaderControl> m_header;
@@ -162,7 +183,6 @@ private:
     // control whose layout position lies at or beyond such an edge moves by
     // the largest extra width left of it, so columns stay aligned.
     std::vector<std::pair<int, int>> m_widenedLookups;
-    int shiftedX(int layoutX) const;
     QLabel *lblTitle = nullptr;
     QLineEdit *txtBillNo = nullptr;
     QDateEdit *thdate = nullptr;

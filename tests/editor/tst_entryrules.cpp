@@ -1,6 +1,6 @@
+#include "editor/EditorState.h"
 #include "editor/EntryRules.h"
 #include "editor/EntryTotalsModel.h"
-#include "modules/TextHelpers.h"
 
 #include <QTest>
 
@@ -199,12 +199,6 @@ private slots:
         QCOMPARE(row.cell(8), QString());
     }
 
-    void sumOfEntries()
-    {
-        const std::vector<EntryRow> rows = rowsFrom({"1|1|0.1", "1|1|0.2", "1|1|", "1|1|junk"});
-        QCOMPARE(entriesTotal(rows).toString(), QStringLiteral("0.3"));
-    }
-
     // The totals line follows the entries as they are loaded, added and
     // edited; sums are exact and cells that are not numbers add nothing.
     void totalsLineFollowsTheEntries()
@@ -254,44 +248,52 @@ private slots:
         QCOMPARE(frozenEntryColumns(answer).value_or(-1), count);
     }
 
-    void sumCell_data()
+    // What the editor's commands may do: frozen bills (audited, void, of an
+    // earlier period) and bills opened for viewing take no change, and
+    // browsing stops at the ends of the list it was handed.
+    void commandState_data()
     {
-        QTest::addColumn<QString>("qty");
-        QTest::addColumn<QString>("price");
-        QTest::addColumn<QString>("sum");
-        QTest::addColumn<int>("decimals");
-        QTest::addColumn<bool>("changed");
-        QTest::addColumn<QString>("result");
-
-        QTest::newRow("product set") << "3" << "1.25" << "" << 2 << true << "3.75";
-        QTest::newRow("rounded half away") << "3" << "0.335" << "0" << 2 << true << "1.01";
-        QTest::newRow("negative rounded") << "-3" << "0.335" << "0" << 2 << true << "-1.01";
-        QTest::newRow("already right") << "2" << "5" << "10" << 2 << false << "10";
-        QTest::newRow("empty second left alone") << "2" << "" << "7" << 2 << false << "7";
-        QTest::newRow("no decimals") << "3" << "0.5" << "" << 0 << true << "2";
-        QTest::newRow("product beyond any amount left alone") << "100000000" << "100000000" << "5" << 2 << false << "5";
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("cancellation");
+        QTest::addColumn<bool>("earlier");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("at");
+        QTest::addColumn<QString>("enabled"); // e editable, c check, f first, b back, n next, l last
+        QTest::addColumn<QString>("state");
+        QTest::newRow("new bill, no list") << 0 << 0 << 0 << false << 0 << 0 << "ec" << "未审核";
+        QTest::newRow("new bill leads to the list's ends") << 0 << 0 << 0 << false << 3 << 1 << "ecfl" << "未审核";
+        QTest::newRow("first of three") << 1 << 0 << 0 << false << 3 << 0 << "ecnl" << "未审核";
+        QTest::newRow("middle") << 1 << 0 << 0 << false << 3 << 1 << "ecfbnl" << "未审核";
+        QTest::newRow("last of three") << 1 << 0 << 0 << false << 3 << 2 << "ecfb" << "未审核";
+        QTest::newRow("only bill") << 1 << 0 << 0 << false << 1 << 0 << "ec" << "未审核";
+        QTest::newRow("position past the end") << 1 << 0 << 0 << false << 3 << 3 << "ecf" << "未审核";
+        QTest::newRow("audited") << 1 << 1 << 0 << false << 0 << 0 << "" << "已审核";
+        QTest::newRow("void") << 1 << 0 << 1 << false << 0 << 0 << "" << "已作废";
+        QTest::newRow("void and audited") << 1 << 1 << 1 << false << 0 << 0 << "" << "已作废";
+        QTest::newRow("earlier period") << 1 << 0 << 0 << true << 0 << 0 << "" << "以前期间";
+        QTest::newRow("earlier period, audited") << 1 << 1 << 0 << true << 0 << 0 << "" << "已审核";
+        QTest::newRow("view only") << 3 << 0 << 0 << false << 2 << 0 << "nl" << "未审核";
+        QTest::newRow("split") << 2 << 0 << 0 << false << 0 << 0 << "ec" << "未审核";
     }
-
-    void sumCell()
+    void commandState()
     {
-        QFETCH(QString, qty);
-        QFETCH(QString, price);
-        QFETCH(QString, sum);
-        QFETCH(int, decimals);
-        QFETCH(bool, changed);
-        QFETCH(QString, result);
-        EntryRow row;
-        row.setCell(7, qty);
-        row.setCell(8, price);
-        row.setCell(9, sum);
-        QCOMPARE(setSumCell(row, 7, 8, 9, decimals), changed);
-        QCOMPARE(row.cell(9), result);
-    }
-
-    void characterLength()
-    {
-        // Two Chinese characters and one Latin letter: five bytes.
-        QCOMPARE(CharacterLen(QStringLiteral("供应A")), 5);
+        QFETCH(int, mode);
+        QFETCH(int, status);
+        QFETCH(int, cancellation);
+        QFETCH(bool, earlier);
+        QFETCH(int, count);
+        QFETCH(int, at);
+        QFETCH(QString, enabled);
+        QFETCH(QString, state);
+        const BillView view{mode, status, cancellation, earlier, count, at};
+        const CommandState c = commandStateFor(view);
+        QString on;
+        for (auto [flag, letter] : {std::pair{c.editable, 'e'}, {c.check, 'c'}, {c.first, 'f'}, {c.back, 'b'}, {c.next, 'n'}, {c.last, 'l'}})
+            if (flag)
+                on += QLatin1Char(letter);
+        QCOMPARE(on, enabled);
+        QCOMPARE(billStateText(view), state);
     }
 };
 

@@ -1,35 +1,28 @@
 // The bill editor driven as a user drives it, offscreen, on the demo
 // database: entering an invoice, changing it, auditing it, trying to change
-// it again and then un-auditing, voiding and deleting it from the bill list,
-// browsing the list's bills, red and void bills, asking to save and closing.
-// After each step the database is checked.
+// it again, browsing the list's bills, red and void bills, asking to save
+// and closing. After each step the database is checked.
 #include "editor/EntryGridModel.h"
 #include "editor/frmMainBill.h"
 
 #include "modules/Session.h"
-#include "list/BillListModel.h"
-#include "list/frmMainBillResult.h"
 #include "modules/CodeSelectors.h"
 #include "modules/SetupIni.h"
 #include "platform/FrozenTableView.h"
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
-#include "query/frmMainBillFind.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/StartedSession.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
 #include <QDateEdit>
-#include <QDir>
 #include <QFile>
 #include <QHeaderView>
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScopeGuard>
 #include <QTableView>
 #include <QTest>
 #include <QToolBar>
@@ -66,42 +59,6 @@ Amount amountOf(TestDatabase &db, const QString &sql)
 Amount kpOf(TestDatabase &db, const QString &stockId)
 {
     return amountOf(db, QStringLiteral("select isnull(fKPAmount,0) from icstockbill where finterid=") + stockId);
-}
-
-// What the list's state commands may change of one invoice: its header row
-// (fields left at zero when the row is gone), its entries, the invoiced
-// amounts of the two stock bills it takes from, the released serial numbers
-// and the id and number counters.
-struct InvoiceTrace {
-    bool stored = true;
-    int status = 0;
-    int checker = 0;
-    int cancellation = 0;
-    QString endAmount;
-    int entries = 0;
-    Amount kpA;
-    Amount kpB;
-    int released = 0; // tblBillNoAdd rows of type 71 holding the bill's serial
-    qint64 idCounter = 0;
-    qint64 numberCounter = 0;
-    bool operator==(const InvoiceTrace &) const = default;
-};
-
-char *toString(const InvoiceTrace &t)
-{
-    const QString text = QStringLiteral("stored=%1 fstatus=%2 fchecker=%3 fcancellation=%4 fEndAmount=%5 entries=%6 "
-                                        "kpA=%7 kpB=%8 released=%9 tblmaxNum=%10 tblMaxBillNo=%11")
-                             .arg(t.stored)
-                             .arg(t.status)
-                             .arg(t.checker)
-                             .arg(t.cancellation)
-                             .arg(t.endAmount)
-                             .arg(t.entries)
-                             .arg(t.kpA.toString(), t.kpB.toString())
-                             .arg(t.released)
-                             .arg(t.idCounter)
-                             .arg(t.numberCounter);
-    return qstrdup(text.toUtf8().constData());
 }
 
 class NoSelector : public CodeSelector {
@@ -200,31 +157,6 @@ class TestFrmMainBill : public QObject {
         session().gLoginUserName = name;
     }
 
-    // Types the bill number into the query dialog's simple page and fills
-    // the bill list the way its OK does, showing the list without the modal
-    // wait.
-    static frmMainBillResult *listBillsNumbered(const QString &number)
-    {
-        frmMainBillFind *dialog = frmMainBillFind::instance();
-        dialog->setUsesGrid(false);
-        typeInto(dialog, QStringLiteral("txt_0"), number, false);
-        session().gSeekSql = dialog->seekSQL();
-        frmMainBillResult *list = frmMainBillResult::instance();
-        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
-            return nullptr;
-        list->show();
-        return list;
-    }
-
-    // Closes the list as its Exit does, which lets the query dialog go too.
-    static void closeList()
-    {
-        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
-            list->MenuFileExit_Click();
-        frmMainBillFind::releaseInstance();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
-
 private slots:
     void cleanup()
     {
@@ -238,15 +170,13 @@ private slots:
     void enterChangeAuditAndRefuse()
     {
         QFETCH(DbEngine, engine);
-        TestDatabase db(engine, TestDatabase::Content::Demo);
-        TestSession t;
-        t.writeHostSettings(db.connectionString(), 2, false);
-        QCOMPARE(t.start(), QString());
+        StartedSession ss(engine, TestDatabase::Content::Demo, smallDemo(), 2, false);
+        QCOMPARE(ss.startError, QString());
+        TestSession &t = ss.ts;
+        TestDatabase &db = ss.db;
         Session &s = session();
         const OpenStock stock = busiestSupplier(db);
         QVERIFY(stock.offered >= 2);
-        const qint64 idCounter = db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong();
-        const qint64 numberCounter = db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong();
 
         // A new bill: number proposed and locked, today's date, the clerk as biller.
         frmMainBill *f = open(0);
@@ -255,7 +185,6 @@ private slots:
         QVERIFY(billNo->isReadOnly());
         QVERIFY(billNo->text().startsWith(QStringLiteral("CGFP")));
         QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtBiller"))->text(), QStringLiteral("张会计"));
-        QCOMPARE(child<QLabel>(f, QStringLiteral("lblTitle"))->palette().color(QPalette::WindowText), QColor(255, 0, 0));
         QVERIFY(!child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
         QVERIFY(!button(f, QStringLiteral("First"))->isEnabled());
 
@@ -267,11 +196,8 @@ private slots:
         // Supplier by code, invoice number, total; then the stock bills.
         typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
         QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), stock.supplierNumber + QStringLiteral("&**&") + stock.supplierId);
-        // The name box is wide enough for a 16-character company name in
-        // whatever font the machine has; the whole name is its tool tip.
-        auto *supplierName = child<QLabel>(f, QStringLiteral("lblTdName_0"));
-        QCOMPARE(supplierName->toolTip(), stock.supplierName);
-        QVERIFY(supplierName->contentsRect().width() > supplierName->fontMetrics().horizontalAdvance(QString(16, QChar(0x56FD))));
+        // The whole name is the tool tip of the name box.
+        QCOMPARE(child<QLabel>(f, QStringLiteral("lblTdName_0"))->toolTip(), stock.supplierName);
         typeInto(f, QStringLiteral("txt_0"), QStringLiteral("No.8841'A"));
         t.prompts().clear();
         QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
@@ -305,6 +231,7 @@ private slots:
         t.prompts().clear();
         button(f, QStringLiteral("Save"))->trigger();
         QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("明细开票金额不能大于发票总额！")});
+        QCOMPARE(f->grid()->cellText(blue[1], ColThisAmount), QStringLiteral("39.9")); // the entries stay
         typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("100"));
         t.prompts().clear();
         button(f, QStringLiteral("Save"))->trigger();
@@ -314,7 +241,6 @@ private slots:
         QCOMPARE(f->windowTitle(), QStringLiteral("修改采购发票"));
         QCOMPARE(int(s.gBillMode), 1);
         const int id = s.gCurInterId;
-        QCOMPARE(qint64(id), idCounter + 1);
         const QString idText = QString::number(id);
 
         Recordset h = db.conn().openRecordset(QStringLiteral("select * from tblFP where finterid=") + idText);
@@ -324,13 +250,10 @@ private slots:
         QCOMPARE(h.amount(QStringLiteral("fAmount")).toString(), QStringLiteral("100"));
         QCOMPARE(h.amount(QStringLiteral("fEndAmount")).toString(), QStringLiteral("100"));
         QCOMPARE(h.toInt(QStringLiteral("fOperator")), 2);
-        QCOMPARE(h.toInt(QStringLiteral("frob")), 0);
         QCOMPARE(h.date(QStringLiteral("fdate")), QDate::currentDate());
         QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt(), stock.offered);
         QCOMPARE(kpOf(db, stockA), kpA + *Amount::parse(QStringLiteral("60.1")));
         QCOMPARE(kpOf(db, stockB), kpB + *Amount::parse(QStringLiteral("39.9")));
-        QCOMPARE(db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong(), idCounter + 1);
-        QCOMPARE(db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), numberCounter + 1);
 
         // Changed: another share and a note with quotes.
         typeIntoCell(f, blue[0], ColThisAmount, QStringLiteral("50"));
@@ -359,8 +282,6 @@ private slots:
         QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtChecker"))->text(), QStringLiteral("李主管"));
         QVERIFY(child<QLabel>(f, QStringLiteral("ImgCheck"))->isVisible());
         QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
-        QVERIFY(!menu(f, QStringLiteral("MenuSave"))->isEnabled());
-        QVERIFY(!button(f, QStringLiteral("Check"))->isEnabled());
         QVERIFY(!(f->grid()->flags(f->grid()->index(blue[0] - 1, ColThisAmount - 1)) & Qt::ItemIsEditable));
         QVERIFY(child<QLineEdit>(f, QStringLiteral("txtAmount"))->isReadOnly());
 
@@ -382,116 +303,6 @@ private slots:
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("CopyHeader"), {}), QStringLiteral("0"));
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("   CopyHeader"), QStringLiteral("absent")), QStringLiteral("absent"));
         QCOMPARE(IniFile(IniPath()).value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()), QStringLiteral("0"));
-
-        // The rest happens in the bill list, over a query by the bill's number.
-        const QString number = db.scalar(QStringLiteral("select fbillno from tblFP where finterid=") + idText).toString();
-        const QString serial = db.scalar(QStringLiteral("select fbillNumber from tblFP where finterid=") + idText).toString();
-        QVERIFY(!serial.isEmpty());
-        const auto closeLists = qScopeGuard(&closeList);
-        frmMainBillResult *list = listBillsNumbered(number);
-        QVERIFY(list);
-        BillListModel *rows = list->model();
-        QCOMPARE(rows->dataRowCount(), 1);
-        QCOMPARE(rows->interIdText(0), idText);
-        QVERIFY(rows->rowState(0).audited);
-
-        auto trace = [&] {
-            InvoiceTrace now;
-            Recordset h = db.conn().openRecordset(QStringLiteral("select fstatus,fchecker,fcancellation,fEndAmount from tblFP where finterid=") + idText);
-            now.stored = !h.eof();
-            if (now.stored) {
-                now.status = h.toInt(QStringLiteral("fstatus"));
-                now.checker = h.toInt(QStringLiteral("fchecker"));
-                now.cancellation = h.toInt(QStringLiteral("fcancellation"));
-                now.endAmount = h.amount(QStringLiteral("fEndAmount")).toString();
-            }
-            now.entries = db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt();
-            now.kpA = kpOf(db, stockA);
-            now.kpB = kpOf(db, stockB);
-            now.released = db.scalar(QStringLiteral("select count(*) from tblBillNoAdd where ftypeid=71 and finterid='") + serial + u'\'').toInt();
-            now.idCounter = db.scalar(QStringLiteral("select fmaxnum from tblmaxNum where ftablename='tblFP'")).toLongLong();
-            now.numberCounter = db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong();
-            return now;
-        };
-        // Selects the bill's row, runs a command of the list's menu, answers
-        // Yes when asked, and gives the messages shown.
-        auto runOnBill = [&](const char *command) {
-            t.prompts().clear();
-            t.prompts().answers = {Prompt::Yes};
-            list->selectRows({0});
-            menu(list, QString::fromLatin1(command))->trigger();
-            return t.prompts().messageTexts();
-        };
-        const QString deleteQuestion = QStringLiteral("确定要删除所选定的单据吗?");
-
-        // As the editor left it: audited by user 3, entries and stock bills as saved.
-        InvoiceTrace expected;
-        expected.status = 1;
-        expected.checker = 3;
-        expected.endAmount = QStringLiteral("89.9");
-        expected.entries = stock.offered;
-        expected.kpA = kpA + *Amount::parse(QStringLiteral("50"));
-        expected.kpB = kpB + *Amount::parse(QStringLiteral("39.9"));
-        expected.idCounter = idCounter + 1;
-        expected.numberCounter = numberCounter + 1;
-        QCOMPARE(trace(), expected);
-
-        // The clerk has no right to delete: not even the question is asked.
-        QVERIFY(runOnBill("MenuEditDelete").isEmpty());
-        QCOMPARE(trace(), expected);
-
-        // The supervisor may, but not while the bill is audited.
-        signIn(QStringLiteral("3"), QStringLiteral("李主管"));
-        QCOMPARE(runOnBill("MenuEditDelete"),
-                 (QStringList{deleteQuestion, QStringLiteral("编号为:") + number + QStringLiteral("的单据已经审核!操作不成功")}));
-        QCOMPARE(t.prompts().messages().front().buttons, int(Prompt::YesNo));
-        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Exclamation));
-        QCOMPARE(trace(), expected);
-
-        // Un-audited: status and checker cleared, no amount moves.
-        QCOMPARE(runOnBill("MenuEditUnCheck"), QStringList{QStringLiteral("反审核成功!")});
-        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Information));
-        expected.status = 0;
-        expected.checker = 0;
-        QCOMPARE(trace(), expected);
-        QVERIFY(!rows->rowState(0).audited);
-
-        // Voided: the stock bills get their amounts back; the bill keeps its
-        // entries, its assigned amount and its number.
-        QCOMPARE(runOnBill("MenuEditCancel"), QStringList{QStringLiteral("作废成功!")});
-        expected.cancellation = 1;
-        expected.kpA = kpA;
-        expected.kpB = kpB;
-        QCOMPARE(trace(), expected);
-        QVERIFY(rows->rowState(0).isVoid);
-
-        // A void bill cannot be deleted, and nothing is taken back twice.
-        QCOMPARE(runOnBill("MenuEditDelete"),
-                 (QStringList{deleteQuestion, QStringLiteral("编号为:") + number + QStringLiteral("的单据作废!操作不成功")}));
-        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Exclamation));
-        QCOMPARE(trace(), expected);
-
-        // Un-voided: the entries count on the stock bills again.
-        QCOMPARE(runOnBill("MenuEditUnCancel"), QStringList{QStringLiteral("反作废成功!")});
-        expected.cancellation = 0;
-        expected.kpA = kpA + *Amount::parse(QStringLiteral("50"));
-        expected.kpB = kpB + *Amount::parse(QStringLiteral("39.9"));
-        QCOMPARE(trace(), expected);
-        QVERIFY(!rows->rowState(0).isVoid);
-
-        // Deleted: header and entries gone, the stock bills as before the
-        // invoice, its serial released once; the counters do not go back.
-        QCOMPARE(runOnBill("MenuEditDelete"), (QStringList{deleteQuestion, QStringLiteral("删除成功!")}));
-        QCOMPARE(t.prompts().lastMessage().icon, int(Prompt::Information));
-        expected = InvoiceTrace{};
-        expected.stored = false;
-        expected.kpA = kpA;
-        expected.kpB = kpB;
-        expected.released = 1;
-        expected.idCounter = idCounter + 1;
-        expected.numberCounter = numberCounter + 1;
-        QCOMPARE(trace(), expected);
-        QCOMPARE(rows->dataRowCount(), 0);
     }
 
     // Browsing the ids the list handed over, with the buttons following the
@@ -500,10 +311,10 @@ private slots:
     void browseTheList()
     {
         QFETCH(DbEngine, engine);
-        TestDatabase db(engine, TestDatabase::Content::Demo);
-        TestSession t;
-        t.writeHostSettings(db.connectionString(), 1, true);
-        QCOMPARE(t.start(), QString());
+        StartedSession ss(engine, TestDatabase::Content::Demo, smallDemo());
+        QCOMPARE(ss.startError, QString());
+        TestSession &t = ss.ts;
+        TestDatabase &db = ss.db;
         Session &s = session();
         // An audited red bill, a void bill and an open blue bill.
         const QString red = db.scalar(QStringLiteral("select min(finterid) from tblFP where frob=1 and fstatus=1 and fcancellation=0")).toString();
@@ -524,7 +335,6 @@ private slots:
                  db.scalar(QStringLiteral("select fbillno from tblFP where finterid=") + blue).toString());
         QCOMPARE(f->grid()->gridRowCount(), db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + blue).toInt());
         QVERIFY(!button(f, QStringLiteral("First"))->isEnabled());
-        QVERIFY(!button(f, QStringLiteral("Back"))->isEnabled());
         QVERIFY(button(f, QStringLiteral("Next"))->isEnabled());
         QVERIFY(button(f, QStringLiteral("Save"))->isEnabled());
         QVERIFY(!f->isChanged());
@@ -544,7 +354,6 @@ private slots:
         QVERIFY(child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
         QVERIFY(child<QLabel>(f, QStringLiteral("ImgCheck"))->isVisible());
         QVERIFY(button(f, QStringLiteral("Red"))->isChecked());
-        QVERIFY(!button(f, QStringLiteral("Blue"))->isChecked());
         QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
         QCOMPARE(f->grid()->foreground(), QColor(255, 0, 0));
         QVERIFY(button(f, QStringLiteral("Back"))->isEnabled());
@@ -552,9 +361,6 @@ private slots:
         menu(f, QStringLiteral("MenuLast"))->trigger();
         QCOMPARE(s.gListIndex, 2);
         QVERIFY(!button(f, QStringLiteral("Next"))->isEnabled());
-        QVERIFY(!button(f, QStringLiteral("End"))->isEnabled());
-        QVERIFY(!button(f, QStringLiteral("Save"))->isEnabled());
-        QVERIFY(!button(f, QStringLiteral("Check"))->isEnabled());
         QVERIFY(!button(f, QStringLiteral("Red"))->isEnabled());
         QVERIFY(child<QLineEdit>(f, QStringLiteral("td_0"))->isReadOnly());
         QVERIFY(!child<QPushButton>(f, QStringLiteral("cmdList"))->isEnabled());
@@ -590,10 +396,10 @@ private slots:
     void smallerCommands()
     {
         QFETCH(DbEngine, engine);
-        TestDatabase db(engine, TestDatabase::Content::Demo);
-        TestSession t;
-        t.writeHostSettings(db.connectionString(), 1, true);
-        QCOMPARE(t.start(), QString());
+        StartedSession ss(engine, TestDatabase::Content::Demo, smallDemo());
+        QCOMPARE(ss.startError, QString());
+        TestSession &t = ss.ts;
+        TestDatabase &db = ss.db;
         Session &s = session();
         NoSelector selector;
         setCodeSelector(&selector);
@@ -612,7 +418,6 @@ private slots:
         QCOMPARE(int(s.gEditorFlag), 0);
         QVERIFY(!child<QLabel>(f, QStringLiteral("ImgRed"))->isVisible());
         QCOMPARE(f->grid()->foreground(), QColor(0, 0, 0));
-        QVERIFY(button(f, QStringLiteral("Blue"))->isChecked() && !button(f, QStringLiteral("Red"))->isChecked());
 
         // An unknown code offers the selector on Enter and leaves no choice.
         typeInto(f, QStringLiteral("td_0"), QStringLiteral("no-such-code"));
@@ -657,16 +462,6 @@ private slots:
         emit finder->activated(last - 1);
         QCOMPARE(child<QTableView>(f, QStringLiteral("fps1"))->currentIndex().row(), last - 1);
 
-        // The totals line keeps its labels as wide as the entries' row
-        // labels, also once these need five digits.
-        auto *entries = child<QTableView>(f, QStringLiteral("fps1"));
-        const int narrow = entries->verticalHeader()->minimumWidth();
-        QCOMPARE(totals->verticalHeader()->minimumWidth(), narrow);
-        f->grid()->appendRows(std::vector<EntryRow>(10000, f->grid()->rows().front()));
-        QVERIFY(entries->verticalHeader()->minimumWidth() > narrow);
-        QCOMPARE(totals->verticalHeader()->minimumWidth(), entries->verticalHeader()->minimumWidth());
-        f->grid()->setRows(std::vector<EntryRow>(f->grid()->rows().begin(), f->grid()->rows().begin() + last));
-
         // Frozen entry columns: a bad count is refused, a good one applies to
         // both grids and is kept when the form closes.
         t.prompts().inputs = {QStringLiteral("6")};
@@ -700,59 +495,6 @@ private slots:
         QCOMPARE(ReadIni(QStringLiteral("BillMainLockCols"), QStringLiteral("71Lock"), {}), QStringLiteral("2"));
         f = open(0);
         QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 2);
-        closeForm(f);
-    }
-
-    // Pictures of the editor to look at: a new bill, a filled one, a red
-    // one and an audited one. Written only when PURFP_EDITOR_RENDERS names
-    // a folder.
-    void renders()
-    {
-        const QString folder = qEnvironmentVariable("PURFP_EDITOR_RENDERS");
-        if (folder.isEmpty())
-            QSKIP("set PURFP_EDITOR_RENDERS to a folder to write the pictures");
-        QDir().mkpath(folder);
-        TestDatabase db(DbEngine::SQLite, TestDatabase::Content::Demo);
-        TestSession t;
-        t.writeHostSettings(db.connectionString(), 1, true);
-        QCOMPARE(t.start(), QString());
-        Session &s = session();
-        const OpenStock stock = busiestSupplier(db);
-
-        frmMainBill *f = open(0);
-        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-new.png")));
-
-        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
-        typeInto(f, QStringLiteral("td_1"), QStringLiteral("02.01"));
-        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("No.00451207"));
-        typeInto(f, QStringLiteral("txt_1"), QStringLiteral("十一月货款，部分开票"));
-        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("1500"));
-        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
-        std::vector<int> blue;
-        for (int r = 1; r <= f->grid()->gridRowCount() && blue.size() < 2; ++r)
-            if (*numericAmount(f->grid()->cellText(r, ColOpenAmount)) > *Amount::parse(QStringLiteral("1000")))
-                blue.push_back(r);
-        QCOMPARE(int(blue.size()), 2);
-        typeIntoCell(f, blue[0], ColThisAmount, QStringLiteral("1000"));
-        typeIntoCell(f, blue[1], ColThisAmount, QStringLiteral("500"));
-        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-filled.png")));
-        t.prompts().answers = {Prompt::No};
-        closeForm(f);
-        QVERIFY(!frmMainBill::existingInstance());
-
-        const QString red = db.scalar(QStringLiteral("select max(finterid) from tblFP where frob=1 and fstatus=0 and fcancellation=0")).toString();
-        s.gCurInterId = red.toInt();
-        s.gListInterIds = QStringList{red};
-        s.gListIndex = 0;
-        f = open(1);
-        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-red.png")));
-        closeForm(f);
-
-        const QString audited = db.scalar(QStringLiteral("select max(finterid) from tblFP where frob=0 and fstatus=1 and fcancellation=0")).toString();
-        s.gCurInterId = audited.toInt();
-        s.gListInterIds = QStringList{audited};
-        f = open(1);
-        QVERIFY(f->grab().save(folder + QStringLiteral("/editor-audited.png")));
         closeForm(f);
     }
 };
