@@ -161,8 +161,9 @@ void frmMainBill::formLoad()
     fps2->setFont(gridFont);
 
     // The session's editor field is the red/blue flag of the bill in hand
-    // (0 blue, 1 red), written to frob when a new bill is saved.
-    s.gEditorFlag = 0;
+    // (0 blue, 1 red), written to frob when a new bill is saved. The buttons
+    // show it from the start, as after New.
+    setRob(0);
     m_loading = false;
     setUpMode();
     updateState();

@@ -7,6 +7,7 @@
 #include "modules/ConnectionRoutines.h"
 #include "modules/Session.h"
 #include "platform/DbError.h"
+#include "platform/EnterKey.h"
 #include "platform/Prompt.h"
 
 #include <QApplication>
@@ -473,7 +474,7 @@ bool frmMainBill::eventFilter(QObject *watched, QEvent *event)
     }
     if (event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
-        if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier) {
+        if (isPlainEnter(key)) {
             for (size_t i = 0; i < m_header.size(); ++i) {
                 if (m_header[i].edit == watched && m_layout.fields[i].isLookup() && !m_header[i].edit->isReadOnly()) {
                     resolveLookup(int(i), true);

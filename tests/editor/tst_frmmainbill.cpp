@@ -406,6 +406,9 @@ private slots:
         const OpenStock stock = busiestSupplier(db);
 
         frmMainBill *f = open(0);
+        // A new bill is blue, and its button shows it from the first open.
+        QVERIFY(button(f, QStringLiteral("Blue"))->isChecked());
+        QVERIFY(!button(f, QStringLiteral("Red"))->isChecked());
         button(f, QStringLiteral("Check"))->trigger();
         QCOMPARE(t.prompts().lastMessage().text, QStringLiteral("请先保存单据!"));
         menu(f, QStringLiteral("MenuPreview"))->trigger();
@@ -424,8 +427,11 @@ private slots:
         QCOMPARE(selector.calls, 1);
         QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), QString());
 
-        // A red invoice saved with "new bill after save" checked.
-        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber);
+        // A red invoice saved with "new bill after save" checked; the
+        // supplier's code confirmed with the keypad's Enter.
+        typeInto(f, QStringLiteral("td_0"), stock.supplierNumber, false);
+        QTest::keyClick(child<QLineEdit>(f, QStringLiteral("td_0")), Qt::Key_Enter, Qt::KeypadModifier);
+        QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), stock.supplierNumber + QStringLiteral("&**&") + stock.supplierId);
         typeInto(f, QStringLiteral("txt_0"), QStringLiteral("R-1"));
         typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("-10"));
         button(f, QStringLiteral("Red"))->trigger();

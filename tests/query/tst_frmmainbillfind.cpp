@@ -406,15 +406,18 @@ void TestFrmMainBillFind::simplePageKeys()
     QVERIFY(codedBox->hasFocus());
     QVERIFY(!child<QToolButton>(dialog, QStringLiteral("ImgSeek_%1").arg(plain))->isVisibleTo(dialog));
 
-    // Enter moves on like Tab and runs nothing.
+    // Enter moves on like Tab and runs nothing; the keypad's Enter too.
     plainBox->setFocus();
     QTest::keyClick(plainBox, Qt::Key_Return);
+    QVERIFY(!plainBox->hasFocus());
+    plainBox->setFocus();
+    QTest::keyClick(plainBox, Qt::Key_Enter, Qt::KeypadModifier);
     QVERIFY(!plainBox->hasFocus());
     QVERIFY(dialog->isVisible());
     QVERIFY(!frmMainBillResult::existingInstance());
     auto *start = child<QDateEdit>(dialog, QStringLiteral("dtp_0"));
     start->setFocus();
-    QTest::keyClick(start, Qt::Key_Enter);
+    QTest::keyClick(start, Qt::Key_Enter, Qt::KeypadModifier);
     QVERIFY(!start->hasFocus());
     QVERIFY(!frmMainBillResult::existingInstance());
 }
