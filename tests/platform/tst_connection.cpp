@@ -143,26 +143,6 @@ private slots:
                  QStringLiteral("99.7"));
     }
 
-    void dateFunctions_data() { addEngineRows(); }
-    void dateFunctions()
-    {
-        QFETCH(DbEngine, engine);
-        TestDatabase db(engine, TestDatabase::Content::Schema);
-        Connection &c = db.conn();
-        makeTable(c);
-        c.execute(QStringLiteral("insert into tAmounts(fid,fDate) values(1,'2026-02-09')"));
-        c.execute(QStringLiteral("insert into tAmounts(fid,fDate) values(2,null)"));
-        Recordset rs = c.openRecordset(QStringLiteral("select year(fDate) as y,month(fDate) as m,day(fDate) as d,isnull(fDate) as n from tAmounts order by fid"));
-        QCOMPARE(rs.toInt(QStringLiteral("y")), 2026);
-        QCOMPARE(rs.toInt(QStringLiteral("m")), 2);
-        QCOMPARE(rs.toInt(QStringLiteral("d")), 9);
-        QVERIFY(!QVariant(rs.value(QStringLiteral("n"))).toBool());
-        rs.moveNext();
-        QVERIFY(rs.isNull(QStringLiteral("y")));
-        QVERIFY(rs.value(QStringLiteral("n")).toBool());
-        QCOMPARE(c.openRecordset(QStringLiteral("select fid from tAmounts where year(fdate)=2026 and month(fdate)=2 and day(fdate)=9")).recordCount(), 1);
-    }
-
     // Each call runs one statement: every entry point refuses a text with a
     // second one before anything runs; a ";" inside quotes, quoted
     // identifiers or comments, or at the end, is no second statement.

@@ -79,7 +79,6 @@ private slots:
                " and a.fNumber<>''" << 1;
         QTest::newRow("basic data lookup")
             << "select * from tblItem where fitemclassid=4 and fisdetail=1  and fislock=0 and fNumber<>''" << 1;
-        QTest::newRow("sub-type lookup") << "select * from tblsubtype where fitemclassid=1  and fNumber='nothing'" << 0;
         QTest::newRow("editor entries: derived table")
             << "select a.fHXAmount1,isnull(b.fbillno,'') as fbillno,b.finterid,b.fdate,isnull(b.fAllAmount,0) as fAllAmount,isnull(b.fKPAmount,0) as fKPAmount from "
                " (select fHXAmount as fHXAmount1,isnull(fStockInterId,0) as fStockInterId,fentryid from tblFPEntry where fInterId=(select min(fInterId) from tblFPEntry)) as a"
@@ -90,26 +89,13 @@ private slots:
                " and finterid not in (1,2)  order by fdate " << 1;
         QTest::newRow("period start, isnull with a date")
             << "select isnull(fstartdate,'1900-01-01') as fstartdate from tblPeriod where fYear=(select max(fYear) from tblPeriod) and fPeriod=1" << 1;
-        QTest::newRow("system values") << "select fvalue,ftypeid from tblSystemInfo where ftypeid in (4,5) " << 2;
         QTest::newRow("default template") << "select * from tblBillPrint where ftypeid=71 and isnull(fisdefault,1)=1 " << 1;
         QTest::newRow("scheme id") << " select isnull(max(finterid),0) as finterid from tblProject " << 1;
         QTest::newRow("scheme rows, quoted number") << "select * from tblprojectEntry where finterid=1 and ftype='71' order by fline " << 0;
         QTest::newRow("stored condition") << "select isnull(fsql,'') as fsql from tblFindSeek where fuserid=1 and ftypeid=71" << 0;
         QTest::newRow("query catalogue") << "select a.*,isnull(b.fItemType,0) as fItemType from tblFindInfoentry2 as a "
                                             " left outer join tblItemclass as b on a.fitemclassid=b.fitemclassid  where a.ftypeid=71 order by a.fentryid" << 4;
-        QTest::newRow("list columns") << "select * from tblFindInfoEntry where ftypeid=71 order by fentryid " << 3;
-        QTest::newRow("header layout") << "select * from tblBillInfo where ftypeid=71 order by findex" << 4;
-        QTest::newRow("visibility") << "select fFieldName,ftype from tblUserVisible where fUserid=2 and fType in (1,2) and fbilltypeid=71" << 0;
         QTest::newRow("privilege, double blanks") << "select fuserid from tblUserPrivillenge  where fuserid=2  and fNumber='Q01'" << 1;
-        QTest::newRow("audit check") << "select fstatus,fcancellation,fdate,fbillno from tblFP where finterid in (1,2,3)" << 3;
-        QTest::newRow("duplicate number count") << "select count(finterid) as finterid1 from tblFP where fbillno='none'" << 1;
-        QTest::newRow("number taken elsewhere") << "select * from tblFP where fBillNo='none' and finterid<>5" << 0;
-        QTest::newRow("entries of bills") << "select fstockinterid,fhxamount from tblFPEntry where finterid in (1,2,3,4,5,6,7,8,9,10)" << 1;
-        QTest::newRow("one bill through the view") << " select * from vPurFP where finterid=1" << 1;
-        QTest::newRow("grid layout") << "select fsequence,fwidth from t_GS_tableInfo where ftablename='frmMainBillResult71C' and ftype=1 order by fsequence " << 0;
-        QTest::newRow("field descriptions") << "select * from tblViewDesc where fTypeid=71" << 1;
-        QTest::newRow("numbering row") << "select * from tblMaxBillNo where ftypeid=71" << 1;
-        QTest::newRow("id counter") << "select * from tblmaxNum where ftablename='tblFP'" << 1;
     }
     void queries()
     {
@@ -159,8 +145,6 @@ private slots:
                            "delete from tblBillNoAdd where  fTypeId=71 and finterid='0012'",
                            "update tblMaxBillNo set fbillno=fbillno+1 where ftypeid=71"}
             << "select top 1 * from tblBillNoAdd where fTypeId=71 order by finterid" << "0009|71";
-        QTest::newRow("id counter") << QStringList{"update tblmaxNum set fmaxnum=fmaxnum+1 where ftablename='tblFP'"}
-            << "select count(*) as n from tblmaxNum where ftablename='tblFP'" << "1";
         QTest::newRow("audit, un-audit, void in lists")
             << QStringList{"update tblFP set fchecker=1,fstatus=1 where finterid in (1,2)",
                            "update tblFP set fchecker=0,fstatus=0 where finterid in (2)",
@@ -174,9 +158,6 @@ private slots:
                            "insert into t_GS_tableinfo(ftablename,fwidth,fsequence,ftype) values('g',120,0,0)",
                            "delete from t_GS_tableInfo where ftablename='g' and ftype=5"}
             << "select fsequence,fwidth from t_GS_tableInfo where ftablename='g' and ftype=0 order by fsequence " << "0|120";
-        QTest::newRow("schemes")
-            << QStringList{"delete from tblproject where finterid=77", "delete from tblprojectentry where finterid=77"}
-            << "select count(*) as n from tblProject where finterid=77" << "0";
     }
     void writes()
     {

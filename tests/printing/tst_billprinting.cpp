@@ -1,28 +1,88 @@
-// Printing of the current invoice: which template row is used, the template
-// file written out and removed, the records fed to the report, the right and
-// saved-bill checks of the editor's commands, the default-print option, and
-// the printed PDF of a demo invoice read back with pdftotext and pdffonts.
-#include "PrintingEnv.h"
-
+// Printing of the current invoice and its template designer: which template
+// row is used, the template file written out and removed, the records fed to
+// the report, the right and saved-bill checks of the editor's commands, the
+// default-print option, the printed PDF read back with pdftotext and
+// pdffonts; the designer opened from the default template, saving into
+// tblBillPrint (the row replaced under its key) or to a file, the question on
+// close, the field list and its copy buttons.
 #include "modules/SetupIni.h"
 #include "platform/IniFile.h"
+#include "printing/BillPrinting.h"
+#include "printing/frmFieldDescription.h"
+#include "printing/frmUserDesign.h"
 #include "report/Report.h"
+#include "report/ReportDesigner.h"
 #include "report/ReportFile.h"
 #include "report/ReportText.h"
 #include "support/PdfTools.h"
+#include "support/StartedSession.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QComboBox>
+#include <QDir>
 #include <QFileInfo>
 #include <QPrintPreviewDialog>
+#include <QPushButton>
 #include <QRawFont>
 #include <QRegularExpression>
 #include <QTest>
 #include <QTimer>
+#include <QToolBar>
 
-using namespace printing_test;
 using pdf_tools::runTool;
 
 namespace {
+
+// A started session on a small demo database whose temporary files stay in
+// the test's folder; the designer and the report are let go at the end.
+struct Env : StartedSession {
+    explicit Env(DbEngine engine, int userId = 1, bool admin = true)
+        : StartedSession(engine, TestDatabase::Content::Demo, smallDemo(), userId, admin)
+    {
+        QDir().mkpath(ts.folder() + QStringLiteral("/tmp"));
+        qputenv("TMPDIR", (ts.folder() + QStringLiteral("/tmp")).toUtf8());
+        session().msgTitle = QStringLiteral("测试");
+    }
+    ~Env()
+    {
+        if (frmUserDesign *form = frmUserDesign::existingInstance()) {
+            form->designer()->setModified(false);
+            form->close();
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        releaseBillReport();
+        qunsetenv("TMPDIR");
+    }
+
+    QString appPath() const { return session().gAppPath; }
+
+    // The bytes stored in a template row.
+    QByteArray storedContent(int key = 1)
+    {
+        return db.scalar(QStringLiteral("select fcontent from tblBillPrint where finterid=%1").arg(key)).toByteArray();
+    }
+
+    // The demo invoice with the most entries (the lowest id among equals).
+    int busiestInvoice()
+    {
+        return db.scalar(QStringLiteral("select top 1 finterid from (select finterid,count(*) as n from tblFPEntry "
+                                        "group by finterid) as t order by n desc,finterid"))
+            .toInt();
+    }
+};
+
+// Two rows per engine: the case `on` with the bool column `flag` set, and the
+// case `off` without.
+void addEngineFlagRows(const char *flag, const char *on, const char *off)
+{
+    QTest::addColumn<DbEngine>("engine");
+    QTest::addColumn<bool>(flag);
+    for (DbEngine e : TestDatabase::engines()) {
+        engineRow(e, on) << true;
+        engineRow(e, off) << false;
+    }
+}
 
 // A template that differs from the demo one in its title and detail text, so
 // the test can tell which row was loaded.
@@ -101,7 +161,59 @@ QString printAndRead(const QString &pdf, QString *error)
     return text.value_or(QString());
 }
 
+QAction *toolbarButton(frmUserDesign *form, const QString &key)
+{
+    auto *bar = form->findChild<QToolBar *>(QStringLiteral("Toolbar1"));
+    if (!bar)
+        return nullptr;
+    for (QAction *a : bar->actions())
+        if (a->objectName() == key)
+            return a;
+    return nullptr;
+}
+
+void triggerMenu(frmUserDesign *form, const char *name)
+{
+    form->findChild<QAction *>(QString::fromLatin1(name))->trigger();
+}
+
+// Opens the designer as the editor's menu does; null when it did not open.
+frmUserDesign *openDesigner()
+{
+    menuDesignModle(nullptr, false);
+    return frmUserDesign::existingInstance();
+}
+
+// The rows under a key, and the first one's columns besides the template:
+// type, view, file, name, order clause and default flag, NULL shown as such.
+struct Row {
+    int count = 0;
+    QStringList columns;
+    QByteArray content;
+};
+
+Row readRow(TestDatabase &db, int key)
+{
+    Row row;
+    Recordset rs = db.conn().openRecordset(QStringLiteral("select * from tblBillPrint where finterid=%1").arg(key));
+    row.count = rs.recordCount();
+    if (rs.eof())
+        return row;
+    for (const char *name : {"ftypeid", "fViewName", "fFileName", "fReportName", "fOrderSQL", "fIsDefault"}) {
+        const QVariant v = rs.value(QString::fromLatin1(name));
+        row.columns << (v.isNull() ? QStringLiteral("<null>") : Recordset::variantText(v));
+    }
+    row.content = rs.value(QStringLiteral("fcontent")).toByteArray();
+    return row;
+}
+
 } // namespace
+
+// Declares `name`, a session on a small demo database; the test stops when
+// the session did not start.
+#define START_ENV(name, ...) \
+    Env name(__VA_ARGS__); \
+    QVERIFY2(name.startError.isEmpty(), qPrintable(name.startError))
 
 class tst_BillPrinting : public QObject {
     Q_OBJECT
@@ -177,7 +289,7 @@ private slots:
         QFETCH(bool, appFolder);
         START_ENV(env, engine);
         if (appFolder)
-            env.makeAppFolder();
+            QDir().mkpath(env.appPath());
         else
             QVERIFY(!QFileInfo::exists(env.appPath()));
         const QString folder = appFolder ? env.appPath() : env.ts.folder() + QStringLiteral("/tmp");
@@ -382,6 +494,9 @@ private slots:
         QCOMPARE(session().gIniPath, ini);
     }
 
+    // The busiest demo invoice printed to PDF: its header, stock bills and
+    // total in the text, every font embedded. Then the same invoice matched
+    // against 70 stock bills: more rows than one page holds.
     void printedPdf_data() { addEngineRows(); }
     void printedPdf()
     {
@@ -394,10 +509,9 @@ private slots:
         session().gCurInterId = bill;
 
         Recordset head = env.db.conn().openRecordset(
-            QStringLiteral("select a.fbillno,s.fname as fsupplier,a.fAmount from tblFP as a "
+            QStringLiteral("select a.fbillno,s.fname as fsupplier from tblFP as a "
                            "left join tblItem as s on s.fitemid=a.fSupplyId where a.finterid=%1").arg(bill));
         QVERIFY(!head.eof());
-        const QString billNo = head.text(QStringLiteral("fbillno"));
         const QString supplier = head.text(QStringLiteral("fsupplier"));
         QVERIFY(supplier.contains(QStringLiteral("公司")));
         const Amount total = Amount::fromVariant(
@@ -418,7 +532,8 @@ private slots:
         QVERIFY(env.prompts().calls.empty());
 
         const QString flat = glyphs(text);
-        const QStringList printed = QStringList{QStringLiteral("采购发票"), QStringLiteral("江南示范商贸有限公司"), billNo,
+        const QString company = QStringLiteral("江南示范商贸有限公司");
+        const QStringList printed = QStringList{QStringLiteral("采购发票"), company, head.text(QStringLiteral("fbillno")),
                                                 supplier, QStringLiteral("第1页/共1页")} + stockBills;
         for (const QString &expected : printed)
             QVERIFY2(flat.contains(glyphs(expected)), qPrintable(expected + u'\n' + text.left(800)));
@@ -428,23 +543,12 @@ private slots:
         QVERIFY2(flat.count(glyphs(totalText)) >= 2, qPrintable(totalText + u'\n' + text.left(1500)));
         // Read as characters, not glyphs, the shared glyphs come back wrong.
         QEXPECT_FAIL("", "text extraction maps 示 to the radical U+2F70 (glyph shared in the font)", Continue);
-        QVERIFY(squeezed(text).contains(QStringLiteral("江南示范商贸有限公司")));
-
+        QVERIFY(squeezed(text).contains(company));
         const auto fonts = pdf_tools::fonts(pdf);
         QVERIFY(fonts && !fonts->isEmpty());
         for (const pdf_tools::Font &font : *fonts)
             QVERIFY2(font.embedded, qPrintable(font.name));
-    }
 
-    void longInvoiceSpansPages_data() { addEngineRows(); }
-    void longInvoiceSpansPages()
-    {
-        QFETCH(DbEngine, engine);
-        if (QStandardPaths::findExecutable(QStringLiteral("pdftotext")).isEmpty())
-            QSKIP("pdftotext (poppler-utils) is not installed");
-        START_ENV(env, engine);
-        // One invoice matched against 70 stock bills: more rows than one page holds.
-        const int bill = env.busiestInvoice();
         env.db.exec(QStringLiteral("delete from tblFPEntry where finterid=%1").arg(bill));
         Recordset stock = env.db.conn().openRecordset(QStringLiteral("select top 70 finterid,fbillno from icstockbill order by finterid"));
         QCOMPARE(stock.recordCount(), 70);
@@ -454,12 +558,8 @@ private slots:
                             .arg(bill).arg(entry).arg(stock.text(QStringLiteral("finterid"))));
             numbers << stock.text(QStringLiteral("fbillno"));
         }
-        session().gCurInterId = bill;
-
-        QString error;
-        const QString text = printAndRead(env.ts.folder() + QStringLiteral("/long.pdf"), &error);
-        QVERIFY2(!text.isEmpty(), qPrintable(error));
-        const QStringList pages = pdfPages(text);
+        const QStringList pages = pdfPages(printAndRead(env.ts.folder() + QStringLiteral("/long.pdf"), &error));
+        QVERIFY2(!pages.isEmpty(), qPrintable(error));
         const int count = billReport().layout().pageCount();
         QVERIFY(count >= 2);
         QCOMPARE(int(pages.size()), count);
@@ -473,10 +573,289 @@ private slots:
         }
         QCOMPARE(seen, int(numbers.size()));
         // The company title and the totals only once: on the first and last page.
-        const QString company = glyphs(QStringLiteral("江南示范商贸有限公司"));
-        QVERIFY(glyphs(pages.first()).contains(company));
-        QVERIFY(!glyphs(pages.last()).contains(company));
+        QVERIFY(glyphs(pages.first()).contains(glyphs(company)));
+        QVERIFY(!glyphs(pages.last()).contains(glyphs(company)));
         QVERIFY(glyphs(pages.last()).contains(glyphs(QStringLiteral("87.50"))));
+    }
+
+    void opensDefaultTemplate_data() { addEngineFlagRows("withRow", "default-row", "no-default-row"); }
+    void opensDefaultTemplate()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, withRow);
+        START_ENV(env, engine);
+        const QByteArray stored = env.storedContent();
+        if (!withRow)
+            env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
+        // A working file from an earlier session is replaced, or, without a
+        // default template, not opened again.
+        QDir().mkpath(env.appPath());
+        const QString work = env.appPath() + QStringLiteral("/DesignTemp.grf");
+        {
+            QFile f(work);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write("{ left over }");
+        }
+        QCOMPARE(designWorkFile(), work);
+
+        frmUserDesign *form = openDesigner();
+        QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
+        QVERIFY(form);
+        QVERIFY(form->isVisible());
+        QCOMPARE(form->workFile(), work);
+        QVERIFY(form->windowTitle().startsWith(QStringLiteral("采购发票")));
+        QVERIFY(!form->designer()->isModified());
+        if (withRow) {
+            QCOMPARE(form->templateKey(), 1);
+            QCOMPARE(form->designer()->reportTemplate(), *report::templateFromJson(stored));
+            QFile f(work);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), stored);
+        } else {
+            QCOMPARE(form->templateKey(), 0);
+            QCOMPARE(form->designer()->reportTemplate(), report::ReportTemplate());
+            QVERIFY(!QFileInfo::exists(work));
+        }
+        // The commands no other test runs, since they open print dialogs.
+        QVERIFY(toolbarButton(form, QStringLiteral("Preview")));
+        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPreview")));
+        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPrintSetup")));
+
+        // Switching views changes nothing in the template.
+        triggerMenu(form, "MenuPageView");
+        QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Page);
+        triggerMenu(form, "MenuNormalView");
+        QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Normal);
+        QVERIFY(!form->designer()->isModified());
+    }
+
+    void refusedWithoutRight_data() { addEngineRows(); }
+    void refusedWithoutRight()
+    {
+        QFETCH(DbEngine, engine);
+        // The clerk does not hold Q21 in the demo data.
+        START_ENV(env, engine, Demo::kClerkUserId, false);
+        QVERIFY(!openDesigner());
+        QVERIFY(env.prompts().calls.empty());
+        QVERIFY(!QFileInfo::exists(designWorkFile()));
+    }
+
+    // nullFlags: fIsDefault null and an order clause, kept as they are.
+    void saveReplacesRowUnderKey_data() { addEngineFlagRows("nullFlags", "null-default", "demo-row"); }
+    void saveReplacesRowUnderKey()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, nullFlags);
+        START_ENV(env, engine);
+        if (nullFlags)
+            env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=null,fOrderSQL=' order by forderid desc '"));
+        // A template of another bill kind under another key is left alone.
+        env.db.exec(QStringLiteral("insert into tblBillPrint(finterid,ftypeid,fReportName,fViewName,fFileName,fIsDefault) "
+                                   "values(7,72,'其他','vOther','Other.grf',1)"));
+        const Row before = readRow(env.db, 1);
+        QCOMPARE(before.columns.value(0), QStringLiteral("71"));
+        const int rowsBefore = env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt();
+
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        report::ReportDesigner *grds1 = form->designer();
+        grds1->insertItem(report::ItemKind::Text, QStringLiteral("新加的文字"));
+        QVERIFY(grds1->isModified());
+
+        // Saved with the toolbar button, then again from the menu.
+        for (int round = 1; round <= 2; ++round) {
+            env.prompts().clear();
+            if (round == 1)
+                toolbarButton(form, QStringLiteral("Save"))->trigger();
+            else
+                triggerMenu(form, "MenuSaleToModule");
+            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
+            QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Information));
+            QVERIFY(!grds1->isModified());
+
+            const Row after = readRow(env.db, 1);
+            QCOMPARE(after.count, 1);
+            QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt(), rowsBefore);
+            QCOMPARE(after.columns, before.columns);
+            // What was saved loads back as the designer holds it.
+            const auto stored = report::templateFromJson(after.content);
+            QVERIFY(stored);
+            QCOMPARE(*stored, grds1->reportTemplate());
+            QVERIFY(*stored != *report::templateFromJson(before.content));
+            if (round == 1) {
+                grds1->moveSelected(10, 0);
+                QVERIFY(grds1->isModified());
+            }
+        }
+        QCOMPARE(readRow(env.db, 7).count, 1);
+
+        // The saved template is the one the invoice prints with.
+        QVERIFY(initReport());
+        QCOMPARE(billReport().reportTemplate(), grds1->reportTemplate());
+    }
+
+    void saveAsFile_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("answer");   // the file name chosen; empty: cancelled
+        QTest::addColumn<QString>("expected"); // the file written
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "with-suffix") << QStringLiteral("copy.grf") << QStringLiteral("copy.grf");
+            engineRow(e, "without-suffix") << QStringLiteral("copy") << QStringLiteral("copy.grf");
+            engineRow(e, "cancelled") << QString() << QString();
+        }
+    }
+    void saveAsFile()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, answer);
+        QFETCH(QString, expected);
+        START_ENV(env, engine);
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        form->designer()->insertItem(report::ItemKind::Line);
+        const QByteArray stored = env.storedContent();
+        env.prompts().clear();
+        if (!answer.isEmpty())
+            env.prompts().fileNames.push_back(env.ts.folder() + u'/' + answer);
+
+        triggerMenu(form, "MenuFileSaveAS");
+
+        QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
+        QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
+        if (expected.isEmpty()) {
+            QCOMPARE(int(env.prompts().calls.size()), 1);
+        } else {
+            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("文件导出成功!")});
+            const auto written = report::loadTemplate(env.ts.folder() + u'/' + expected);
+            QVERIFY(written);
+            QCOMPARE(*written, form->designer()->reportTemplate());
+        }
+        // A file copy leaves the database as it was and the designer modified.
+        QCOMPARE(env.storedContent(), stored);
+        QVERIFY(form->designer()->isModified());
+    }
+
+    void closing_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<bool>("change");
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<bool>("saved");
+        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "unchanged") << false << 0 << QStringList() << false;
+            engineRow(e, "changed-no") << true << int(Prompt::No) << QStringList{question} << false;
+            engineRow(e, "changed-yes") << true << int(Prompt::Yes) << QStringList{question, QStringLiteral("保存成功!")} << true;
+        }
+    }
+    void closing()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(bool, change);
+        QFETCH(int, answer);
+        QFETCH(QStringList, messages);
+        QFETCH(bool, saved);
+        START_ENV(env, engine);
+        const QByteArray before = env.storedContent();
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        report::ReportTemplate edited;
+        env.prompts().clear();
+        if (change) {
+            form->designer()->insertItem(report::ItemKind::Rect);
+            edited = form->designer()->reportTemplate();
+            env.prompts().answers.push_back(answer);
+        }
+
+        toolbarButton(form, QStringLiteral("Exit"))->trigger();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+        QCOMPARE(env.prompts().messageTexts(), messages);
+        if (!messages.isEmpty()) {
+            QCOMPARE(env.prompts().messages().front().buttons, int(Prompt::YesNo));
+            QCOMPARE(env.prompts().messages().front().title, QStringLiteral("测试"));
+        }
+        QVERIFY(!frmUserDesign::existingInstance());
+        if (saved)
+            QCOMPARE(*report::templateFromJson(env.storedContent()), edited);
+        else
+            QCOMPARE(env.storedContent(), before);
+    }
+
+    void fieldDescription_data() { addEngineRows(); }
+    void fieldDescription()
+    {
+        QFETCH(DbEngine, engine);
+        START_ENV(env, engine);
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
+        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
+
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        triggerMenu(form, "MenuFieldDescription");
+        frmFieldDescription *list = form->fieldDescription();
+        QVERIFY(list);
+        QVERIFY(list->isVisible());
+        QCOMPARE(list->gridRows(), rows + 1);
+        QMap<QString, QString> byField;
+        for (int r = 1; r < list->gridRows(); ++r) {
+            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
+            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
+        }
+        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
+        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
+        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
+        QVERIFY(!byField.contains(QStringLiteral("fOther")));
+
+        // Opening it again refills it instead of adding rows twice.
+        form->MenuFieldDescription_Click();
+        QCOMPARE(list->gridRows(), rows + 1);
+        // The designer offers the same fields for insertion.
+        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
+        QVERIFY(fields);
+        QCOMPARE(fields->count(), rows);
+        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
+    }
+
+    void copyButtons_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QString>("copied"); // empty: nothing goes to the clipboard
+        const QStringList lines{QStringLiteral("单据编号\tfbillno"), QStringLiteral("供应商\tfSupplyIdName"),
+                                QStringLiteral("入库单号\tfStockBillNo")};
+        QTest::newRow("description-first") << QStringLiteral("cmdCopy1") << lines << 1 << QStringLiteral("单据编号");
+        QTest::newRow("field-second") << QStringLiteral("cmdCopy2") << lines << 2 << QStringLiteral("fSupplyIdName");
+        QTest::newRow("description-last") << QStringLiteral("cmdCopy1") << lines << 3 << QStringLiteral("入库单号");
+        QTest::newRow("field-last") << QStringLiteral("cmdCopy2") << lines << 3 << QStringLiteral("fStockBillNo");
+        QTest::newRow("empty-list") << QStringLiteral("cmdCopy2") << QStringList() << 0 << QString();
+    }
+    void copyButtons()
+    {
+        QFETCH(QString, button);
+        QFETCH(QStringList, lines);
+        QFETCH(int, row);
+        QFETCH(QString, copied);
+        TestSession ts;
+        frmFieldDescription list;
+        for (const QString &line : lines)
+            list.addItem(line);
+        list.setCurrentRow(row);
+        QCOMPARE(list.currentRow(), row);
+        auto *b = list.findChild<QPushButton *>(button);
+        QVERIFY(b);
+        QTest::mouseClick(b, Qt::LeftButton);
+        if (copied.isEmpty()) {
+            QVERIFY(ts.prompts().calls.empty());
+        } else {
+            QCOMPARE(int(ts.prompts().calls.size()), 1);
+            QCOMPARE(ts.prompts().calls.front().kind, Prompt::Call::Clipboard);
+            QCOMPARE(ts.prompts().clipboardText, copied);
+        }
     }
 };
 
