@@ -102,7 +102,9 @@ private slots:
             {"isnull2-null-amount", "select isnull(fEndAmount,0) as v from tblFP where finterid=1", 0},
             {"isnull2-amount", "select isnull(fEndAmount,0) as v from tblFP where finterid=2", 120.25},
             {"isnull2-plus-negative", "select isnull(fEndAmount,0)+-20.25 as v from tblFP where finterid=2", 100},
+            {"isnull2-null-text", "select isnull(fNote,'') as v from tblFP where finterid=1", QString()},
             {"isnull2-text", "select isnull(fNote,'') as v from tblFP where finterid=2", QStringLiteral("备注")},
+            {"isnull2-date", "select isnull(fstartdate,'1900-01-01') as v from tblPeriod where fYear=2024 and fPeriod=3", QStringLiteral("1900-01-01")},
             {"isnull2-date-set", "select isnull(fstartdate,'1900-01-01') as v from tblPeriod where fYear=2024 and fPeriod=4", QStringLiteral("2024-04-01")},
             {"isnull2-compare", "select count(*) as v from icstockbill where isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1", 2},
             {"isnull1-true", "select iif(isnull(fNote)=true,'空',fNote) as v from tblFP where finterid=1", QStringLiteral("空")},
@@ -112,6 +114,7 @@ private slots:
             {"isnull1-date", "select count(*) as v from tblPeriod where isnull(fstartdate)=true", 1},
             {"date-parts-where", "select count(*) as v from tblFP where year(fdate)=2024 and month(fdate)=4 and day(fdate)=2", 1},
             {"top", "select top 1 fbillno as v from tblFP order by finterid desc", QStringLiteral("CGFP2024040002")},
+            {"top-subselect", "select count(*) as v from (select top 1 finterid from tblFPEntry order by fEntryId) as a", 1},
             {"matching-partial", "select count(*) as v from vPurFP where 1=1 and isnull(fEndAmount,0)<>0 and "
                                  "abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))", 1},
             {"date-compare", "select count(*) as v from tblFP where fdate>='2024-03-15'   and fdate<='2024-03-31' ", 1},
