@@ -683,78 +683,57 @@ private slots:
         QCOMPARE(billReport().reportTemplate(), grds1->reportTemplate());
     }
 
-    void saveAsFile_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QString>("answer");   // the file name chosen; empty: cancelled
-        QTest::addColumn<QString>("expected"); // the file written
-        for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "with-suffix") << QStringLiteral("copy.grf") << QStringLiteral("copy.grf");
-            engineRow(e, "without-suffix") << QStringLiteral("copy") << QStringLiteral("copy.grf");
-            engineRow(e, "cancelled") << QString() << QString();
-        }
-    }
-    void saveAsFile()
-    {
-        QFETCH(DbEngine, engine);
-        QFETCH(QString, answer);
-        QFETCH(QString, expected);
-        START_ENV(env, engine);
-        frmUserDesign *form = openDesigner();
-        QVERIFY(form);
-        form->designer()->insertItem(report::ItemKind::Line);
-        const QByteArray stored = env.storedContent();
-        env.prompts().clear();
-        if (!answer.isEmpty())
-            env.prompts().fileNames.push_back(env.ts.folder() + u'/' + answer);
-
-        triggerMenu(form, "MenuFileSaveAS");
-
-        QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
-        QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
-        if (expected.isEmpty()) {
-            QCOMPARE(int(env.prompts().calls.size()), 1);
-        } else {
-            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("文件导出成功!")});
-            const auto written = report::loadTemplate(env.ts.folder() + u'/' + expected);
-            QVERIFY(written);
-            QCOMPARE(*written, form->designer()->reportTemplate());
-        }
-        // A file copy leaves the database as it was and the designer modified.
-        QCOMPARE(env.storedContent(), stored);
-        QVERIFY(form->designer()->isModified());
-    }
-
-    void closing_data()
+    // A changed template saved as a file: the database stays as it was and
+    // the designer modified; closing then asks whether to save it.
+    void saveAsFileAndClose_data()
     {
         QTest::addColumn<DbEngine>("engine");
         QTest::addColumn<bool>("change");
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<bool>("saved");
-        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        QTest::addColumn<QString>("file");    // the name chosen to save as; empty: cancelled
+        QTest::addColumn<QString>("written"); // the file written
+        QTest::addColumn<int>("answer");      // to the question on close
         for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "unchanged") << false << 0 << QStringList() << false;
-            engineRow(e, "changed-no") << true << int(Prompt::No) << QStringList{question} << false;
-            engineRow(e, "changed-yes") << true << int(Prompt::Yes) << QStringList{question, QStringLiteral("保存成功!")} << true;
+            engineRow(e, "unchanged") << false << QString() << QString() << 0;
+            engineRow(e, "copy-then-save") << true << QStringLiteral("copy.grf") << QStringLiteral("copy.grf") << int(Prompt::Yes);
+            engineRow(e, "copy-without-suffix-then-discard") << true << QStringLiteral("copy") << QStringLiteral("copy.grf") << int(Prompt::No);
+            engineRow(e, "copy-cancelled-then-save") << true << QString() << QString() << int(Prompt::Yes);
         }
     }
-    void closing()
+    void saveAsFileAndClose()
     {
         QFETCH(DbEngine, engine);
         QFETCH(bool, change);
+        QFETCH(QString, file);
+        QFETCH(QString, written);
         QFETCH(int, answer);
-        QFETCH(QStringList, messages);
-        QFETCH(bool, saved);
         START_ENV(env, engine);
         const QByteArray before = env.storedContent();
         frmUserDesign *form = openDesigner();
         QVERIFY(form);
+        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        QStringList messages;
         report::ReportTemplate edited;
         env.prompts().clear();
         if (change) {
             form->designer()->insertItem(report::ItemKind::Rect);
             edited = form->designer()->reportTemplate();
+            if (!file.isEmpty())
+                env.prompts().fileNames.push_back(env.ts.folder() + u'/' + file);
+            triggerMenu(form, "MenuFileSaveAS");
+            QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
+            QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
+            QCOMPARE(int(env.prompts().calls.size()), written.isEmpty() ? 1 : 2);
+            if (!written.isEmpty()) {
+                messages << QStringLiteral("文件导出成功!");
+                const auto copy = report::loadTemplate(env.ts.folder() + u'/' + written);
+                QVERIFY(copy);
+                QCOMPARE(*copy, edited);
+            }
+            QCOMPARE(env.storedContent(), before);
+            QVERIFY(form->designer()->isModified());
+            messages << question;
+            if (answer == Prompt::Yes)
+                messages << QStringLiteral("保存成功!");
             env.prompts().answers.push_back(answer);
         }
 
@@ -762,12 +741,13 @@ private slots:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 
         QCOMPARE(env.prompts().messageTexts(), messages);
-        if (!messages.isEmpty()) {
-            QCOMPARE(env.prompts().messages().front().buttons, int(Prompt::YesNo));
-            QCOMPARE(env.prompts().messages().front().title, QStringLiteral("测试"));
+        if (change) {
+            const Prompt::Call asked = env.prompts().messages()[size_t(messages.indexOf(question))];
+            QCOMPARE(asked.buttons, int(Prompt::YesNo));
+            QCOMPARE(asked.title, QStringLiteral("测试"));
         }
         QVERIFY(!frmUserDesign::existingInstance());
-        if (saved)
+        if (answer == Prompt::Yes)
             QCOMPARE(*report::templateFromJson(env.storedContent()), edited);
         else
             QCOMPARE(env.storedContent(), before);
