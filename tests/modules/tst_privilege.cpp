@@ -90,72 +90,55 @@ private slots:
     // Every test runs once per engine; those without a database ignore it.
     void initTestCase_data() { addEngineRows(); }
 
+    // database: "schema", "empty" (no privilege table), "missing" (no file).
     void hasPrivilege_data()
     {
+        QTest::addColumn<QString>("database");
         QTest::addColumn<int>("admin");
         QTest::addColumn<QString>("userId");
         QTest::addColumn<QString>("code");
         QTest::addColumn<bool>("granted");
         const QString user = QStringLiteral("2");
-        QTest::newRow("granted") << 0 << user << "Q04" << true;
-        QTest::newRow("other code of the user") << 0 << user << "Q03" << false;
-        QTest::newRow("code of another user") << 0 << user << "Q21" << false;
-        QTest::newRow("no login recorded") << 0 << "0" << "Q04" << false;
-        QTest::newRow("code without the prefix") << 0 << user << "04" << false;
-        QTest::newRow("administrator, code granted to nobody") << 1 << user << "Q21" << true;
-        QTest::newRow("administrator flag other than 1") << 2 << user << "Q21" << false;
+        QTest::newRow("granted") << "schema" << 0 << user << "Q04" << true;
+        QTest::newRow("other code of the user") << "schema" << 0 << user << "Q03" << false;
+        QTest::newRow("code of another user") << "schema" << 0 << user << "Q21" << false;
+        QTest::newRow("no login recorded") << "schema" << 0 << "0" << "Q04" << false;
+        QTest::newRow("code without the prefix") << "schema" << 0 << user << "04" << false;
+        QTest::newRow("administrator, code granted to nobody") << "schema" << 1 << user << "Q21" << true;
+        QTest::newRow("administrator flag other than 1") << "schema" << 2 << user << "Q21" << false;
+        QTest::newRow("administrator needs no database") << "missing" << 1 << user << "Q03" << true;
+        // Errors: unlike the other routines, this path keeps the shared connection open.
+        QTest::newRow("no privilege table") << "empty" << 0 << user << "Q04" << false;
+        QTest::newRow("empty user id") << "schema" << 0 << QString() << "Q04" << false;
     }
 
     void hasPrivilege()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, database);
         QFETCH(int, admin);
         QFETCH(QString, userId);
         QFETCH(QString, code);
         QFETCH(bool, granted);
 
-        Env env(engine);
-        env.grant(2, QStringLiteral("Q04"));
-        env.grant(2, QStringLiteral("Q01"));
-        env.grant(3, QStringLiteral("Q21"));
+        Env env(engine, database == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
+        if (database == u"schema") {
+            env.grant(2, QStringLiteral("Q04"));
+            env.grant(2, QStringLiteral("Q01"));
+            env.grant(3, QStringLiteral("Q21"));
+        } else if (database == u"missing") {
+            session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.ts.folder() + QStringLiteral("/missing/none.db");
+        }
         session().IsAdmin = std::int16_t(admin);
         session().gLoginUserId = userId;
 
         QCOMPARE(HasPrivilege(code), granted);
-        expectQuiet(env.ts);
-    }
-
-    void administratorNeedsNoDatabase()
-    {
-        TestSession ts;
-        Session &s = session();
-        s.IsAdmin = 1;
-        s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
-        QVERIFY(HasPrivilege(QStringLiteral("Q03")));
-        expectQuiet(ts);
-    }
-
-    void privilegeErrorLeavesConnectionOpen_data()
-    {
-        QTest::addColumn<bool>("tables");
-        QTest::addColumn<QString>("userId");
-        QTest::newRow("no privilege table") << false << "2";
-        QTest::newRow("empty user id") << true << QString();
-    }
-
-    void privilegeErrorLeavesConnectionOpen()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(bool, tables);
-        QFETCH(QString, userId);
-
-        Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
-        session().gLoginUserId = userId;
-        QVERIFY(!HasPrivilege(QStringLiteral("Q04")));
-        expectOneError(env.ts);
-        // Unlike the other routines, this path keeps the shared connection open.
-        QVERIFY(session().gConn);
-        QVERIFY(session().gConn->isOpen());
+        if (database == u"empty" || userId.isEmpty()) {
+            expectOneError(env.ts);
+            QVERIFY(session().gConn && session().gConn->isOpen());
+        } else {
+            expectQuiet(env.ts);
+        }
     }
 
     void refusalOfRows_data()
