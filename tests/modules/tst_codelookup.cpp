@@ -76,7 +76,8 @@ private slots:
     // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
 
-    void found_data()
+    // name empty: not found, and the previous result stays as it was.
+    void seekCode_data()
     {
         QTest::addColumn<int>("source");
         QTest::addColumn<int>("classId");
@@ -88,9 +89,20 @@ private slots:
         QTest::newRow("quote in the number") << 1 << kSupplier << "O'Neil" << "奥尼尔贸易" << "23";
         QTest::newRow("goods") << 1 << kGoods << "G001" << "螺丝刀" << "1";
         QTest::newRow("sub-type") << 2 << 7 << "T01" << "增值税发票" << "70";
+        QTest::newRow("locked goods") << 1 << kGoods << "G004" << "" << "";
+        QTest::newRow("locked supplier") << 1 << kSupplier << "S02" << "" << "";
+        QTest::newRow("non-detail code") << 1 << kSupplier << "S" << "" << "";
+        QTest::newRow("code of another class") << 1 << kDepartment << "S01" << "" << "";
+        QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001" << "" << "";
+        QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0" << "" << "";
+        QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%" << "" << "";
+        QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_" << "" << "";
+        QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1" << "" << "";
+        QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'" << "" << "";
+        QTest::newRow("sub-type of another class") << 2 << 8 << "T01" << "" << "";
     }
 
-    void found()
+    void seekCode()
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(int, source);
@@ -100,48 +112,22 @@ private slots:
         QFETCH(QString, id);
 
         Env env(engine);
-        setPreviousResult();
-        QVERIFY(SeekCode(std::int16_t(source), std::int16_t(classId), number));
-        QCOMPARE(session().gItemName, name);
-        QCOMPARE(session().gItemNumber, number);
-        QCOMPARE(session().gItemId, id);
-        if (classId != kGoods || source != 1) // only goods carry the goods fields
-            QCOMPARE(session().gItemModel, QStringLiteral("旧型号"));
-        expectQuiet(env.ts);
-    }
-
-    void notFoundLeavesPreviousResult_data()
-    {
-        QTest::addColumn<int>("source");
-        QTest::addColumn<int>("classId");
-        QTest::addColumn<QString>("number");
-        QTest::newRow("locked goods") << 1 << kGoods << "G004";
-        QTest::newRow("locked supplier") << 1 << kSupplier << "S02";
-        QTest::newRow("non-detail code") << 1 << kSupplier << "S";
-        QTest::newRow("code of another class") << 1 << kDepartment << "S01";
-        QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001";
-        QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0";
-        QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%";
-        QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_";
-        QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1";
-        QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'";
-        QTest::newRow("sub-type of another class") << 2 << 8 << "T01";
-    }
-
-    void notFoundLeavesPreviousResult()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(int, source);
-        QFETCH(int, classId);
-        QFETCH(QString, number);
-
-        Env env(engine);
-        // A successful goods lookup first, so every result field holds a value.
+        // A successful goods lookup first, so every result field holds a
+        // value, some then marked as old.
         QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
+        setPreviousResult();
         const QStringList before = lookupFields();
 
-        QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), number));
-        QCOMPARE(lookupFields(), before);
+        QCOMPARE(SeekCode(std::int16_t(source), std::int16_t(classId), number), !name.isEmpty());
+        if (name.isEmpty()) {
+            QCOMPARE(lookupFields(), before);
+        } else {
+            QCOMPARE(session().gItemName, name);
+            QCOMPARE(session().gItemNumber, number);
+            QCOMPARE(session().gItemId, id);
+            if (classId != kGoods || source != 1) // only goods carry the goods fields
+                QCOMPARE(session().gItemModel, QStringLiteral("旧型号"));
+        }
         expectQuiet(env.ts);
     }
 
