@@ -243,6 +243,7 @@ private slots:
         QFETCH(bool, escape);
         QFETCH(QString, expected);
         Env env(engine);
+        session().intPriceNumber = 3;
         QString title;
         int shownAfterTyping = -1;
         bool closedByKeys = false;
@@ -255,6 +256,16 @@ private slots:
             for (int i = 0; i < downs; ++i)
                 QTest::keyClick(search, Qt::Key_Down);
             auto *list = dialog->findChild<QTableView *>(QStringLiteral("lstCodes"));
+            if (goods && typed.isEmpty() && downs == 0) {
+                // The cells shown: the price right-aligned in the session's
+                // price decimals, none without an icitem row.
+                const QAbstractItemModel *m = list->model();
+                QCOMPARE(m->index(0, 1).data().toString(), QStringLiteral("Bolt"));
+                QCOMPARE(m->index(0, 2).data().toString(), QStringLiteral("m8-STEEL"));
+                QCOMPARE(m->index(0, 3).data().toString(), QStringLiteral("12.500"));
+                QCOMPARE(m->index(0, 3).data(Qt::TextAlignmentRole).toInt(), int(Qt::AlignRight | Qt::AlignVCenter));
+                QCOMPARE(m->index(3, 3).data().toString(), QString());
+            }
             if (downs < 0) // a double-click on the third row
                 doubleClick(list->viewport(), list->visualRect(list->model()->index(2, 1)).center());
             else
