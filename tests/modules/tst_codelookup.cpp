@@ -94,6 +94,7 @@ private slots:
         QTest::newRow("non-detail code") << 1 << kSupplier << "S" << "" << "";
         QTest::newRow("code of another class") << 1 << kDepartment << "S01" << "" << "";
         QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001" << "" << "";
+        QTest::newRow("supplier looked up as goods") << 1 << kGoods << "S01" << "" << "";
         QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0" << "" << "";
         QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%" << "" << "";
         QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_" << "" << "";

@@ -139,41 +139,6 @@ private slots:
         compareValue(rs, QStringLiteral("v"), expected);
     }
 
-    // The goods lookup joins the view with icitem and the linked code; a
-    // code without icitem row must still be found, with empty attributes.
-    void goodsLookupStatement_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QString>("number");
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<QString>("linkedName");
-        for (DbEngine e : TestDatabase::engines()) {
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("without-icitem")))) << e << QStringLiteral("03.0001") << 1 << QString();
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("with-link")))) << e << QStringLiteral("03.0002") << 1
-                                                                                 << QStringLiteral("苏州恒通五金制品有限公司");
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("locked")))) << e << QStringLiteral("03.0003") << 0 << QString();
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("supplier-is-not-goods")))) << e << QStringLiteral("04.001") << 0 << QString();
-        }
-    }
-
-    void goodsLookupStatement()
-    {
-        QFETCH(DbEngine, engine);
-        QFETCH(QString, number);
-        QFETCH(int, rows);
-        QFETCH(QString, linkedName);
-        Connection &conn = shared(engine).conn();
-        Recordset rs = conn.openRecordset(
-            QStringLiteral("select a.*,b.fA as fA1,b.fB as fB1,b.fC as fC1,b.fD as fD1,b.fE as fE1,b.fF as fF1,b.fG as fG1"
-                           ",b.fH as fH1,c.fNumber as fHNumber1,c.fname as fHName1,isnull(b.fUnit,'') as fUnit "
-                           "  from ((vICItem as a  left outer join icitem as b on a.fitemid=b.fitemid)  "
-                           "left outer join tblitem as c on b.fH=c.fitemid) where a.fislock=0  and a.fNumber='")
-            + number + u'\'');
-        QCOMPARE(rs.recordCount(), rows);
-        if (rows)
-            QCOMPARE(rs.text(QStringLiteral("fHName1")), linkedName);
-    }
-
     // One value of a view's row. The goods view lists class-3 codes only,
     // with or without attributes. The bill view gives one row per bill
     // whatever its lookups hold: numbers and names, user names, unmatched
