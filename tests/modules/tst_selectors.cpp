@@ -260,7 +260,9 @@ private slots:
                 // The cells shown: the price right-aligned in the session's
                 // price decimals, none without an icitem row.
                 const QAbstractItemModel *m = list->model();
+                QCOMPARE(m->index(0, 0).data().toString(), QStringLiteral("A100"));
                 QCOMPARE(m->index(0, 1).data().toString(), QStringLiteral("Bolt"));
+                QVERIFY(!m->index(0, 1).data(Qt::ToolTipRole).isValid());
                 QCOMPARE(m->index(0, 2).data().toString(), QStringLiteral("m8-STEEL"));
                 QCOMPARE(m->index(0, 3).data().toString(), QStringLiteral("12.500"));
                 QCOMPARE(m->index(0, 3).data(Qt::TextAlignmentRole).toInt(), int(Qt::AlignRight | Qt::AlignVCenter));
