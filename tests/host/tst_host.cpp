@@ -1,15 +1,22 @@
+#include "platform/Amount.h"
 #include "platform/Connection.h"
 #include "platform/SettingsStore.h"
+#include "support/PdfTools.h"
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 
 #include <QFileInfo>
+#include <QImage>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
 #include <QTest>
 
 #include <memory>
 
-// The purfp host program as a user runs it from a shell.
+// The purfp host program as a user runs it from a shell: init writes the
+// database and the settings store, methods run through the component, the
+// tour walks through the forms without a display.
 class TestHost : public QObject {
     Q_OBJECT
 
@@ -18,12 +25,19 @@ class TestHost : public QObject {
         QString out;
         QString err;
     };
-    static Run purfp(const QStringList &args, const QString &passwordVariable = QString(), const QByteArray &input = QByteArray())
+    // With `forms`, the forms are shown, on no display; otherwise methods are
+    // called for the host's binding and nobody closes forms.
+    static Run purfp(const QStringList &args, const QString &passwordVariable = QString(), const QByteArray &input = QByteArray(),
+                     bool forms = false)
     {
         QProcess p;
-        // Methods are called for the host's binding; nobody closes forms here.
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("PURFP_NO_FORMS"), QStringLiteral("1"));
+        if (forms) {
+            env.remove(QStringLiteral("DISPLAY"));
+            env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        } else {
+            env.insert(QStringLiteral("PURFP_NO_FORMS"), QStringLiteral("1"));
+        }
         env.remove(QStringLiteral("PURFP_DB_PASSWORD"));
         if (!passwordVariable.isEmpty())
             env.insert(QStringLiteral("PURFP_DB_PASSWORD"), passwordVariable);
@@ -31,7 +45,7 @@ class TestHost : public QObject {
         p.start(qEnvironmentVariable("PURFP_BIN_DIR") + QStringLiteral("/purfp"), args);
         p.write(input);
         p.closeWriteChannel();
-        p.waitForFinished(300000);
+        p.waitForFinished(600000);
         return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
@@ -177,6 +191,72 @@ private slots:
         QCOMPARE(r.exitCode, exitCode);
         QVERIFY2(r.err.contains(message) || r.out.contains(message), qPrintable(r.err + r.out));
         QVERIFY2(!r.err.isEmpty() || !r.out.isEmpty(), "a failure is never silent");
+    }
+
+    // The tour on a fresh demo database: what it says it wrote is there, and
+    // the database holds the one invoice it entered and audited.
+    void tourWritesPicturesWorkbookAndPdf()
+    {
+        TestSession t;
+        const QString db = t.folder() + QStringLiteral("/data/demo.db");
+        Run r = purfp({QStringLiteral("init"), QStringLiteral("--db"), db, QStringLiteral("--demo")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        Connection conn(QStringLiteral("Driver=SQLite;Database=") + db);
+        conn.open();
+        const qint64 before = conn.openRecordset(QStringLiteral("select count(*) as n from tblFP")).value(0).toLongLong();
+        const qint64 lastId = conn.openRecordset(QStringLiteral("select isnull(max(finterid),0) as n from tblFP")).value(0).toLongLong();
+        conn.close();
+
+        r = purfp({QStringLiteral("tour")}, QString(), QByteArray(), true);
+        QVERIFY(r.exitCode != 0 && !r.err.isEmpty()); // no output folder
+        const QString out = t.folder() + QStringLiteral("/tour out");
+        r = purfp({QStringLiteral("tour"), QStringLiteral("--out"), out}, QString(), QByteArray(), true);
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+
+        // One path per line, each inside the output folder and present.
+        const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
+        const QStringList expected{QStringLiteral("采购发票.png"), QStringLiteral("采购发票.pdf"), QStringLiteral("发票查询.png"),
+                                   QStringLiteral("发票列表.png"), QStringLiteral("发票列表.xlsx")};
+        QCOMPARE(lines.size(), expected.size());
+        for (const QString &name : expected) {
+            const QString path = out + u'/' + name;
+            QVERIFY2(lines.contains(path), qPrintable(name));
+            QFile file(path);
+            QVERIFY2(file.open(QIODevice::ReadOnly) && file.size() > 0, qPrintable(path));
+            const QByteArray magic = file.read(5);
+            if (name.endsWith(QStringLiteral(".png"))) {
+                // A picture of a form, not a blank rectangle.
+                const QImage image(path);
+                QVERIFY2(image.width() > 200 && image.height() > 150, qPrintable(name));
+                QSet<QRgb> colours;
+                for (int y = 0; y < image.height(); y += 7)
+                    for (int x = 0; x < image.width(); x += 7)
+                        colours.insert(image.pixel(x, y));
+                QVERIFY2(colours.size() > 3, qPrintable(name));
+            } else {
+                QVERIFY2(magic.startsWith(name.endsWith(QStringLiteral(".pdf")) ? "%PDF-" : "PK"), qPrintable(name)); // PDF, or xlsx (zip)
+            }
+        }
+
+        // Exactly one new invoice, audited by the administrator, its entries
+        // adding up to its total; the PDF is that invoice.
+        conn.open();
+        QCOMPARE(conn.openRecordset(QStringLiteral("select count(*) as n from tblFP")).value(0).toLongLong(), before + 1);
+        Recordset bill = conn.openRecordset(QStringLiteral("select finterid,fbillno,fstatus,fchecker,fAmount from tblFP where finterid>")
+                                            + QString::number(lastId));
+        QVERIFY(!bill.eof());
+        QCOMPARE(bill.value(QStringLiteral("fstatus")).toInt(), 1);
+        QCOMPARE(bill.value(QStringLiteral("fchecker")).toInt(), 1);
+        const QString billNo = bill.text(QStringLiteral("fbillno"));
+        QVERIFY(!billNo.isEmpty());
+        const Amount total = Amount::fromVariant(bill.value(QStringLiteral("fAmount")));
+        QVERIFY(total.units() > 0);
+        const Amount entries = Amount::fromVariant(
+            conn.openRecordset(QStringLiteral("select sum(fHXAmount) as s from tblFPEntry where fInterId=") + bill.text(QStringLiteral("finterid"))).value(0));
+        QCOMPARE(entries.toString(), total.toString());
+        conn.close();
+        if (const auto text = pdf_tools::runTool(QStringLiteral("pdftotext"), {out + QStringLiteral("/采购发票.pdf"), QStringLiteral("-")}))
+            QVERIFY2(QString(*text).remove(QRegularExpression(QStringLiteral("\\s"))).contains(billNo), qPrintable(billNo));
     }
 };
 

@@ -33,175 +33,166 @@ class TestBillNumbering : public QObject {
 private slots:
     // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
-    void rendering_data();
-    void rendering();
-    void templateOfTheRequestedKind();
-    void keepSerialRightAfterStartup();
-    void keepSerialReusesLastDraw();
-    void releasedNumbers_data();
-    void releasedNumbers();
-    void databaseErrorGivesEmptyNumber_data();
-    void databaseErrorGivesEmptyNumber();
-};
 
-void TestBillNumbering::rendering_data()
-{
-    QTest::addColumn<QString>("preLetter");
-    QTest::addColumn<qint64>("lastSequence");
-    QTest::addColumn<int>("length");
-    QTest::addColumn<int>("yearDigits"); // -1 = null
-    QTest::addColumn<QDate>("billDate");
-    QTest::addColumn<QString>("number");
-    QTest::addColumn<QString>("serial");
+    void rendering_data()
+    {
+        QTest::addColumn<QString>("preLetter");
+        QTest::addColumn<qint64>("lastSequence");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<int>("yearDigits"); // -1 = null
+        QTest::addColumn<QDate>("billDate");
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<QString>("serial");
 
-    const QDate may7(2013, 5, 7);
-    QTest::newRow("padded to length") << "FP序号" << qint64(9) << 4 << -1 << may7 << "FP0010" << "0010";
-    QTest::newRow("exactly the length") << "FP序号" << qint64(999) << 4 << -1 << may7 << "FP1000" << "1000";
-    QTest::newRow("longer than the length is not cut") << "FP序号" << qint64(99999) << 4 << -1 << may7 << "FP100000" << "100000";
-    QTest::newRow("length zero") << "序号" << qint64(0) << 0 << -1 << may7 << "1" << "1";
-    QTest::newRow("null year digits mean 2") << "CG年月日-序号" << qint64(0) << 3 << -1 << may7 << "CG130507-001" << "001";
-    QTest::newRow("two year digits") << "CG年月日-序号" << qint64(0) << 3 << 2 << may7 << "CG130507-001" << "001";
-    QTest::newRow("four year digits") << "CG年月日-序号" << qint64(0) << 3 << 4 << may7 << "CG20130507-001" << "001";
-    QTest::newRow("two-digit month and day") << "月日" << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << "1225" << "001";
-    QTest::newRow("placeholders absent") << "CG-FP" << qint64(41) << 4 << 4 << may7 << "CG-FP" << "0042";
-    QTest::newRow("placeholders repeated") << "年年/序号/序号" << qint64(4) << 2 << -1 << may7 << "1313/05/05" << "05";
-}
-
-void TestBillNumbering::rendering()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(QString, preLetter);
-    QFETCH(qint64, lastSequence);
-    QFETCH(int, length);
-    QFETCH(int, yearDigits);
-    QFETCH(QDate, billDate);
-    QFETCH(QString, number);
-    QFETCH(QString, serial);
-
-    Env env(engine);
-    env.addTemplate(71, preLetter, lastSequence, length, yearDigits);
-    session().gBillLength = 6;
-
-    QCOMPARE(MakeBillNo(71, billDate, 0), number);
-    QCOMPARE(session().gBillSerial, serial);
-    QCOMPARE(int(session().gBillLength), length);
-    expectQuiet(env.ts);
-    // Only a proposal: the counter is advanced by the save, not here.
-    QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
-}
-
-void TestBillNumbering::templateOfTheRequestedKind()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    env.addTemplate(71, QStringLiteral("FP序号"), 5, 3);
-    env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
-
-    QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
-    QCOMPARE(int(session().gBillLength), 5);
-
-    // A kind without a row: no number, and nothing else changes either.
-    session().gBillSerial = QStringLiteral("keep");
-    QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
-    QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
-    QCOMPARE(int(session().gBillLength), 5);
-    expectQuiet(env.ts);
-}
-
-void TestBillNumbering::keepSerialRightAfterStartup()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    env.addTemplate(71, QStringLiteral("FP年-序号"), 9, 4, 4);
-    env.ts.writeHostSettings(env.db.connectionString());
-    QCOMPARE(env.ts.start(), QString());
-
-    // Nothing drawn yet: the sequence placeholder renders empty.
-    QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP2024-"));
-    QCOMPARE(session().gBillSerial, QString());
-    QCOMPARE(int(session().gBillLength), 4);
-}
-
-void TestBillNumbering::keepSerialReusesLastDraw()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    env.addTemplate(71, QStringLiteral("FP月日序号"), 9, 4);
-
-    QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP03010010"));
-    // Someone else saved bills meanwhile; re-rendering for a new date keeps
-    // the sequence drawn before.
-    env.db.exec(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+5 where ftypeid=71"));
-    QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP04150010"));
-    QCOMPARE(session().gBillSerial, QStringLiteral("0010"));
-    // Drawing again sees the new counter.
-    QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP04150015"));
-}
-
-void TestBillNumbering::releasedNumbers_data()
-{
-    QTest::addColumn<int>("isAddDelNumber");
-    QTest::addColumn<int>("typeId");
-    QTest::addColumn<QString>("number");
-
-    // "10" comes before "9" in text order, and "0001" belongs to kind 72.
-    QTest::newRow("first released number in text order") << 1 << 71 << "FP10";
-    QTest::newRow("released numbers of the session kind") << 1 << 72 << "XS10";
-    QTest::newRow("reuse switched off") << 0 << 71 << "FP0008";
-}
-
-void TestBillNumbering::releasedNumbers()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(int, isAddDelNumber);
-    QFETCH(int, typeId);
-    QFETCH(QString, number);
-
-    Env env(engine);
-    env.addTemplate(71, QStringLiteral("FP序号"), 7, 4);
-    env.addTemplate(72, QStringLiteral("XS序号"), 7, 4);
-    env.addReleased(71, QStringLiteral("9"));
-    env.addReleased(71, QStringLiteral("10"));
-    env.addReleased(72, QStringLiteral("0001"));
-    session().gIsAddDelNumber = std::int16_t(isAddDelNumber);
-
-    QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 0), number);
-    QCOMPARE(session().gBillSerial, number.mid(2));
-    // The released number is only offered; the save removes it.
-    QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd")).toInt(), 3);
-
-    // keepSerial does not consult the released numbers again.
-    env.db.exec(QStringLiteral("delete from tblBillNoAdd"));
-    QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 1), number);
-}
-
-void TestBillNumbering::databaseErrorGivesEmptyNumber_data()
-{
-    QTest::addColumn<QString>("failure");
-    QTest::newRow("no tables") << "empty";
-    QTest::newRow("released numbers unreadable") << "released";
-    QTest::newRow("database unreachable") << "unreachable";
-}
-
-void TestBillNumbering::databaseErrorGivesEmptyNumber()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(QString, failure);
-
-    Env env(engine, failure == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
-    if (failure == u"released") {
-        env.addTemplate(71, QStringLiteral("FP序号"), 1, 4);
-        env.db.exec(QStringLiteral("drop table tblBillNoAdd"));
-        session().gIsAddDelNumber = 1;
-    } else if (failure == u"unreachable") {
-        session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.db.folder() + QStringLiteral("/missing/none.db");
+        const QDate may7(2013, 5, 7);
+        QTest::newRow("padded to length") << "FP序号" << qint64(9) << 4 << -1 << may7 << "FP0010" << "0010";
+        QTest::newRow("exactly the length") << "FP序号" << qint64(999) << 4 << -1 << may7 << "FP1000" << "1000";
+        QTest::newRow("longer than the length is not cut") << "FP序号" << qint64(99999) << 4 << -1 << may7 << "FP100000" << "100000";
+        QTest::newRow("length zero") << "序号" << qint64(0) << 0 << -1 << may7 << "1" << "1";
+        QTest::newRow("null year digits mean 2") << "CG年月日-序号" << qint64(0) << 3 << -1 << may7 << "CG130507-001" << "001";
+        QTest::newRow("two year digits") << "CG年月日-序号" << qint64(0) << 3 << 2 << may7 << "CG130507-001" << "001";
+        QTest::newRow("four year digits") << "CG年月日-序号" << qint64(0) << 3 << 4 << may7 << "CG20130507-001" << "001";
+        QTest::newRow("two-digit month and day") << "月日" << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << "1225" << "001";
+        QTest::newRow("placeholders absent") << "CG-FP" << qint64(41) << 4 << 4 << may7 << "CG-FP" << "0042";
+        QTest::newRow("placeholders repeated") << "年年/序号/序号" << qint64(4) << 2 << -1 << may7 << "1313/05/05" << "05";
     }
-    session().msgTitle = QStringLiteral("进销存");
 
-    QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QString());
-    expectOneError(env.ts);
-    QVERIFY(!session().gConn);
-}
+    void rendering()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, preLetter);
+        QFETCH(qint64, lastSequence);
+        QFETCH(int, length);
+        QFETCH(int, yearDigits);
+        QFETCH(QDate, billDate);
+        QFETCH(QString, number);
+        QFETCH(QString, serial);
+
+        Env env(engine);
+        env.addTemplate(71, preLetter, lastSequence, length, yearDigits);
+        session().gBillLength = 6;
+
+        QCOMPARE(MakeBillNo(71, billDate, 0), number);
+        QCOMPARE(session().gBillSerial, serial);
+        QCOMPARE(int(session().gBillLength), length);
+        expectQuiet(env.ts);
+        // Only a proposal: the counter is advanced by the save, not here.
+        QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
+    }
+
+    void templateOfTheRequestedKind()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        Env env(engine);
+        env.addTemplate(71, QStringLiteral("FP序号"), 5, 3);
+        env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
+
+        QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
+        QCOMPARE(int(session().gBillLength), 5);
+
+        // A kind without a row: no number, and nothing else changes either.
+        session().gBillSerial = QStringLiteral("keep");
+        QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
+        QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
+        QCOMPARE(int(session().gBillLength), 5);
+        expectQuiet(env.ts);
+    }
+
+    void keepSerialRightAfterStartup()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        Env env(engine);
+        env.addTemplate(71, QStringLiteral("FP年-序号"), 9, 4, 4);
+        env.ts.writeHostSettings(env.db.connectionString());
+        QCOMPARE(env.ts.start(), QString());
+
+        // Nothing drawn yet: the sequence placeholder renders empty.
+        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP2024-"));
+        QCOMPARE(session().gBillSerial, QString());
+        QCOMPARE(int(session().gBillLength), 4);
+    }
+
+    void keepSerialReusesLastDraw()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        Env env(engine);
+        env.addTemplate(71, QStringLiteral("FP月日序号"), 9, 4);
+
+        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP03010010"));
+        // Someone else saved bills meanwhile; re-rendering for a new date keeps
+        // the sequence drawn before.
+        env.db.exec(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+5 where ftypeid=71"));
+        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP04150010"));
+        QCOMPARE(session().gBillSerial, QStringLiteral("0010"));
+        // Drawing again sees the new counter.
+        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP04150015"));
+    }
+
+    void releasedNumbers_data()
+    {
+        QTest::addColumn<int>("isAddDelNumber");
+        QTest::addColumn<int>("typeId");
+        QTest::addColumn<QString>("number");
+
+        // "10" comes before "9" in text order, and "0001" belongs to kind 72.
+        QTest::newRow("first released number in text order") << 1 << 71 << "FP10";
+        QTest::newRow("released numbers of the session kind") << 1 << 72 << "XS10";
+        QTest::newRow("reuse switched off") << 0 << 71 << "FP0008";
+    }
+
+    void releasedNumbers()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(int, isAddDelNumber);
+        QFETCH(int, typeId);
+        QFETCH(QString, number);
+
+        Env env(engine);
+        env.addTemplate(71, QStringLiteral("FP序号"), 7, 4);
+        env.addTemplate(72, QStringLiteral("XS序号"), 7, 4);
+        env.addReleased(71, QStringLiteral("9"));
+        env.addReleased(71, QStringLiteral("10"));
+        env.addReleased(72, QStringLiteral("0001"));
+        session().gIsAddDelNumber = std::int16_t(isAddDelNumber);
+
+        QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 0), number);
+        QCOMPARE(session().gBillSerial, number.mid(2));
+        // The released number is only offered; the save removes it.
+        QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd")).toInt(), 3);
+
+        // keepSerial does not consult the released numbers again.
+        env.db.exec(QStringLiteral("delete from tblBillNoAdd"));
+        QCOMPARE(MakeBillNo(std::int16_t(typeId), QDate(2024, 1, 1), 1), number);
+    }
+
+    void databaseErrorGivesEmptyNumber_data()
+    {
+        QTest::addColumn<QString>("failure");
+        QTest::newRow("no tables") << "empty";
+        QTest::newRow("released numbers unreadable") << "released";
+        QTest::newRow("database unreachable") << "unreachable";
+    }
+
+    void databaseErrorGivesEmptyNumber()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, failure);
+
+        Env env(engine, failure == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
+        if (failure == u"released") {
+            env.addTemplate(71, QStringLiteral("FP序号"), 1, 4);
+            env.db.exec(QStringLiteral("drop table tblBillNoAdd"));
+            session().gIsAddDelNumber = 1;
+        } else if (failure == u"unreachable") {
+            session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.db.folder() + QStringLiteral("/missing/none.db");
+        }
+        session().msgTitle = QStringLiteral("进销存");
+
+        QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QString());
+        expectOneError(env.ts);
+        QVERIFY(!session().gConn);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestBillNumbering)
 #include "tst_billnumbering.moc"

@@ -75,141 +75,120 @@ class TestCodeLookup : public QObject {
 private slots:
     // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
-    void found_data();
-    void found();
-    void notFoundLeavesPreviousResult_data();
-    void notFoundLeavesPreviousResult();
-    void goodsFields_data();
-    void goodsFields();
-    void databaseErrors_data();
-    void databaseErrors();
+
+    // name empty: not found, and the previous result stays as it was.
+    void seekCode_data()
+    {
+        QTest::addColumn<int>("source");
+        QTest::addColumn<int>("classId");
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("id");
+        QTest::newRow("supplier") << 1 << kSupplier << "S01" << "华强电子" << "20";
+        QTest::newRow("department") << 1 << kDepartment << "D01" << "采购部" << "24";
+        QTest::newRow("quote in the number") << 1 << kSupplier << "O'Neil" << "奥尼尔贸易" << "23";
+        QTest::newRow("goods") << 1 << kGoods << "G001" << "螺丝刀" << "1";
+        QTest::newRow("sub-type") << 2 << 7 << "T01" << "增值税发票" << "70";
+        QTest::newRow("locked goods") << 1 << kGoods << "G004" << "" << "";
+        QTest::newRow("locked supplier") << 1 << kSupplier << "S02" << "" << "";
+        QTest::newRow("non-detail code") << 1 << kSupplier << "S" << "" << "";
+        QTest::newRow("code of another class") << 1 << kDepartment << "S01" << "" << "";
+        QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001" << "" << "";
+        QTest::newRow("supplier looked up as goods") << 1 << kGoods << "S01" << "" << "";
+        QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0" << "" << "";
+        QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%" << "" << "";
+        QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_" << "" << "";
+        QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1" << "" << "";
+        QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'" << "" << "";
+        QTest::newRow("sub-type of another class") << 2 << 8 << "T01" << "" << "";
+    }
+
+    void seekCode()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(int, source);
+        QFETCH(int, classId);
+        QFETCH(QString, number);
+        QFETCH(QString, name);
+        QFETCH(QString, id);
+
+        Env env(engine);
+        // A successful goods lookup first, so every result field holds a
+        // value, some then marked as old.
+        QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
+        setPreviousResult();
+        const QStringList before = lookupFields();
+
+        QCOMPARE(SeekCode(std::int16_t(source), std::int16_t(classId), number), !name.isEmpty());
+        if (name.isEmpty()) {
+            QCOMPARE(lookupFields(), before);
+        } else {
+            QCOMPARE(session().gItemName, name);
+            QCOMPARE(session().gItemNumber, number);
+            QCOMPARE(session().gItemId, id);
+            if (classId != kGoods || source != 1) // only goods carry the goods fields
+                QCOMPARE(session().gItemModel, QStringLiteral("旧型号"));
+        }
+        expectQuiet(env.ts);
+    }
+
+    void goodsFields_data()
+    {
+        QTest::addColumn<QString>("number");
+        QTest::addColumn<QStringList>("fields"); // as lookupFields() lists them
+        // Missing or null attributes of icitem read as empty text, 0 or 1900-01-01.
+        const QStringList defaults{"", "", "0", "0", "", "", "", "0", "0", "1900-01-01", "1900-01-01", "0", "", ""};
+        // fH links to D01, whose number and name come along.
+        QTest::newRow("every attribute") << "G001"
+                                         << QStringList{"螺丝刀", "G001", "1", "PH2", "把", "12.5", "18.75", "红", "大", "进口", "3.25", "7",
+                                                        "2024-02-29", "2025-01-31", "24", "D01", "采购部"};
+        QTest::newRow("icitem row missing") << "G002" << QStringList{"扳手", "G002", "2"} + defaults;
+        QTest::newRow("icitem attributes null") << "G003" << QStringList{"钳子", "G003", "3"} + defaults;
+    }
+
+    void goodsFields()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, number);
+        QFETCH(QStringList, fields);
+        Env env(engine);
+        env.db.exec(QStringLiteral("update icitem set fH=24 where fitemid=1"));
+        // A full result first, so that every field has to be written anew.
+        QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
+
+        QVERIFY(SeekCode(1, kGoods, number));
+        QCOMPARE(lookupFields(), fields);
+    }
+
+    void databaseErrors_data()
+    {
+        QTest::addColumn<bool>("tables");
+        QTest::addColumn<int>("source");
+        QTest::addColumn<int>("classId");
+        QTest::newRow("no tables, goods") << false << 1 << kGoods;
+        QTest::newRow("no tables, item") << false << 1 << kSupplier;
+        QTest::newRow("no tables, sub-type") << false << 2 << 7;
+        QTest::newRow("unknown source") << true << 3 << kSupplier;
+    }
+
+    void databaseErrors()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(bool, tables);
+        QFETCH(int, source);
+        QFETCH(int, classId);
+
+        Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
+        session().msgTitle = QStringLiteral("进销存");
+        setPreviousResult();
+        const QStringList before = lookupFields();
+
+        QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), QStringLiteral("S01")));
+        expectOneError(env.ts);
+        QCOMPARE(lookupFields(), before);
+        QVERIFY(!session().gConn);
+    }
 };
-
-void TestCodeLookup::found_data()
-{
-    QTest::addColumn<int>("source");
-    QTest::addColumn<int>("classId");
-    QTest::addColumn<QString>("number");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("id");
-    QTest::newRow("supplier") << 1 << kSupplier << "S01" << "华强电子" << "20";
-    QTest::newRow("department") << 1 << kDepartment << "D01" << "采购部" << "24";
-    QTest::newRow("quote in the number") << 1 << kSupplier << "O'Neil" << "奥尼尔贸易" << "23";
-    QTest::newRow("goods") << 1 << kGoods << "G001" << "螺丝刀" << "1";
-    QTest::newRow("sub-type") << 2 << 7 << "T01" << "增值税发票" << "70";
-}
-
-void TestCodeLookup::found()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(int, source);
-    QFETCH(int, classId);
-    QFETCH(QString, number);
-    QFETCH(QString, name);
-    QFETCH(QString, id);
-
-    Env env(engine);
-    setPreviousResult();
-    QVERIFY(SeekCode(std::int16_t(source), std::int16_t(classId), number));
-    QCOMPARE(session().gItemName, name);
-    QCOMPARE(session().gItemNumber, number);
-    QCOMPARE(session().gItemId, id);
-    if (classId != kGoods || source != 1) // only goods carry the goods fields
-        QCOMPARE(session().gItemModel, QStringLiteral("旧型号"));
-    expectQuiet(env.ts);
-}
-
-void TestCodeLookup::notFoundLeavesPreviousResult_data()
-{
-    QTest::addColumn<int>("source");
-    QTest::addColumn<int>("classId");
-    QTest::addColumn<QString>("number");
-    QTest::newRow("locked goods") << 1 << kGoods << "G004";
-    QTest::newRow("locked supplier") << 1 << kSupplier << "S02";
-    QTest::newRow("non-detail code") << 1 << kSupplier << "S";
-    QTest::newRow("code of another class") << 1 << kDepartment << "S01";
-    QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001";
-    QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0";
-    QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%";
-    QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_";
-    QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1";
-    QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'";
-    QTest::newRow("sub-type of another class") << 2 << 8 << "T01";
-}
-
-void TestCodeLookup::notFoundLeavesPreviousResult()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(int, source);
-    QFETCH(int, classId);
-    QFETCH(QString, number);
-
-    Env env(engine);
-    // A successful goods lookup first, so every result field holds a value.
-    QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
-    const QStringList before = lookupFields();
-
-    QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), number));
-    QCOMPARE(lookupFields(), before);
-    expectQuiet(env.ts);
-}
-
-void TestCodeLookup::goodsFields_data()
-{
-    QTest::addColumn<QString>("number");
-    QTest::addColumn<QStringList>("fields"); // as lookupFields() lists them
-    // Missing or null attributes of icitem read as empty text, 0 or 1900-01-01.
-    const QStringList defaults{"", "", "0", "0", "", "", "", "0", "0", "1900-01-01", "1900-01-01", "0", "", ""};
-    // fH links to D01, whose number and name come along.
-    QTest::newRow("every attribute") << "G001"
-                                     << QStringList{"螺丝刀", "G001", "1", "PH2", "把", "12.5", "18.75", "红", "大", "进口", "3.25", "7",
-                                                    "2024-02-29", "2025-01-31", "24", "D01", "采购部"};
-    QTest::newRow("icitem row missing") << "G002" << QStringList{"扳手", "G002", "2"} + defaults;
-    QTest::newRow("icitem attributes null") << "G003" << QStringList{"钳子", "G003", "3"} + defaults;
-}
-
-void TestCodeLookup::goodsFields()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(QString, number);
-    QFETCH(QStringList, fields);
-    Env env(engine);
-    env.db.exec(QStringLiteral("update icitem set fH=24 where fitemid=1"));
-    // A full result first, so that every field has to be written anew.
-    QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
-
-    QVERIFY(SeekCode(1, kGoods, number));
-    QCOMPARE(lookupFields(), fields);
-}
-
-void TestCodeLookup::databaseErrors_data()
-{
-    QTest::addColumn<bool>("tables");
-    QTest::addColumn<int>("source");
-    QTest::addColumn<int>("classId");
-    QTest::newRow("no tables, goods") << false << 1 << kGoods;
-    QTest::newRow("no tables, item") << false << 1 << kSupplier;
-    QTest::newRow("no tables, sub-type") << false << 2 << 7;
-    QTest::newRow("unknown source") << true << 3 << kSupplier;
-}
-
-void TestCodeLookup::databaseErrors()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(bool, tables);
-    QFETCH(int, source);
-    QFETCH(int, classId);
-
-    Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
-    session().msgTitle = QStringLiteral("进销存");
-    setPreviousResult();
-    const QStringList before = lookupFields();
-
-    QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), QStringLiteral("S01")));
-    expectOneError(env.ts);
-    QCOMPARE(lookupFields(), before);
-    QVERIFY(!session().gConn);
-}
 
 QTEST_GUILESS_MAIN(TestCodeLookup)
 #include "tst_codelookup.moc"

@@ -89,290 +89,250 @@ class TestPrivilege : public QObject {
 private slots:
     // Every test runs once per engine; those without a database ignore it.
     void initTestCase_data() { addEngineRows(); }
-    void hasPrivilege_data();
-    void hasPrivilege();
-    void administratorNeedsNoDatabase();
-    void privilegeErrorLeavesConnectionOpen_data();
-    void privilegeErrorLeavesConnectionOpen();
 
-    void refusalOfRows_data();
-    void refusalOfRows();
-    void checkBills_data();
-    void checkBills();
-    void checkBillsDatabaseError();
-    void auditLostToAnotherWorkstation();
-    void concurrentAuditsOfOverlappingLists();
-};
-
-void TestPrivilege::hasPrivilege_data()
-{
-    QTest::addColumn<int>("admin");
-    QTest::addColumn<QString>("userId");
-    QTest::addColumn<QString>("code");
-    QTest::addColumn<bool>("granted");
-    const QString user = QStringLiteral("2");
-    QTest::newRow("granted") << 0 << user << "Q04" << true;
-    QTest::newRow("other code of the user") << 0 << user << "Q03" << false;
-    QTest::newRow("code of another user") << 0 << user << "Q21" << false;
-    QTest::newRow("no login recorded") << 0 << "0" << "Q04" << false;
-    QTest::newRow("code without the prefix") << 0 << user << "04" << false;
-    QTest::newRow("administrator, code granted to nobody") << 1 << user << "Q21" << true;
-    QTest::newRow("administrator flag other than 1") << 2 << user << "Q21" << false;
-}
-
-void TestPrivilege::hasPrivilege()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(int, admin);
-    QFETCH(QString, userId);
-    QFETCH(QString, code);
-    QFETCH(bool, granted);
-
-    Env env(engine);
-    env.grant(2, QStringLiteral("Q04"));
-    env.grant(2, QStringLiteral("Q01"));
-    env.grant(3, QStringLiteral("Q21"));
-    session().IsAdmin = std::int16_t(admin);
-    session().gLoginUserId = userId;
-
-    QCOMPARE(HasPrivilege(code), granted);
-    expectQuiet(env.ts);
-}
-
-void TestPrivilege::administratorNeedsNoDatabase()
-{
-    TestSession ts;
-    Session &s = session();
-    s.IsAdmin = 1;
-    s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
-    QVERIFY(HasPrivilege(QStringLiteral("Q03")));
-    expectQuiet(ts);
-}
-
-void TestPrivilege::privilegeErrorLeavesConnectionOpen_data()
-{
-    QTest::addColumn<bool>("tables");
-    QTest::addColumn<QString>("userId");
-    QTest::newRow("no privilege table") << false << "2";
-    QTest::newRow("empty user id") << true << QString();
-}
-
-void TestPrivilege::privilegeErrorLeavesConnectionOpen()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(bool, tables);
-    QFETCH(QString, userId);
-
-    Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
-    session().gLoginUserId = userId;
-    QVERIFY(!HasPrivilege(QStringLiteral("Q04")));
-    expectOneError(env.ts);
-    // Unlike the other routines, this path keeps the shared connection open.
-    QVERIFY(session().gConn);
-    QVERIFY(session().gConn->isOpen());
-}
-
-void TestPrivilege::refusalOfRows_data()
-{
-    QTest::addColumn<Recordset>("rows");
-    QTest::addColumn<QString>("refusal"); // empty: all pass
-
-    const QString later = QStringLiteral("2024-03-15");
-    const QString early = QStringLiteral("2024-02-29");
-    const QString a = QStringLiteral("A");
-    QTest::newRow("all pass") << billRows({{0, 0, later, "A"}, {QVariant(), QVariant(), QDate(2024, 3, 1), "B"}}) << QString();
-    QTest::newRow("void flag 1") << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}}) << voided("B");
-    QTest::newRow("void flag -1") << billRows({{0, -1, later, "A"}}) << voided(a);
-    QTest::newRow("void flag boolean") << billRows({{0, true, later, "A"}}) << voided(a);
-    QTest::newRow("void flag as text") << billRows({{0, "True", later, "A"}}) << voided(a);
-    QTest::newRow("boolean false is valid") << billRows({{0, false, later, "A"}}) << QString();
-    QTest::newRow("earlier period") << billRows({{0, 0, early, "A"}}) << earlier(a);
-    QTest::newRow("earlier period as a date value") << billRows({{0, 0, QDate(2024, 2, 29), "A"}}) << earlier(a);
-    QTest::newRow("no date") << billRows({{0, 0, QVariant(), "A"}}) << QString();
-    QTest::newRow("audited before earlier period") << billRows({{1, 1, early, "A"}}) << audited(a);
-    QTest::newRow("earlier period before void") << billRows({{0, 1, early, "A"}}) << earlier(a);
-    QTest::newRow("first failing row wins") << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}, {1, 0, later, "C"}}) << voided("B");
-}
-
-void TestPrivilege::refusalOfRows()
-{
-    QFETCH(Recordset, rows);
-    QFETCH(QString, refusal);
-    QCOMPARE(auditRefusal(rows, kPeriodStart).value_or(QString()), refusal);
-}
-
-void TestPrivilege::checkBills_data()
-{
-    QTest::addColumn<QString>("bills");
-    QTest::addColumn<QString>("ids");
-    QTest::addColumn<QString>("message"); // empty: the listed bills are audited
-
-    const QString fp2 = Env::billNo(2);
-    QTest::newRow("three bills") << "nnn" << "1,2,3" << QString();
-    QTest::newRow("part of the bills") << "nnnn" << "2,4" << QString();
-    QTest::newRow("second of three void") << "nvn" << "1,2,3" << voided(fp2);
-    QTest::newRow("second of three void as -1") << "nmn" << "1,2,3" << voided(fp2);
-    QTest::newRow("dated on the period start") << "ns" << "1,2" << QString();
-    QTest::newRow("dated the day before") << "ne" << "1,2" << earlier(fp2);
-    QTest::newRow("already audited") << "an" << "1,2" << audited("FP0001");
-    QTest::newRow("unknown ids") << "nn" << "98,99" << kReadError;
-    QTest::newRow("unknown id among known") << "nn" << "1,99" << QString();
-}
-
-void TestPrivilege::checkBills()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    QFETCH(QString, bills);
-    QFETCH(QString, ids);
-    QFETCH(QString, message);
-
-    Env env(engine);
-    addBills(env, bills);
-    session().gLoginUserId = QStringLiteral("5");
-    const QStringList before = env.billStates();
-
-    const bool audited = CheckBills(ids);
-    QCOMPARE(audited, message.isEmpty());
-    QVERIFY(!session().gConn);
-
-    const auto messages = env.ts.prompts().messages();
-    if (message.isEmpty()) {
-        QVERIFY(messages.empty());
-        // Exactly the listed bills changed, to audited by the logged-in user.
-        QStringList expected = before;
-        for (const QString &id : ids.split(u',')) {
-            const int index = id.toInt() - 1;
-            if (index < expected.size())
-                expected[index] = QStringLiteral("%1:1:5").arg(id);
-        }
-        QCOMPARE(env.billStates(), expected);
-    } else {
-        QCOMPARE(int(messages.size()), 1);
-        QCOMPARE(messages.front().text, message);
-        QCOMPARE(messages.front().icon, int(Prompt::Exclamation));
-        QCOMPARE(messages.front().title, QStringLiteral("进销存"));
-        QCOMPARE(env.billStates(), before);
+    // database: "schema", "empty" (no privilege table), "missing" (no file).
+    void hasPrivilege_data()
+    {
+        QTest::addColumn<QString>("database");
+        QTest::addColumn<int>("admin");
+        QTest::addColumn<QString>("userId");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<bool>("granted");
+        const QString user = QStringLiteral("2");
+        QTest::newRow("granted") << "schema" << 0 << user << "Q04" << true;
+        QTest::newRow("other code of the user") << "schema" << 0 << user << "Q03" << false;
+        QTest::newRow("code of another user") << "schema" << 0 << user << "Q21" << false;
+        QTest::newRow("no login recorded") << "schema" << 0 << "0" << "Q04" << false;
+        QTest::newRow("code without the prefix") << "schema" << 0 << user << "04" << false;
+        QTest::newRow("administrator, code granted to nobody") << "schema" << 1 << user << "Q21" << true;
+        QTest::newRow("administrator flag other than 1") << "schema" << 2 << user << "Q21" << false;
+        QTest::newRow("administrator needs no database") << "missing" << 1 << user << "Q03" << true;
+        // Errors: unlike the other routines, this path keeps the shared connection open.
+        QTest::newRow("no privilege table") << "empty" << 0 << user << "Q04" << false;
+        QTest::newRow("empty user id") << "schema" << 0 << QString() << "Q04" << false;
     }
-}
 
-void TestPrivilege::checkBillsDatabaseError()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    addBills(env, QStringLiteral("nn"));
-    const QStringList before = env.billStates();
+    void hasPrivilege()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, database);
+        QFETCH(int, admin);
+        QFETCH(QString, userId);
+        QFETCH(QString, code);
+        QFETCH(bool, granted);
 
-    for (const QString &ids : {QStringLiteral("1,,2"), QStringLiteral("abc")}) {
-        env.ts.prompts().clear();
-        QVERIFY2(!CheckBills(ids), qPrintable(ids));
-        expectOneError(env.ts);
+        Env env(engine, database == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
+        if (database == u"schema") {
+            env.grant(2, QStringLiteral("Q04"));
+            env.grant(2, QStringLiteral("Q01"));
+            env.grant(3, QStringLiteral("Q21"));
+        } else if (database == u"missing") {
+            session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.ts.folder() + QStringLiteral("/missing/none.db");
+        }
+        session().IsAdmin = std::int16_t(admin);
+        session().gLoginUserId = userId;
+
+        QCOMPARE(HasPrivilege(code), granted);
+        if (database == u"empty" || userId.isEmpty()) {
+            expectOneError(env.ts);
+            QVERIFY(session().gConn && session().gConn->isOpen());
+        } else {
+            expectQuiet(env.ts);
+        }
+    }
+
+    void refusalOfRows_data()
+    {
+        QTest::addColumn<Recordset>("rows");
+        QTest::addColumn<QString>("refusal"); // empty: all pass
+
+        const QString later = QStringLiteral("2024-03-15");
+        const QString early = QStringLiteral("2024-02-29");
+        const QString a = QStringLiteral("A");
+        QTest::newRow("all pass") << billRows({{0, 0, later, "A"}, {QVariant(), QVariant(), QDate(2024, 3, 1), "B"}}) << QString();
+        QTest::newRow("void flag 1") << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}}) << voided("B");
+        QTest::newRow("void flag -1") << billRows({{0, -1, later, "A"}}) << voided(a);
+        QTest::newRow("void flag boolean") << billRows({{0, true, later, "A"}}) << voided(a);
+        QTest::newRow("void flag as text") << billRows({{0, "True", later, "A"}}) << voided(a);
+        QTest::newRow("boolean false is valid") << billRows({{0, false, later, "A"}}) << QString();
+        QTest::newRow("earlier period") << billRows({{0, 0, early, "A"}}) << earlier(a);
+        QTest::newRow("earlier period as a date value") << billRows({{0, 0, QDate(2024, 2, 29), "A"}}) << earlier(a);
+        QTest::newRow("no date") << billRows({{0, 0, QVariant(), "A"}}) << QString();
+        QTest::newRow("audited before earlier period") << billRows({{1, 1, early, "A"}}) << audited(a);
+        QTest::newRow("earlier period before void") << billRows({{0, 1, early, "A"}}) << earlier(a);
+        QTest::newRow("first failing row wins") << billRows({{0, 0, later, "A"}, {0, 1, later, "B"}, {1, 0, later, "C"}}) << voided("B");
+    }
+
+    void refusalOfRows()
+    {
+        QFETCH(Recordset, rows);
+        QFETCH(QString, refusal);
+        QCOMPARE(auditRefusal(rows, kPeriodStart).value_or(QString()), refusal);
+    }
+
+    void checkBills_data()
+    {
+        QTest::addColumn<QString>("bills");
+        QTest::addColumn<QString>("ids");
+        QTest::addColumn<QString>("message"); // empty: the listed bills are audited; "<error>": a database error
+
+        const QString fp2 = Env::billNo(2);
+        QTest::newRow("three bills") << "nnn" << "1,2,3" << QString();
+        QTest::newRow("part of the bills") << "nnnn" << "2,4" << QString();
+        QTest::newRow("second of three void") << "nvn" << "1,2,3" << voided(fp2);
+        QTest::newRow("second of three void as -1") << "nmn" << "1,2,3" << voided(fp2);
+        QTest::newRow("dated on the period start") << "ns" << "1,2" << QString();
+        QTest::newRow("dated the day before") << "ne" << "1,2" << earlier(fp2);
+        QTest::newRow("already audited") << "an" << "1,2" << audited("FP0001");
+        QTest::newRow("unknown ids") << "nn" << "98,99" << kReadError;
+        QTest::newRow("unknown id among known") << "nn" << "1,99" << QString();
+        // A list that is no list of ids fails in the database.
+        QTest::newRow("empty item in the list") << "nn" << "1,,2" << "<error>";
+        QTest::newRow("letters") << "nn" << "abc" << "<error>";
+    }
+
+    void checkBills()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        QFETCH(QString, bills);
+        QFETCH(QString, ids);
+        QFETCH(QString, message);
+
+        Env env(engine);
+        addBills(env, bills);
+        session().gLoginUserId = QStringLiteral("5");
+        const QStringList before = env.billStates();
+
+        const bool audited = CheckBills(ids);
+        QCOMPARE(audited, message.isEmpty());
         QVERIFY(!session().gConn);
-    }
-    QCOMPARE(env.billStates(), before);
-}
 
-void TestPrivilege::auditLostToAnotherWorkstation()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    addBills(env, QStringLiteral("nnnn"));
-
-    // Workstation A has checked bills 1 to 3 ...
-    Connection a(env.db.connectionString());
-    a.open();
-    const Recordset rows = a.openRecordset(QStringLiteral("select fstatus,fcancellation,fdate,fbillno from tblFP where finterid in (1,2,3)"));
-    QVERIFY(!auditRefusal(rows, kPeriodStart));
-
-    // ... when this workstation audits bills 3 and 4.
-    session().gLoginUserId = QStringLiteral("6");
-    QVERIFY(CheckBills(QStringLiteral("3,4")));
-
-    // A's update must not audit bill 3 a second time, nor bills 1 and 2 alone.
-    QVERIFY(!applyAudit(a, QStringLiteral("1,2,3"), QStringLiteral("7"), rows.recordCount()));
-    QVERIFY(!a.inTransaction());
-    const QStringList expected{"1:0:0", "2:0:0", "3:1:6", "4:1:6"};
-    QCOMPARE(env.billStates(), expected);
-
-    // Checking again names the bill that was audited meanwhile.
-    const AuditOutcome outcome = auditBills(a, QStringLiteral("1,2,3"), QStringLiteral("7"), kPeriodStart);
-    QVERIFY(!outcome.audited);
-    QCOMPARE(outcome.refusal, audited(QStringLiteral("FP0003")));
-    QCOMPARE(env.billStates(), expected);
-}
-
-// Two workstations, each with its own connection in its own thread, audit
-// overlapping lists round after round, starting each round together.
-void TestPrivilege::concurrentAuditsOfOverlappingLists()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Env env(engine);
-    constexpr int kRounds = 25;
-    constexpr int kBills = 3 * kRounds + 3;
-    addBills(env, QString(kBills, u'n'));
-
-    struct Call {
-        QList<int> ids;
-        bool audited = false;
-        QString message; // refusal or database error
-    };
-    std::vector<Call> calls[2];
-    std::barrier sync(2);
-    const QString connectionString = env.db.connectionString();
-
-    auto workstation = [&](int which) {
-        Connection conn(connectionString);
-        try {
-            conn.open();
-        } catch (const DbError &e) {
-            calls[which].push_back({{}, false, e.description()});
+        const auto messages = env.ts.prompts().messages();
+        if (message.isEmpty()) {
+            QVERIFY(messages.empty());
+            // Exactly the listed bills changed, to audited by the logged-in user.
+            QStringList expected = before;
+            for (const QString &id : ids.split(u',')) {
+                const int index = id.toInt() - 1;
+                if (index < expected.size())
+                    expected[index] = QStringLiteral("%1:1:5").arg(id);
+            }
+            QCOMPARE(env.billStates(), expected);
+        } else if (message == u"<error>") {
+            expectOneError(env.ts);
+            QCOMPARE(env.billStates(), before);
+        } else {
+            QCOMPARE(int(messages.size()), 1);
+            QCOMPARE(messages.front().text, message);
+            QCOMPARE(messages.front().icon, int(Prompt::Exclamation));
+            QCOMPARE(messages.front().title, QStringLiteral("进销存"));
+            QCOMPARE(env.billStates(), before);
         }
-        for (int r = 0; r < kRounds; ++r) {
-            sync.arrive_and_wait();
-            Call call;
-            const int first = 3 * r + 1 + which; // A: 1-3, 4-6, ...  B: 2-4, 5-7, ...
-            call.ids = {first, first + 1, first + 2};
-            const QString ids = QStringLiteral("%1,%2,%3").arg(first).arg(first + 1).arg(first + 2);
+    }
+
+    void auditLostToAnotherWorkstation()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        Env env(engine);
+        addBills(env, QStringLiteral("nnnn"));
+
+        // Workstation A has checked bills 1 to 3 ...
+        Connection a(env.db.connectionString());
+        a.open();
+        const Recordset rows = a.openRecordset(QStringLiteral("select fstatus,fcancellation,fdate,fbillno from tblFP where finterid in (1,2,3)"));
+        QVERIFY(!auditRefusal(rows, kPeriodStart));
+
+        // ... when this workstation audits bills 3 and 4.
+        session().gLoginUserId = QStringLiteral("6");
+        QVERIFY(CheckBills(QStringLiteral("3,4")));
+
+        // A's update must not audit bill 3 a second time, nor bills 1 and 2 alone.
+        QVERIFY(!applyAudit(a, QStringLiteral("1,2,3"), QStringLiteral("7"), rows.recordCount()));
+        QVERIFY(!a.inTransaction());
+        const QStringList expected{"1:0:0", "2:0:0", "3:1:6", "4:1:6"};
+        QCOMPARE(env.billStates(), expected);
+
+        // Checking again names the bill that was audited meanwhile.
+        const AuditOutcome outcome = auditBills(a, QStringLiteral("1,2,3"), QStringLiteral("7"), kPeriodStart);
+        QVERIFY(!outcome.audited);
+        QCOMPARE(outcome.refusal, audited(QStringLiteral("FP0003")));
+        QCOMPARE(env.billStates(), expected);
+    }
+
+    // Two workstations, each with its own connection in its own thread, audit
+    // overlapping lists round after round, starting each round together.
+    void concurrentAuditsOfOverlappingLists()
+    {
+        QFETCH_GLOBAL(DbEngine, engine);
+        Env env(engine);
+        constexpr int kRounds = 25;
+        constexpr int kBills = 3 * kRounds + 3;
+        addBills(env, QString(kBills, u'n'));
+
+        struct Call {
+            QList<int> ids;
+            bool audited = false;
+            QString message; // refusal or database error
+        };
+        std::vector<Call> calls[2];
+        std::barrier sync(2);
+        const QString connectionString = env.db.connectionString();
+
+        auto workstation = [&](int which) {
+            Connection conn(connectionString);
             try {
-                const AuditOutcome outcome = auditBills(conn, ids, QString::number(10 + which), kPeriodStart);
-                call.audited = outcome.audited;
-                call.message = outcome.refusal;
+                conn.open();
             } catch (const DbError &e) {
-                conn.rollbackTrans();
-                call.message = e.description();
+                calls[which].push_back({{}, false, e.description()});
             }
-            calls[which].push_back(call);
-        }
-        conn.close();
-    };
-    std::thread other(workstation, 1);
-    workstation(0);
-    other.join();
+            for (int r = 0; r < kRounds; ++r) {
+                sync.arrive_and_wait();
+                Call call;
+                const int first = 3 * r + 1 + which; // A: 1-3, 4-6, ...  B: 2-4, 5-7, ...
+                call.ids = {first, first + 1, first + 2};
+                const QString ids = QStringLiteral("%1,%2,%3").arg(first).arg(first + 1).arg(first + 2);
+                try {
+                    const AuditOutcome outcome = auditBills(conn, ids, QString::number(10 + which), kPeriodStart);
+                    call.audited = outcome.audited;
+                    call.message = outcome.refusal;
+                } catch (const DbError &e) {
+                    conn.rollbackTrans();
+                    call.message = e.description();
+                }
+                calls[which].push_back(call);
+            }
+            conn.close();
+        };
+        std::thread other(workstation, 1);
+        workstation(0);
+        other.join();
 
-    // Who audited each bill, from the successful calls.
-    QHash<int, int> auditor;
-    int successes = 0;
-    for (int which = 0; which < 2; ++which) {
-        QCOMPARE(int(calls[which].size()), kRounds);
-        for (const Call &call : calls[which]) {
-            if (!call.audited) {
-                QVERIFY2(!call.message.isEmpty(), "a failed audit must be reported");
-                continue;
-            }
-            ++successes;
-            for (int id : call.ids) {
-                QVERIFY2(!auditor.contains(id), qPrintable(QStringLiteral("bill %1 audited twice").arg(id)));
-                auditor.insert(id, 10 + which);
+        // Who audited each bill, from the successful calls.
+        QHash<int, int> auditor;
+        int successes = 0;
+        for (int which = 0; which < 2; ++which) {
+            QCOMPARE(int(calls[which].size()), kRounds);
+            for (const Call &call : calls[which]) {
+                if (!call.audited) {
+                    QVERIFY2(!call.message.isEmpty(), "a failed audit must be reported");
+                    continue;
+                }
+                ++successes;
+                for (int id : call.ids) {
+                    QVERIFY2(!auditor.contains(id), qPrintable(QStringLiteral("bill %1 audited twice").arg(id)));
+                    auditor.insert(id, 10 + which);
+                }
             }
         }
+        QVERIFY(successes > 0);
+
+        // The table agrees: audited by that workstation, every other bill untouched.
+        QStringList expected;
+        for (int id = 1; id <= kBills; ++id)
+            expected << QStringLiteral("%1:%2:%3").arg(id).arg(auditor.contains(id) ? 1 : 0).arg(auditor.value(id, 0));
+        QCOMPARE(env.billStates(), expected);
     }
-    QVERIFY(successes > 0);
-
-    // The table agrees: audited by that workstation, every other bill untouched.
-    QStringList expected;
-    for (int id = 1; id <= kBills; ++id)
-        expected << QStringLiteral("%1:%2:%3").arg(id).arg(auditor.contains(id) ? 1 : 0).arg(auditor.value(id, 0));
-    QCOMPARE(env.billStates(), expected);
-}
+};
 
 QTEST_GUILESS_MAIN(TestPrivilege)
 #include "tst_privilege.moc"

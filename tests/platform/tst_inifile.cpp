@@ -47,6 +47,12 @@ private slots:
         QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A1")), std::optional<QString>(QStringLiteral("3")));
         QCOMPARE(ini.value(QStringLiteral("LockCols"), QStringLiteral("A2")), std::nullopt);
         QCOMPARE(ini.value(QStringLiteral("Nope"), QStringLiteral("A1")), std::nullopt);
+        // A key with leading blanks is another key.
+        QCOMPARE(ini.value(QStringLiteral("Print"), QStringLiteral("   New")), std::nullopt);
+
+        IniFile unwritable(QStringLiteral("/proc/purfp-no-such/SetupInfo.ini"));
+        QVERIFY(!unwritable.setValue(QStringLiteral("S"), QStringLiteral("K"), QStringLiteral("V")));
+        QCOMPARE(unwritable.value(QStringLiteral("S"), QStringLiteral("K")), std::nullopt);
     }
 
     // The settings store holds the database password: its file is the
@@ -86,22 +92,6 @@ private slots:
         if (folderAfter >= 0)
             QCOMPARE(mode(QFileInfo(path).absolutePath()), folderAfter);
         QCOMPARE(IniFile(path).value(section, key), std::optional<QString>(value));
-    }
-
-    void keyWithLeadingBlanksIsAnotherKey()
-    {
-        QTemporaryDir dir;
-        IniFile ini(dir.filePath(QStringLiteral("a.ini")));
-        QVERIFY(ini.setValue(QStringLiteral("71"), QStringLiteral("CopyHeader"), QStringLiteral("1")));
-        QCOMPARE(ini.value(QStringLiteral("71"), QStringLiteral("   CopyHeader")), std::nullopt);
-        QCOMPARE(ini.value(QStringLiteral("71"), QStringLiteral("CopyHeader")), std::optional<QString>(QStringLiteral("1")));
-    }
-
-    void unwritablePathFailsQuietly()
-    {
-        IniFile ini(QStringLiteral("/proc/purfp-no-such/SetupInfo.ini"));
-        QVERIFY(!ini.setValue(QStringLiteral("S"), QStringLiteral("K"), QStringLiteral("V")));
-        QCOMPARE(ini.value(QStringLiteral("S"), QStringLiteral("K")), std::nullopt);
     }
 
     void settingsStoreFollowsXdgAndNeverWritesOnRead()

@@ -1,21 +1,17 @@
 // The template designer, driven offscreen: opening it from the default
-// template, saving into tblBillPrint (the row replaced under its key),
-// saving to a file, the question on close, the field list and its copy
-// buttons. With PURFP_RENDER_DIR set, the printed demo invoice, the designer
-// and the field list are also written there as PNG files to be looked at.
-#include "PrintingEnv.h"
+// template (or refused without the right), saving into tblBillPrint (the row
+// replaced under its key), saving a copy to a file, the question on close,
+// the field list and its copy buttons.
+#include "PrintingSession.h"
 
 #include "printing/frmFieldDescription.h"
 #include "report/Report.h"
-#include "report/ReportDesigner.h"
 #include "report/ReportFile.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QComboBox>
 #include <QFileInfo>
 #include <QPushButton>
-#include <QTest>
 #include <QToolBar>
 
 using namespace printing_test;
@@ -73,7 +69,6 @@ Row readRow(TestDatabase &db, int key)
 class tst_FrmUserDesign : public QObject {
     Q_OBJECT
 private slots:
-    // withRow: the default template row exists.
     void opensDefaultTemplate_data() { addEngineFlagRows("withRow", "default-row", "no-default-row"); }
     void opensDefaultTemplate()
     {
@@ -83,9 +78,17 @@ private slots:
         const QByteArray stored = env.storedContent();
         if (!withRow)
             env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
+        // The clerk, without Q21 in the demo data, is refused silently.
+        session().IsAdmin = 0;
+        session().gLoginUserId = QString::number(Demo::kClerkUserId);
+        QVERIFY(!openDesigner());
+        QVERIFY(env.prompts().calls.empty());
+        QVERIFY(!QFileInfo::exists(designWorkFile()));
+        session().IsAdmin = 1;
+        session().gLoginUserId = QStringLiteral("1");
         // A working file from an earlier session is replaced, or, without a
         // default template, not opened again.
-        env.makeAppFolder();
+        QDir().mkpath(env.appPath());
         const QString work = env.appPath() + QStringLiteral("/DesignTemp.grf");
         {
             QFile f(work);
@@ -123,17 +126,6 @@ private slots:
         triggerMenu(form, "MenuNormalView");
         QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Normal);
         QVERIFY(!form->designer()->isModified());
-    }
-
-    void refusedWithoutRight_data() { addEngineRows(); }
-    void refusedWithoutRight()
-    {
-        QFETCH(DbEngine, engine);
-        // The clerk does not hold Q21 in the demo data.
-        START_ENV(env, engine, Demo::kClerkUserId, false);
-        QVERIFY(!openDesigner());
-        QVERIFY(env.prompts().calls.empty());
-        QVERIFY(!QFileInfo::exists(designWorkFile()));
     }
 
     // nullFlags: fIsDefault null and an order clause, kept as they are.
@@ -190,78 +182,57 @@ private slots:
         QCOMPARE(billReport().reportTemplate(), grds1->reportTemplate());
     }
 
-    void saveAsFile_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QString>("answer");   // the file name chosen; empty: cancelled
-        QTest::addColumn<QString>("expected"); // the file written
-        for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "with-suffix") << QStringLiteral("copy.grf") << QStringLiteral("copy.grf");
-            engineRow(e, "without-suffix") << QStringLiteral("copy") << QStringLiteral("copy.grf");
-            engineRow(e, "cancelled") << QString() << QString();
-        }
-    }
-    void saveAsFile()
-    {
-        QFETCH(DbEngine, engine);
-        QFETCH(QString, answer);
-        QFETCH(QString, expected);
-        START_ENV(env, engine);
-        frmUserDesign *form = openDesigner();
-        QVERIFY(form);
-        form->designer()->insertItem(report::ItemKind::Line);
-        const QByteArray stored = env.storedContent();
-        env.prompts().clear();
-        if (!answer.isEmpty())
-            env.prompts().fileNames.push_back(env.ts.folder() + u'/' + answer);
-
-        triggerMenu(form, "MenuFileSaveAS");
-
-        QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
-        QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
-        if (expected.isEmpty()) {
-            QCOMPARE(int(env.prompts().calls.size()), 1);
-        } else {
-            QCOMPARE(env.prompts().messageTexts(), QStringList{QStringLiteral("文件导出成功!")});
-            const auto written = report::loadTemplate(env.ts.folder() + u'/' + expected);
-            QVERIFY(written);
-            QCOMPARE(*written, form->designer()->reportTemplate());
-        }
-        // A file copy leaves the database as it was and the designer modified.
-        QCOMPARE(env.storedContent(), stored);
-        QVERIFY(form->designer()->isModified());
-    }
-
-    void closing_data()
+    // A changed template saved as a file: the database stays as it was and
+    // the designer modified; closing then asks whether to save it.
+    void saveAsFileAndClose_data()
     {
         QTest::addColumn<DbEngine>("engine");
         QTest::addColumn<bool>("change");
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<bool>("saved");
-        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        QTest::addColumn<QString>("file");    // the name chosen to save as; empty: cancelled
+        QTest::addColumn<QString>("written"); // the file written
+        QTest::addColumn<int>("answer");      // to the question on close
         for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "unchanged") << false << 0 << QStringList() << false;
-            engineRow(e, "changed-no") << true << int(Prompt::No) << QStringList{question} << false;
-            engineRow(e, "changed-yes") << true << int(Prompt::Yes) << QStringList{question, QStringLiteral("保存成功!")} << true;
+            engineRow(e, "unchanged") << false << QString() << QString() << 0;
+            engineRow(e, "copy-then-save") << true << QStringLiteral("copy.grf") << QStringLiteral("copy.grf") << int(Prompt::Yes);
+            engineRow(e, "copy-without-suffix-then-discard") << true << QStringLiteral("copy") << QStringLiteral("copy.grf") << int(Prompt::No);
+            engineRow(e, "copy-cancelled-then-save") << true << QString() << QString() << int(Prompt::Yes);
         }
     }
-    void closing()
+    void saveAsFileAndClose()
     {
         QFETCH(DbEngine, engine);
         QFETCH(bool, change);
+        QFETCH(QString, file);
+        QFETCH(QString, written);
         QFETCH(int, answer);
-        QFETCH(QStringList, messages);
-        QFETCH(bool, saved);
         START_ENV(env, engine);
         const QByteArray before = env.storedContent();
         frmUserDesign *form = openDesigner();
         QVERIFY(form);
+        const QString question = QStringLiteral("单据模板已经更改,是否保存?");
+        QStringList messages;
         report::ReportTemplate edited;
         env.prompts().clear();
         if (change) {
             form->designer()->insertItem(report::ItemKind::Rect);
             edited = form->designer()->reportTemplate();
+            if (!file.isEmpty())
+                env.prompts().fileNames.push_back(env.ts.folder() + u'/' + file);
+            triggerMenu(form, "MenuFileSaveAS");
+            QCOMPARE(env.prompts().calls.front().kind, Prompt::Call::SaveFile);
+            QCOMPARE(env.prompts().calls.front().filter, QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
+            QCOMPARE(int(env.prompts().calls.size()), written.isEmpty() ? 1 : 2);
+            if (!written.isEmpty()) {
+                messages << QStringLiteral("文件导出成功!");
+                const auto copy = report::loadTemplate(env.ts.folder() + u'/' + written);
+                QVERIFY(copy);
+                QCOMPARE(*copy, edited);
+            }
+            QCOMPARE(env.storedContent(), before);
+            QVERIFY(form->designer()->isModified());
+            messages << question;
+            if (answer == Prompt::Yes)
+                messages << QStringLiteral("保存成功!");
             env.prompts().answers.push_back(answer);
         }
 
@@ -269,12 +240,13 @@ private slots:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 
         QCOMPARE(env.prompts().messageTexts(), messages);
-        if (!messages.isEmpty()) {
-            QCOMPARE(env.prompts().messages().front().buttons, int(Prompt::YesNo));
-            QCOMPARE(env.prompts().messages().front().title, QStringLiteral("测试"));
+        if (change) {
+            const Prompt::Call asked = env.prompts().messages()[size_t(messages.indexOf(question))];
+            QCOMPARE(asked.buttons, int(Prompt::YesNo));
+            QCOMPARE(asked.title, QStringLiteral("测试"));
         }
         QVERIFY(!frmUserDesign::existingInstance());
-        if (saved)
+        if (answer == Prompt::Yes)
             QCOMPARE(*report::templateFromJson(env.storedContent()), edited);
         else
             QCOMPARE(env.storedContent(), before);
@@ -352,47 +324,6 @@ private slots:
             QCOMPARE(ts.prompts().calls.front().kind, Prompt::Call::Clipboard);
             QCOMPARE(ts.prompts().clipboardText, copied);
         }
-    }
-
-    void renders()
-    {
-        const QString dir = qEnvironmentVariable("PURFP_RENDER_DIR");
-        if (dir.isEmpty())
-            QSKIP("set PURFP_RENDER_DIR to write the renders");
-        QDir().mkpath(dir);
-        START_ENV(env, DbEngine::SQLite);
-        report::Report &r = billReport();
-        auto savePages = [&](const QString &name) {
-            QVERIFY(initReport());
-            const int pages = r.prepare().pageCount();
-            QVERIFY(pages >= 1);
-            for (int p = 0; p < pages; ++p)
-                QVERIFY(r.renderPage(p, 110).save(QStringLiteral("%1/%2%3.png").arg(dir, name).arg(p + 1)));
-        };
-        session().gCurInterId = env.busiestInvoice();
-        savePages(QStringLiteral("print-invoice-page"));
-
-        // A second invoice with more entries than a page holds.
-        const int longBill = env.db.scalar(QStringLiteral("select max(finterid) from tblFP")).toInt();
-        env.db.exec(QStringLiteral("delete from tblFPEntry where finterid=%1").arg(longBill));
-        env.db.exec(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) "
-                                   "select %1,finterid,finterid,100 from icstockbill where finterid<=45").arg(longBill));
-        session().gCurInterId = longBill;
-        savePages(QStringLiteral("print-invoice-long-page"));
-        QVERIFY(r.layout().pageCount() >= 2);
-
-        frmUserDesign *form = openDesigner();
-        QVERIFY(form);
-        form->resize(1280, 860);
-        form->designer()->selectItem(report::BandKind::ReportHeader, 4);
-        QCoreApplication::processEvents();
-        QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-normal.png")));
-        form->MenuPageView_Click();
-        QCoreApplication::processEvents();
-        QVERIFY(form->grab().save(dir + QStringLiteral("/print-designer-page.png")));
-        form->MenuFieldDescription_Click();
-        QCoreApplication::processEvents();
-        QVERIFY(form->fieldDescription()->grab().save(dir + QStringLiteral("/print-fieldlist.png")));
     }
 };
 

@@ -125,13 +125,15 @@ private slots:
         QTest::addColumn<int>("modifiers");
         QTest::addColumn<int>("presses");
         QTest::addColumn<QRect>("expected");
+        QTest::addColumn<bool>("snap"); // snapping to the grid on
         // Detail item 1 starts at (100, 0), 220 x 60; grid 10.
-        QTest::newRow("right moves a grid step") << int(Qt::Key_Right) << 0 << 3 << QRect(130, 0, 220, 60);
-        QTest::newRow("down") << int(Qt::Key_Down) << 0 << 2 << QRect(100, 20, 220, 60);
-        QTest::newRow("up stops at the band's top") << int(Qt::Key_Up) << 0 << 2 << QRect(100, 0, 220, 60);
-        QTest::newRow("control moves a tenth") << int(Qt::Key_Left) << int(Qt::ControlModifier) << 3 << QRect(97, 0, 220, 60);
-        QTest::newRow("shift widens") << int(Qt::Key_Right) << int(Qt::ShiftModifier) << 2 << QRect(100, 0, 240, 60);
-        QTest::newRow("shift lowers") << int(Qt::Key_Up) << int(Qt::ShiftModifier) << 1 << QRect(100, 0, 220, 50);
+        QTest::newRow("right moves a grid step") << int(Qt::Key_Right) << 0 << 3 << QRect(130, 0, 220, 60) << true;
+        QTest::newRow("down") << int(Qt::Key_Down) << 0 << 2 << QRect(100, 20, 220, 60) << true;
+        QTest::newRow("up stops at the band's top") << int(Qt::Key_Up) << 0 << 2 << QRect(100, 0, 220, 60) << true;
+        QTest::newRow("control moves a tenth") << int(Qt::Key_Left) << int(Qt::ControlModifier) << 3 << QRect(97, 0, 220, 60) << true;
+        QTest::newRow("shift widens") << int(Qt::Key_Right) << int(Qt::ShiftModifier) << 2 << QRect(100, 0, 240, 60) << true;
+        QTest::newRow("without snapping a tenth") << int(Qt::Key_Right) << 0 << 1 << QRect(101, 0, 220, 60) << false;
+        QTest::newRow("shift lowers") << int(Qt::Key_Up) << int(Qt::ShiftModifier) << 1 << QRect(100, 0, 220, 50) << true;
     }
     void arrowKeys()
     {
@@ -139,6 +141,10 @@ private slots:
         QFETCH(int, modifiers);
         QFETCH(int, presses);
         QFETCH(QRect, expected);
+        QFETCH(bool, snap);
+        if (!snap)
+            designer->findChild<QAction *>(QStringLiteral("SnapToGrid"))->trigger();
+        QCOMPARE(designer->snapToGrid(), snap);
         designer->selectItem(BandKind::Detail, 1);
         for (int i = 0; i < presses; ++i)
             QTest::keyClick(designer->view(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
@@ -162,48 +168,43 @@ private slots:
         QCOMPARE(designer->selectedItems(), (QVector<ReportDesigner::ItemRef>{{BandKind::Detail, 2}}));
     }
 
-    void mouseMovesAndSnaps()
+    // Dragging with the mouse moves an item (snapped to the grid), resizes
+    // it at its corner, or sets a band's height at the handle under it; one
+    // step to undo.
+    void mouseDrags_data()
     {
-        const QRectF band = designer->bandRect(BandKind::Detail);
-        const QRect start = geometryOf(BandKind::Detail, 2); // (320, 0) 400 x 60
-        const QPointF grab = band.topLeft() + QPointF(start.x() + 100, 30);
-        drag(designer->view(), grab, grab + QPointF(57, 23));
-        QTRY_COMPARE(geometryOf(BandKind::Detail, 2), QRect(380, 20, 400, 60));
-        designer->undoStack()->undo();
-        QCOMPARE(geometryOf(BandKind::Detail, 2), start);
+        QTest::addColumn<QString>("what");
+        QTest::addColumn<QPointF>("delta");
+        QTest::addColumn<QRect>("expected"); // detail item 2, at (320, 0) 400 x 60 before
+        QTest::newRow("item moves and snaps") << "move" << QPointF(57, 23) << QRect(380, 20, 400, 60);
+        QTest::newRow("corner resizes") << "corner" << QPointF(-84, 36) << QRect(320, 0, 310, 90);
+        QTest::newRow("band height") << "band" << QPointF(0, 43) << QRect(320, 0, 400, 60);
     }
-
-    void mouseResizesAtTheCorner()
+    void mouseDrags()
     {
-        designer->selectItem(BandKind::Detail, 2);
+        QFETCH(QString, what);
+        QFETCH(QPointF, delta);
+        QFETCH(QRect, expected);
         const QRectF band = designer->bandRect(BandKind::Detail);
         const QRect start = geometryOf(BandKind::Detail, 2);
-        const QPointF corner = band.topLeft() + QPointF(start.right() + 1 - 3, start.bottom() + 1 - 3);
-        drag(designer->view(), corner, corner + QPointF(-84, 36));
-        QTRY_COMPARE(geometryOf(BandKind::Detail, 2), QRect(320, 0, 310, 90));
-    }
-
-    void bandHeightIsDragged()
-    {
-        const QRectF band = designer->bandRect(BandKind::Detail);
         const double summaryTop = designer->bandRect(BandKind::Summary).top();
-        const QPointF handle(200, band.bottom() + 8);
-        drag(designer->view(), handle, handle + QPointF(0, 43));
-        QTRY_COMPARE(designer->reportTemplate().band(BandKind::Detail).height, 100);
-        // The bands below move down with it.
-        QCOMPARE(designer->bandRect(BandKind::Detail).height(), 100.0);
-        QCOMPARE(designer->bandRect(BandKind::Summary).top(), summaryTop + 40);
+        QPointF from = band.topLeft() + QPointF(start.x() + 100, 30);
+        if (what == u"corner") {
+            designer->selectItem(BandKind::Detail, 2);
+            from = band.topLeft() + QPointF(start.right() + 1 - 3, start.bottom() + 1 - 3);
+        } else if (what == u"band") {
+            from = QPointF(200, band.bottom() + 8);
+        }
+        drag(designer->view(), from, from + delta);
+        QTRY_COMPARE(geometryOf(BandKind::Detail, 2), expected);
+        if (what == u"band") {
+            QTRY_COMPARE(designer->reportTemplate().band(BandKind::Detail).height, 100);
+            // The bands below move down with it.
+            QCOMPARE(designer->bandRect(BandKind::Detail).height(), 100.0);
+            QCOMPARE(designer->bandRect(BandKind::Summary).top(), summaryTop + 40);
+        }
         designer->undoStack()->undo();
-        QCOMPARE(designer->reportTemplate().band(BandKind::Detail).height, 60);
-    }
-
-    void snapCanBeTurnedOff()
-    {
-        designer->findChild<QAction *>(QStringLiteral("SnapToGrid"))->trigger();
-        QVERIFY(!designer->snapToGrid());
-        designer->selectItem(BandKind::Detail, 1);
-        QTest::keyClick(designer->view(), Qt::Key_Right);
-        QCOMPARE(geometryOf(BandKind::Detail, 1).x(), 101);
+        QVERIFY(designer->reportTemplate() == original);
     }
 
     void propertyPanelEditsTheItem()

@@ -1,12 +1,11 @@
 // The demo data: the bookkeeping between invoices and stock bills holds, bill
 // numbers follow the numbering template and the counters continue after
-// them, users and rights are as documented, the configured fields exist in
-// the views, every kind of bill the module treats differently is present,
-// and the data depends on the seed alone.
+// them, the configured fields exist in the views, every kind of bill the
+// module treats differently is present, and the data depends on the seed
+// alone.
 #include "support/TestDatabase.h"
 
 #include "platform/DbError.h"
-#include "report/ReportFile.h"
 
 #include <QCryptographicHash>
 #include <QSet>
@@ -15,7 +14,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <set>
 
 Q_DECLARE_METATYPE(DemoOptions)
 
@@ -295,66 +293,6 @@ private slots:
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
     }
 
-    // Rights: the clerk lacks exactly delete, audit and design; the
-    // supervisor holds every right; only the administrator is flagged admin.
-    void users_data() { addEngineRows(); }
-    void users()
-    {
-        QFETCH(DbEngine, engine);
-        Connection &conn = shared(engine).conn();
-        auto rightsOf = [&](int user) {
-            std::set<QString> rights;
-            Recordset rs = conn.openRecordset(QStringLiteral("select fNumber from tblUserPrivillenge where fuserid=") + QString::number(user));
-            for (; !rs.eof(); rs.moveNext())
-                rights.insert(rs.text(QStringLiteral("fNumber")));
-            return rights;
-        };
-        std::set<QString> all;
-        for (const char *code : Demo::kAllRights)
-            all.insert(QString::fromLatin1(code));
-        std::set<QString> clerk = all;
-        for (const char *code : {"Q03", "Q04", "Q21"})
-            QCOMPARE(clerk.erase(QString::fromLatin1(code)), size_t(1));
-        QCOMPARE(rightsOf(Demo::kClerkUserId), clerk);
-        QCOMPARE(rightsOf(Demo::kAuditorUserId), all);
-
-        Recordset rs = conn.openRecordset(QStringLiteral("select fuserid,fname,fisadmin from tblUser order by fuserid"));
-        const QList<std::pair<QString, int>> users = {
-            {QStringLiteral("管理员"), 1}, {QStringLiteral("张会计"), 0}, {QStringLiteral("李主管"), 0}};
-        QCOMPARE(rs.recordCount(), int(users.size()));
-        for (const auto &[name, admin] : users) {
-            QCOMPARE(rs.text(QStringLiteral("fname")), name);
-            QCOMPARE(rs.toInt(QStringLiteral("fisadmin")), admin);
-            rs.moveNext();
-        }
-    }
-
-    // The session reads year and period from tblSystemInfo and the period's
-    // start from tblPeriod with the statements below.
-    void periods_data() { addEngineRows(); }
-    void periods()
-    {
-        QFETCH(DbEngine, engine);
-        TestDatabase &db = shared(engine);
-        Connection &conn = db.conn();
-        Recordset rs = conn.openRecordset(QStringLiteral("select fvalue,ftypeid from tblSystemInfo where ftypeid in (4,5) order by ftypeid"));
-        QCOMPARE(rs.recordCount(), 2);
-        QCOMPARE(rs.text(QStringLiteral("fvalue")), QStringLiteral("2025"));
-        rs.moveNext();
-        QCOMPARE(rs.text(QStringLiteral("fvalue")), QStringLiteral("3"));
-        QCOMPARE(db.scalar(QStringLiteral("select isnull(fstartdate,'1900-01-01') as fstartdate from tblPeriod where fYear=2025 and fPeriod=3"))
-                     .toDate(), QDate(2025, 3, 1));
-
-        rs = conn.openRecordset(QStringLiteral("select fYear,fPeriod,fstartdate from tblPeriod order by fYear,fPeriod"));
-        QCOMPARE(rs.recordCount(), 24);
-        for (int i = 0; !rs.eof(); rs.moveNext(), ++i) {
-            const QDate start(2024 + i / 12, i % 12 + 1, 1);
-            QCOMPARE(rs.toInt(QStringLiteral("fYear")), start.year());
-            QCOMPARE(rs.toInt(QStringLiteral("fPeriod")), start.month());
-            QCOMPARE(rs.date(QStringLiteral("fstartdate")), start);
-        }
-    }
-
     // Every field named by the list columns, the query fields and the
     // editor's layout exists where the module looks for it.
     void configuredFields_data()
@@ -397,69 +335,6 @@ private slots:
         QCOMPARE(rs.recordCount(), count < 0 ? columns.size() : count);
         for (; !rs.eof(); rs.moveNext())
             QVERIFY2(columns.contains(rs.text(QStringLiteral("f")).toLower()), qPrintable(rs.text(QStringLiteral("f"))));
-    }
-
-    // The layout rows the editor and the list rely on.
-    void layoutRows_data() { addEngineRows(); }
-    void layoutRows()
-    {
-        QFETCH(DbEngine, engine);
-        Connection &conn = shared(engine).conn();
-        Recordset rs = conn.openRecordset(QStringLiteral("select * from tblBillInfo where ftypeid=71 order by findex"));
-        const QList<std::tuple<QString, QString, int, int, int>> header = {
-            {QStringLiteral("供应商"), QStringLiteral("fSupplyId"), 1, 4, 0},
-            {QStringLiteral("部门"), QStringLiteral("fDeptId"), 1, 2, 1},
-            {QStringLiteral("发票号码"), QStringLiteral("fInvoiceNo"), 0, 0, 0},
-            {QStringLiteral("备注"), QStringLiteral("fNote"), 0, 0, 1},
-        };
-        QCOMPARE(rs.recordCount(), int(header.size()));
-        for (const auto &[caption, field, type, itemClass, canNull] : header) {
-            QCOMPARE(rs.text(QStringLiteral("fcaption")), caption);
-            QCOMPARE(rs.text(QStringLiteral("FFieldName")), field);
-            QCOMPARE(rs.toInt(QStringLiteral("fFieldType")), type);
-            if (type == 1)
-                QCOMPARE(rs.toInt(QStringLiteral("fitemclassid")), itemClass);
-            QCOMPARE(rs.toInt(QStringLiteral("fCanNull")), canNull);
-            QCOMPARE(rs.toInt(QStringLiteral("fisvisible")), 1);
-            QVERIFY(rs.toInt(QStringLiteral("fwidth")) > 0);
-            rs.moveNext();
-        }
-
-        rs = conn.openRecordset(QStringLiteral("select * from tblFindInfoEntry where ftypeid=71 order by fentryid "));
-        QCOMPARE(rs.text(QStringLiteral("fFieldname")), QStringLiteral("finterid"));
-        rs.moveNext();
-        QCOMPARE(rs.text(QStringLiteral("fFieldname")), QStringLiteral("fbillno"));
-        int summed = 0;
-        for (rs.moveFirst(); !rs.eof(); rs.moveNext()) {
-            const bool amount = rs.toInt(QStringLiteral("fIsSum")) == 1;
-            summed += amount ? 1 : 0;
-            if (amount) {
-                QCOMPARE(rs.text(QStringLiteral("fDataFormat")), QStringLiteral("#,##0.00"));
-                QCOMPARE(rs.toInt(QStringLiteral("fAlign")), 2);
-            }
-            QCOMPARE(rs.toInt(QStringLiteral("fIsMerge")) == 1, rs.text(QStringLiteral("fFieldname")) == QStringLiteral("fSupplyIdName"));
-        }
-        QCOMPARE(summed, 3);
-
-        rs = conn.openRecordset(QStringLiteral("select a.*,isnull(b.fItemType,0) as fItemType from tblFindInfoentry2 as a "
-                                               " left outer join tblItemclass as b on a.fitemclassid=b.fitemclassid "
-                                               " where a.ftypeid=71 and a.fItemclassid<>0 order by a.fentryid"));
-        QCOMPARE(rs.recordCount(), 1);
-        QCOMPARE(rs.text(QStringLiteral("fFieldName")), QStringLiteral("fSupplyIdNumber"));
-        QCOMPARE(rs.text(QStringLiteral("fNumberName")), QStringLiteral("fnumber"));
-        QCOMPARE(rs.toInt(QStringLiteral("fItemType")), 1);
-
-        rs = conn.openRecordset(QStringLiteral("select * from tblBillPrint where ftypeid=71 and isnull(fisdefault,1)=1 "));
-        QCOMPARE(rs.recordCount(), 1);
-        QCOMPARE(rs.text(QStringLiteral("fViewName")), QStringLiteral("vPurFPPrint"));
-        QCOMPARE(rs.text(QStringLiteral("fFileName")), QStringLiteral("PurFP.grf"));
-        QVERIFY(rs.isNull(QStringLiteral("fOrderSQL")));
-        QVERIFY(!rs.isNull(QStringLiteral("fcontent")));
-        // The stored template is a real one that the report engine reads.
-        QString error;
-        const auto stored = report::templateFromJson(rs.value(QStringLiteral("fcontent")).toByteArray(), &error);
-        QVERIFY2(stored.has_value(), qPrintable(error));
-        QVERIFY(!stored->bands.isEmpty());
     }
 
     // Each kind of bill and code that the module treats differently is in
@@ -509,25 +384,6 @@ private slots:
         QFETCH(QString, sql);
         TestDatabase &db = shared(engine);
         QVERIFY(db.scalar(sql).toInt() > 0);
-    }
-
-    // The default size stays in the figures it is documented with.
-    void defaultSize_data() { addEngineRows(); }
-    void defaultSize()
-    {
-        QFETCH(DbEngine, engine);
-        TestDatabase &db = shared(engine);
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFP")).toInt(), 500);
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from icstockbill")).toInt(), 2000);
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblItem where fitemclassid=4 and fisdetail=1")).toInt(), 30);
-        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblItem where fitemclassid=3")).toInt(), 200);
-        // Stock bills span about fourteen months up to today, never later.
-        const QDate firstStock = Recordset::variantDate(db.scalar(QStringLiteral("select min(fdate) from icstockbill")));
-        const QDate lastStock = Recordset::variantDate(db.scalar(QStringLiteral("select max(fdate) from icstockbill")));
-        const QDate lastInvoice = Recordset::variantDate(db.scalar(QStringLiteral("select max(fdate) from tblFP")));
-        QVERIFY(firstStock >= QDate(2024, 1, 1) && firstStock < QDate(2024, 2, 1));
-        QVERIFY(lastStock <= kToday && lastStock >= QDate(2025, 3, 1));
-        QVERIFY(lastInvoice <= kToday);
     }
 
     // The seed decides everything: the same seed gives the same rows, another

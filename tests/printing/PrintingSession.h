@@ -1,41 +1,24 @@
 #pragma once
-// A started session on a small demo database, for the printing tests.
-#include "modules/Session.h"
+// The started session the printing tests share: a small demo database whose
+// temporary files stay in the test's folder, the designer and the report let
+// go at the end.
 #include "printing/BillPrinting.h"
 #include "printing/frmUserDesign.h"
 #include "report/ReportDesigner.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/StartedSession.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
+#include <QTest>
 
 namespace printing_test {
 
-inline DemoOptions smallDemo()
-{
-    DemoOptions o;
-    o.suppliers = 8;
-    o.goods = 20;
-    o.stockBills = 160;
-    o.invoices = 40;
-    return o;
-}
-
-struct Env {
-    TestSession ts;
-    TestDatabase db;
-    QString startError;
-
+struct Env : StartedSession {
     explicit Env(DbEngine engine, int userId = 1, bool admin = true)
-        : db(engine, TestDatabase::Content::Demo, smallDemo())
+        : StartedSession(engine, TestDatabase::Content::Demo, smallDemo(), userId, admin)
     {
-        // Temporary files of the code under test stay inside the test's folder.
         QDir().mkpath(ts.folder() + QStringLiteral("/tmp"));
         qputenv("TMPDIR", (ts.folder() + QStringLiteral("/tmp")).toUtf8());
-        ts.writeHostSettings(db.connectionString(), userId, admin);
-        startError = ts.start();
         session().msgTitle = QStringLiteral("测试");
     }
     ~Env()
@@ -49,15 +32,12 @@ struct Env {
         qunsetenv("TMPDIR");
     }
 
-    Prompt::RecordingResponder &prompts() { return ts.prompts(); }
     QString appPath() const { return session().gAppPath; }
-    void makeAppFolder() { QDir().mkpath(appPath()); }
 
-    // The bytes stored in the default row of the demo data.
+    // The bytes stored in a template row.
     QByteArray storedContent(int key = 1)
     {
-        Recordset rs = db.conn().openRecordset(QStringLiteral("select fcontent from tblBillPrint where finterid=%1").arg(key));
-        return rs.eof() ? QByteArray() : rs.value(0).toByteArray();
+        return db.scalar(QStringLiteral("select fcontent from tblBillPrint where finterid=%1").arg(key)).toByteArray();
     }
 
     // The demo invoice with the most entries (the lowest id among equals).
