@@ -1,5 +1,6 @@
 #include "report/ReportFont.h"
 
+#include <QFontDatabase>
 #include <QPaintDevice>
 #include <QTextLayout>
 #include <QTextOption>
@@ -16,11 +17,25 @@ double itemFontSize(const ReportTemplate &tpl, const ReportItem &item)
     return item.font.size > 0 ? item.font.size : (tpl.fontSize > 0 ? tpl.fontSize : 9);
 }
 
+QString printableFamily(const QString &family)
+{
+    QString stand;
+    if (family.startsWith(QLatin1String("Noto Sans CJK")) || family.startsWith(QLatin1String("Noto Sans Mono CJK")))
+        stand = QStringLiteral("WenQuanYi Micro Hei");
+    else if (family.startsWith(QLatin1String("Noto Serif CJK")))
+        stand = QStringLiteral("AR PL UMing CN");
+    else
+        return family;
+    static const QStringList installed = QFontDatabase::families();
+    return installed.contains(stand) ? stand : family;
+}
+
 QFont itemFont(const ReportTemplate &tpl, const ReportItem &item)
 {
-    QFont font(item.font.family.isEmpty() ? tpl.fontFamily : item.font.family);
-    if (font.family().isEmpty())
-        font.setFamily(QString::fromLatin1(defaultFontFamily()));
+    QString family = item.font.family.isEmpty() ? tpl.fontFamily : item.font.family;
+    if (family.isEmpty())
+        family = QString::fromLatin1(defaultFontFamily());
+    QFont font(printableFamily(family));
     font.setPointSizeF(itemFontSize(tpl, item));
     font.setBold(item.font.bold);
     font.setItalic(item.font.italic);

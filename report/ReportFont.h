@@ -10,6 +10,14 @@
 
 namespace report {
 
+// The face a template's font family is drawn with. Noto's CJK faces draw a
+// character and its Kangxi radical form with one glyph (示 and ⽰, 页 and
+// ⻚), and a PDF maps that glyph back to the radical: text copied or searched
+// in the PDF would not be what was printed. Their Sans faces are drawn with
+// WenQuanYi Micro Hei and their Serif faces with AR PL UMing, which keep the
+// two apart, where the machine has them; other families stay as they are.
+QString printableFamily(const QString &family);
+
 // The item's font at its size in points, hinting off so that glyph advances
 // scale linearly with the resolution.
 QFont itemFont(const ReportTemplate &tpl, const ReportItem &item);

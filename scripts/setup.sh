@@ -14,7 +14,7 @@ packages=(
     build-essential cmake pkg-config
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql
     libsqlite3-dev libxlsxwriter-dev
-    fonts-noto-cjk poppler-utils libreoffice-calc-nogui
+    fonts-noto-cjk fonts-wqy-microhei fonts-arphic-uming poppler-utils libreoffice-calc-nogui
     postgresql
 )
 if [ "$coverage" = 1 ]; then

@@ -77,6 +77,13 @@ private slots:
         QVERIFY(r.err.contains(QStringLiteral("--force")));
         r = purfp({QStringLiteral("init"), QStringLiteral("--db"), db, QStringLiteral("--force")});
         QCOMPARE(r.exitCode, 0);
+        // A small database is written at once; a large one reports how far
+        // the writing has come and how fast.
+        QVERIFY2(!r.err.contains(QStringLiteral("每秒")), qPrintable(r.err));
+        r = purfp({QStringLiteral("init"), QStringLiteral("--db"), db, QStringLiteral("--force"), QStringLiteral("--demo"),
+                   QStringLiteral("--scale"), QStringLiteral("10000")});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.err.contains(QRegularExpression(QStringLiteral("采购发票 10000/10000 \\(100%\\), 每秒 [0-9]+ 张"))), qPrintable(r.err));
 
         // The methods run through the loaded component.
         r = purfp({QStringLiteral("findInfo2"), QStringLiteral(" and frob=1"), QStringLiteral("--right"), QStringLiteral("Q01")});
@@ -154,6 +161,22 @@ private slots:
         }
     }
 
+    // Without any display a method would wait for a form nobody sees: it
+    // stops at once and says how to run it instead.
+    void methodWithoutDisplayStops()
+    {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "PURFP_NO_FORMS"})
+            env.remove(QString::fromLatin1(name));
+        p.setProcessEnvironment(env);
+        p.start(qEnvironmentVariable("PURFP_BIN_DIR") + QStringLiteral("/purfp"), {QStringLiteral("findInfo1"), QStringLiteral(" and 1=1")});
+        QVERIFY(p.waitForFinished(60000));
+        const QString err = QString::fromUtf8(p.readAllStandardError());
+        QCOMPARE(p.exitCode(), 3);
+        QVERIFY2(err.contains(QStringLiteral("QT_QPA_PLATFORM=offscreen")) && err.contains(QStringLiteral("purfp tour")), qPrintable(err));
+    }
+
     void clearErrors_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -212,6 +235,8 @@ private slots:
         const QString out = t.folder() + QStringLiteral("/tour out");
         r = purfp({QStringLiteral("tour"), QStringLiteral("--out"), out}, QString(), QByteArray(), true);
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        // The offscreen platform's window-hint warnings are not shown.
+        QVERIFY2(!r.err.contains(QStringLiteral("propagateSizeHints")), qPrintable(r.err));
 
         // One path per line, each inside the output folder and present.
         const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
