@@ -12,6 +12,7 @@ TestSession::TestSession()
 {
     qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
     qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toUtf8());
+    qputenv("XDG_CACHE_HOME", m_dir.filePath(QStringLiteral("cache")).toUtf8());
     CloseConnection();
     resetSession();
     Prompt::setResponder(&m_responder);
