@@ -116,8 +116,13 @@ int runMethod(const QStringList &input)
                      "  或运行 purfp tour --out 目录, 不用显示器走一遍各窗体。\n");
         return 3;
     }
-    if (library.isEmpty())
+    if (library.isEmpty()) {
         library = executableFolder() + QStringLiteral("/libTamsorPurFP.so");
+        // Installed, the component is in the library folder: the loader
+        // finds it there through purfp's own search path.
+        if (!QFileInfo::exists(library))
+            library = QStringLiteral("libTamsorPurFP.so");
+    }
 
     Component c;
     QString error;
