@@ -1,5 +1,3 @@
-// The batch picker: its rows from tblTimeStock, the search that moves the
-// current row, and choosing with the keyboard and the mouse.
 #include "modules/frmBatchno.h"
 
 #include "support/QueryModuleHelpers.h"
@@ -68,7 +66,6 @@ class TestBatchno : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
 
     // The stock rows of one goods id as read and as the grid shows them, in

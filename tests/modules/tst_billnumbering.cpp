@@ -1,4 +1,3 @@
-// Bill numbers proposed from the numbering template of tblMaxBillNo.
 #include "modules/BillNumbering.h"
 
 #include "support/QueryModuleHelpers.h"
@@ -31,7 +30,6 @@ class TestBillNumbering : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
 
     void rendering_data()
@@ -80,52 +78,33 @@ private slots:
         QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
     }
 
-    void templateOfTheRequestedKind()
+    // The template of the kind asked for; a kind without one gives no number
+    // and changes nothing. keepSerial re-renders the sequence drawn before
+    // (none yet right after start-up) although others saved bills meanwhile.
+    void drawingAndKeepingTheSequence()
     {
         QFETCH_GLOBAL(DbEngine, engine);
         Env env(engine);
-        env.addTemplate(71, QStringLiteral("FP序号"), 5, 3);
+        env.addTemplate(71, QStringLiteral("FP年月日-序号"), 9, 4, 4);
         env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
+        env.ts.writeHostSettings(env.db.connectionString());
+        QCOMPARE(env.ts.start(), QString());
+        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP20240301-"));
+        QCOMPARE(session().gBillSerial, QString());
 
         QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
         QCOMPARE(int(session().gBillLength), 5);
-
-        // A kind without a row: no number, and nothing else changes either.
         session().gBillSerial = QStringLiteral("keep");
         QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
         QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
         QCOMPARE(int(session().gBillLength), 5);
-        expectQuiet(env.ts);
-    }
 
-    void keepSerialRightAfterStartup()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        Env env(engine);
-        env.addTemplate(71, QStringLiteral("FP年-序号"), 9, 4, 4);
-        env.ts.writeHostSettings(env.db.connectionString());
-        QCOMPARE(env.ts.start(), QString());
-
-        // Nothing drawn yet: the sequence placeholder renders empty.
-        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP2024-"));
-        QCOMPARE(session().gBillSerial, QString());
-        QCOMPARE(int(session().gBillLength), 4);
-    }
-
-    void keepSerialReusesLastDraw()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        Env env(engine);
-        env.addTemplate(71, QStringLiteral("FP月日序号"), 9, 4);
-
-        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP03010010"));
-        // Someone else saved bills meanwhile; re-rendering for a new date keeps
-        // the sequence drawn before.
+        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP20240301-0010"));
         env.db.exec(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+5 where ftypeid=71"));
-        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP04150010"));
+        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP20240415-0010"));
         QCOMPARE(session().gBillSerial, QStringLiteral("0010"));
-        // Drawing again sees the new counter.
-        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP04150015"));
+        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP20240415-0015"));
+        expectQuiet(env.ts);
     }
 
     void releasedNumbers_data()

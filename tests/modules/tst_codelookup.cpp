@@ -1,4 +1,3 @@
-// Looking up typed codes in tblItem, vICItem/icitem and tblsubtype.
 #include "modules/CodeLookup.h"
 
 #include "support/QueryModuleHelpers.h"
@@ -73,7 +72,6 @@ class TestCodeLookup : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every test runs once per engine.
     void initTestCase_data() { addEngineRows(); }
 
     // name empty: not found, and the previous result stays as it was.

@@ -1,4 +1,3 @@
-// Column widths of grids kept in t_GS_tableinfo, and the grid adapters.
 #include "modules/GridLayout.h"
 
 #include "platform/DbError.h"
@@ -81,7 +80,6 @@ class TestGridLayout : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every test runs once per engine; those without a database ignore it.
     void initTestCase_data() { addEngineRows(); }
 
     void adapters_data()
@@ -131,30 +129,6 @@ private slots:
         grid->setColumnWidth(0, 0);
         widget.setColumnHidden(0, false);
         QCOMPARE(grid->columnWidth(0), 55);
-    }
-
-    void saveReplacesOnlyItsOwnLayout()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        Env env(engine);
-        env.store(kGrid, 1, {1, 2, 3, 4, 5});
-        env.store(kGrid, 0, {100, 100});
-        env.store(kOtherGrid, 1, {7, 8});
-
-        auto widget = makeGrid({50, 80, 120});
-        TableWidgetGridColumns grid(widget.get());
-        QVERIFY(SaveGridLayout(kGrid, grid, 1));
-        QCOMPARE(env.stored(kGrid, 1), Widths({50, 80, 120}));
-
-        // Saving again replaces the set instead of adding to it.
-        grid.setColumnWidth(1, 95);
-        QVERIFY(SaveGridLayout(kGrid, grid, 1));
-        QCOMPARE(env.stored(kGrid, 1), Widths({50, 95, 120}));
-        QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from t_GS_tableinfo where ftype=1")).toInt(), 5);
-
-        QCOMPARE(env.stored(kGrid, 0), Widths({100, 100}));
-        QCOMPARE(env.stored(kOtherGrid, 1), Widths({7, 8}));
-        expectQuiet(env.ts);
     }
 
     void loadAppliesStoredWidths_data()
@@ -228,31 +202,40 @@ private slots:
         QCOMPARE(widthsOf(otherGrid), designed);
     }
 
-    void failedSaveKeepsOldLayout()
+    // A save replaces the set of its grid and type only; a save that fails
+    // half-way keeps the old set, and the next save works again.
+    void saveReplacesOnlyItsOwnLayout()
     {
         QFETCH_GLOBAL(DbEngine, engine);
         Env env(engine);
-        env.store(kGrid, 1, {60, 70, 80});
-
-        FailingGrid grid;
-        QVERIFY(!SaveGridLayout(kGrid, grid, 1));
+        env.store(kGrid, 1, {1, 2, 3, 4, 5});
+        env.store(kGrid, 0, {100, 100});
+        env.store(kOtherGrid, 1, {7, 8});
+        FailingGrid failing;
+        QVERIFY(!SaveGridLayout(kGrid, failing, 1));
         expectOneError(env.ts);
-        QCOMPARE(env.stored(kGrid, 1), Widths({60, 70, 80}));
+        QCOMPARE(env.stored(kGrid, 1), Widths({1, 2, 3, 4, 5}));
         QVERIFY(!session().gConn);
+        env.ts.prompts().clear();
 
-        // The connection is usable again for the next save.
-        auto widget = makeGrid({65, 75});
-        TableWidgetGridColumns good(widget.get());
-        QVERIFY(SaveGridLayout(kGrid, good, 1));
-        QCOMPARE(env.stored(kGrid, 1), Widths({65, 75}));
+        auto widget = makeGrid({50, 80, 120});
+        TableWidgetGridColumns grid(widget.get());
+        QVERIFY(SaveGridLayout(kGrid, grid, 1));
+        QCOMPARE(env.stored(kGrid, 1), Widths({50, 80, 120}));
+        grid.setColumnWidth(1, 95);
+        QVERIFY(SaveGridLayout(kGrid, grid, 1));
+        QCOMPARE(env.stored(kGrid, 1), Widths({50, 95, 120}));
+        QCOMPARE(env.stored(kGrid, 0), Widths({100, 100}));
+        QCOMPARE(env.stored(kOtherGrid, 1), Widths({7, 8}));
+        expectQuiet(env.ts);
 
         // Without the table neither loading nor saving changes anything.
         env.db.exec(QStringLiteral("drop table t_GS_tableinfo"));
         for (bool load : {true, false}) {
             env.ts.prompts().clear();
-            QVERIFY(!(load ? LoadGridLayout(kGrid, good, 1) : SaveGridLayout(kGrid, good, 1)));
+            QVERIFY(!(load ? LoadGridLayout(kGrid, grid, 1) : SaveGridLayout(kGrid, grid, 1)));
             expectOneError(env.ts);
-            QCOMPARE(widthsOf(good), Widths({65, 75}));
+            QCOMPARE(widthsOf(grid), Widths({50, 95, 120}));
             QVERIFY(!session().gConn);
         }
     }

@@ -1,7 +1,3 @@
-// The template designer, driven offscreen: opening it from the default
-// template (or refused without the right), saving into tblBillPrint (the row
-// replaced under its key), saving a copy to a file, the question on close,
-// the field list and its copy buttons.
 #include "PrintingSession.h"
 
 #include "printing/frmFieldDescription.h"
@@ -115,11 +111,6 @@ private slots:
             QCOMPARE(form->designer()->reportTemplate(), report::ReportTemplate());
             QVERIFY(!QFileInfo::exists(work));
         }
-        // The commands no other test runs, since they open print dialogs.
-        QVERIFY(toolbarButton(form, QStringLiteral("Preview")));
-        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPreview")));
-        QVERIFY(form->findChild<QAction *>(QStringLiteral("MenuPrintSetup")));
-
         // Switching views changes nothing in the template.
         triggerMenu(form, "MenuPageView");
         QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Page);

@@ -1,5 +1,3 @@
-// The band designer driven as a user would: keys, mouse, property panel,
-// undo, views, saving.
 #include "ReportSamples.h"
 
 #include "report/ReportDesigner.h"

@@ -1,5 +1,3 @@
-// The template file: saving and loading give the same template back; bad
-// files give an error text and no template.
 #include "ReportSamples.h"
 
 #include "report/Report.h"

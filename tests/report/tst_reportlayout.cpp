@@ -1,4 +1,3 @@
-// Pagination: where bands land, page breaks, clipping, page numbers and sums.
 #include "ReportSamples.h"
 
 #include "report/ReportFont.h"

@@ -1,4 +1,3 @@
-// References in item text, and the number and date formats.
 #include "report/ReportText.h"
 
 #include <QDateTime>

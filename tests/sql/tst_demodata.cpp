@@ -1,8 +1,3 @@
-// The demo data: the bookkeeping between invoices and stock bills holds, bill
-// numbers follow the numbering template and the counters continue after
-// them, the configured fields exist in the views, every kind of bill the
-// module treats differently is present, and the data depends on the seed
-// alone.
 #include "support/TestDatabase.h"
 
 #include "platform/DbError.h"
@@ -301,24 +296,17 @@ private slots:
         QTest::addColumn<QString>("fieldsSql");
         QTest::addColumn<QString>("view");
         QTest::addColumn<int>("count");
-        for (DbEngine e : TestDatabase::engines()) {
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("list-columns"))))
-                << e << QStringLiteral("select fFieldname as f from tblFindInfoEntry where ftypeid=71 order by fentryid ")
-                << QStringLiteral("vPurFP") << 12;
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("query-fields"))))
-                << e << QStringLiteral("select fFieldName as f from tblFindInfoentry2 where ftypeid=71 order by fentryid")
-                << QStringLiteral("vPurFP") << 10;
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("header-fields"))))
-                << e << QStringLiteral("select FFieldName as f from tblBillInfo where ftypeid=71 order by findex")
-                << QStringLiteral("tblFP") << 4;
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("header-lookups"))))
-                << e << QStringLiteral("select FFieldName || 'Number' as f from tblBillInfo where ftypeid=71 and fFieldType=1 "
-                                       "union all select FFieldName || 'Name' from tblBillInfo where ftypeid=71 and fFieldType=1")
-                << QStringLiteral("vPurFP") << 4;
-            QTest::newRow(qPrintable(engineTag(e, QStringLiteral("print-fields"))))
-                << e << QStringLiteral("select fFieldName as f from tblViewDesc where fTypeid=71")
-                << QStringLiteral("vPurFPPrint") << -1; // every column of the view, each once
-        }
+        const std::tuple<const char *, const char *, const char *, int> cases[] = {
+            {"list-columns", "select fFieldname as f from tblFindInfoEntry where ftypeid=71 order by fentryid ", "vPurFP", 12},
+            {"query-fields", "select fFieldName as f from tblFindInfoentry2 where ftypeid=71 order by fentryid", "vPurFP", 10},
+            {"header-fields", "select FFieldName as f from tblBillInfo where ftypeid=71 order by findex", "tblFP", 4},
+            {"header-lookups", "select FFieldName || 'Number' as f from tblBillInfo where ftypeid=71 and fFieldType=1 "
+                               "union all select FFieldName || 'Name' from tblBillInfo where ftypeid=71 and fFieldType=1", "vPurFP", 4},
+            {"print-fields", "select fFieldName as f from tblViewDesc where fTypeid=71", "vPurFPPrint", -1}, // every column, each once
+        };
+        for (DbEngine e : TestDatabase::engines())
+            for (const auto &[tag, sql, view, count] : cases)
+                QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(tag)))) << e << QString::fromLatin1(sql) << QString::fromLatin1(view) << count;
     }
 
     void configuredFields()

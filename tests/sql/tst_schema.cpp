@@ -1,7 +1,3 @@
-// The host schema on both engines: the views' joins, the unique bill number,
-// dropping and creating again, and the functions the module's
-// dialect relies on, exercised through Connection so that statements pass the
-// same translation as in the program.
 #include "support/TestDatabase.h"
 
 #include "platform/DbError.h"
