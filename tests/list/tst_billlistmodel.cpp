@@ -27,12 +27,6 @@ QStringList fieldsOf(const QList<ListColumn> &columns)
     return fields;
 }
 
-// The amount a grid cell shows, read back: "1,234.50" -> 1234.5.
-Amount shownAmount(const QString &text)
-{
-    return Amount::parse(text).value_or(Amount::fromInt(-999999));
-}
-
 // Fills the model from a statement on an empty database: the two leading
 // columns every list has, then the given ones.
 void fillFrom(BillListModel &model, DbEngine engine, const QString &sql, const QList<ListColumn> &more = {})
@@ -183,38 +177,30 @@ void TestBillListModel::fillMatchesTheView()
     model.setColumns(readListColumns(db.conn(), 71, QStringLiteral("1"), true));
     model.fill(db.conn(), buildFindStatement(QStringLiteral("vPurFP"), QString(), QString(), QString(), QString()));
 
+    // Rows in the view's order, amounts rounded to two places, exact totals.
     Recordset rs = db.conn().openRecordset(QStringLiteral("select finterid,fdate,fAmount,fEndAmount,fNoHXAmount,fSupplyIdName "
                                                           "from vPurFP order by fdate,fbillno,finterid"));
-    QCOMPARE(model.dataRowCount(), rs.recordCount());
-    QCOMPARE(model.billCount(), rs.recordCount());
     QCOMPARE(model.rowCount(), rs.recordCount() + 1);
+    QCOMPARE(model.billCount(), rs.recordCount());
     const int amountColumn = 6;
+    const char *amounts[] = {"fAmount", "fEndAmount", "fNoHXAmount"};
     Amount sums[3];
     for (int r = 0; !rs.eof(); rs.moveNext(), ++r) {
         QCOMPARE(model.interIdText(r), rs.text(QStringLiteral("finterid")));
         QCOMPARE(model.cellText(r, 2), rs.date(QStringLiteral("fdate")).toString(QStringLiteral("yyyy-MM-dd")));
         QCOMPARE(model.cellText(r, 3), rs.text(QStringLiteral("fSupplyIdName")));
-        const char *amounts[] = {"fAmount", "fEndAmount", "fNoHXAmount"};
         for (int k = 0; k < 3; ++k) {
-            const QString shown = model.cellText(r, amountColumn + k);
             const QString field = QString::fromLatin1(amounts[k]);
-            if (rs.isNull(field)) {
-                QCOMPARE(shown, QString());
-                continue;
-            }
-            const Amount exact = rs.amount(field);
-            sums[k] += exact;
-            QCOMPARE(shownAmount(shown), Amount::parse(exact.toFixed(2)).value());
+            sums[k] += rs.isNull(field) ? Amount() : rs.amount(field);
+            QCOMPARE(model.cellText(r, amountColumn + k), rs.isNull(field) ? QString() : formatListValue(rs.amount(field).toString(), QStringLiteral("#,##0.00")));
         }
     }
     const int totals = model.dataRowCount();
     QVERIFY(model.isTotalsRow(totals));
     QCOMPARE(model.cellText(totals, 0), QStringLiteral("合计"));
     QCOMPARE(model.cellText(totals, 3), QString());
-    for (int k = 0; k < 3; ++k) {
+    for (int k = 0; k < 3; ++k)
         QCOMPARE(model.total(amountColumn + k), sums[k]);
-        QCOMPARE(shownAmount(model.cellText(totals, amountColumn + k)), Amount::parse(sums[k].toFixed(2)).value());
-    }
     QCOMPARE(model.data(model.index(0, amountColumn), Qt::TextAlignmentRole).value<Qt::Alignment>(), Qt::AlignRight | Qt::AlignVCenter);
 }
 
