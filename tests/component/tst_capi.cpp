@@ -27,28 +27,13 @@ private slots:
         const QString out = QString::fromUtf8(client.readAllStandardOutput());
         QCOMPARE(client.exitCode(), 0);
         const QStringList expected = {
-            QStringLiteral("create other 80040111"),
-            QStringLiteral("create 00000000 "),
-            QStringLiteral("id billName 00000000 68030004"),
-            QStringLiteral("id STRAPPPATH 00000000 68030003"),
-            QStringLiteral("id returnstring1 00000000 68030002"),
-            QStringLiteral("id ReturnString 00000000 68030001"),
-            QStringLiteral("id UserRight 00000000 68030000"),
-            QStringLiteral("id newinfo 00000000 60030006"),
-            QStringLiteral("id downFromOrder 00000000 60030007"),
-            QStringLiteral("id FindInfo 00000000 60030008"),
-            QStringLiteral("id findInfo1 00000000 60030009"),
-            QStringLiteral("id findInfo2 00000000 6003000a"),
-            QStringLiteral("id noSuchMember 80020006 ffffffff"),
-            QStringLiteral("put UserRight 00000000"),
-            QStringLiteral("get UserRight 00000000 Q01,Q02"),
-            QStringLiteral("get billName small 00000000 采购"),
-            QStringLiteral("findInfo2 00000000 []"),
-            QStringLiteral("findInfo 00000000 [0]"),
-            QStringLiteral("findInfo2 without argument 80070057"),
-            QStringLiteral("findInfo as property 80020003"),
-            QStringLiteral("UserRight as method 80020003"),
-            QStringLiteral("unknown id 80020003"),
+            "create other 80040111", "create 00000000 ", "id billName 00000000 68030004", "id STRAPPPATH 00000000 68030003",
+            "id returnstring1 00000000 68030002", "id ReturnString 00000000 68030001", "id UserRight 00000000 68030000",
+            "id newinfo 00000000 60030006", "id downFromOrder 00000000 60030007", "id FindInfo 00000000 60030008",
+            "id findInfo1 00000000 60030009", "id findInfo2 00000000 6003000a", "id noSuchMember 80020006 ffffffff",
+            "put UserRight 00000000", "get UserRight 00000000 Q01,Q02", "get billName small 00000000 采购",
+            "findInfo2 00000000 []", "findInfo 00000000 [0]", "findInfo2 without argument 80070057",
+            "findInfo as property 80020003", "UserRight as method 80020003", "unknown id 80020003",
         };
         QCOMPARE(out.split(u'\n', Qt::SkipEmptyParts), expected);
     }

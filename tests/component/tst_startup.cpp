@@ -15,17 +15,10 @@ private slots:
         const QString error = t.start();
         QVERIFY2(!error.isEmpty(), "an empty connection string cannot be opened");
         const Session &s = session();
-        QCOMPARE(s.msgTitle, QStringLiteral("维卡进销存"));
-        QCOMPARE(s.gBillLength, 6);
-        QCOMPARE(s.intPriceNumber, 2);
-        QCOMPARE(s.gSeekItem, QStringLiteral("fNumber"));
-        QCOMPARE(s.gLoginUserId, QStringLiteral("0"));
-        QCOMPARE(s.DBConnectionString, QString());
-        QCOMPARE(s.fTax1, 17.0);
-        QVERIFY(s.gIsShowTip);
-        QCOMPARE(s.gRightPrefix, QStringLiteral("Q"));
-        QCOMPARE(s.gViewName, QStringLiteral("vPurFP"));
-        QCOMPARE(s.gBillTypeId, 71);
+        QCOMPARE((QStringList{s.msgTitle, s.gSeekItem, s.gLoginUserId, s.DBConnectionString, s.gRightPrefix, s.gViewName}),
+                 (QStringList{"维卡进销存", "fNumber", "0", "", "Q", "vPurFP"}));
+        QCOMPARE((QList<double>{double(s.gBillLength), double(s.intPriceNumber), s.fTax1, double(s.gIsShowTip), double(s.gBillTypeId)}),
+                 (QList<double>{6, 2, 17, 1, 71}));
         QVERIFY(t.prompts().calls.empty());
     }
 
@@ -56,10 +49,7 @@ private slots:
     {
         QTest::addColumn<DbEngine>("engine");
         QTest::addColumn<QStringList>("statements");
-        QTest::addColumn<int>("year");
-        QTest::addColumn<int>("period");
-        QTest::addColumn<QDate>("periodStart");
-        QTest::addColumn<QString>("billName");
+        QTest::addColumn<QString>("values"); // year|period|period start|bill name
         QTest::addColumn<QString>("message"); // critical message expected, or empty
 
         const QString maxBillNo = QStringLiteral("insert into tblMaxBillNo(ftypeid,fNewBillName,fbillno,fPreLetter,flength,fYLength) values(71,'采购发票(增值税)',0,'序号',4,2)");
@@ -67,34 +57,28 @@ private slots:
         const QString period = QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(5,'11')");
         const QString periodRow = QStringLiteral("insert into tblPeriod(fYear,fPeriod,fstartdate) values(2026,11,'2026-11-01')");
         for (DbEngine e : TestDatabase::engines()) {
-            QTest::newRow(qPrintable(engineTag(e, "complete"))) << e << QStringList{maxBillNo, year, period, periodRow}
-                << 2026 << 11 << QDate(2026, 11, 1) << "采购发票(增值税)" << "";
-            QTest::newRow(qPrintable(engineTag(e, "nothing in the tables"))) << e << QStringList{}
-                << 0 << 0 << QDate(1900, 1, 1) << "采购发票" << "";
-            QTest::newRow(qPrintable(engineTag(e, "year without period"))) << e << QStringList{year, periodRow}
-                << 2026 << 0 << QDate(1900, 1, 1) << "采购发票" << "";
-            QTest::newRow(qPrintable(engineTag(e, "null period start"))) << e
+            engineRow(e, "complete") << QStringList{maxBillNo, year, period, periodRow} << "2026|11|2026-11-01|采购发票(增值税)" << "";
+            engineRow(e, "nothing in the tables") << QStringList{} << "0|0|1900-01-01|采购发票" << "";
+            engineRow(e, "year without period") << QStringList{year, periodRow} << "2026|0|1900-01-01|采购发票" << "";
+            engineRow(e, "null period start")
                 << QStringList{year, period, QStringLiteral("insert into tblPeriod(fYear,fPeriod,fstartdate) values(2026,11,null)")}
-                << 2026 << 11 << QDate(1900, 1, 1) << "采购发票" << "";
-            QTest::newRow(qPrintable(engineTag(e, "unreadable year"))) << e
+                << "2026|11|1900-01-01|采购发票" << "";
+            engineRow(e, "unreadable year")
                 << QStringList{maxBillNo, QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(4,'abc')"), period, periodRow}
-                << 0 << 0 << QDate(1900, 1, 1) << "采购发票(增值税)" << "类型不匹配";
-            QTest::newRow(qPrintable(engineTag(e, "system table missing"))) << e
+                << "0|0|1900-01-01|采购发票(增值税)" << "类型不匹配";
+            engineRow(e, "system table missing")
                 << QStringList{maxBillNo, QStringLiteral("drop table tblSystemInfo")}
-                << 0 << 0 << QDate(1900, 1, 1) << "采购发票(增值税)" << "tblSystemInfo";
-            QTest::newRow(qPrintable(engineTag(e, "period table missing"))) << e
+                << "0|0|1900-01-01|采购发票(增值税)" << "tblSystemInfo";
+            engineRow(e, "period table missing")
                 << QStringList{year, period, QStringLiteral("drop table tblPeriod")}
-                << 2026 << 11 << QDate(1900, 1, 1) << "采购发票" << "tblPeriod";
+                << "2026|11|1900-01-01|采购发票" << "tblPeriod";
         }
     }
     void databaseValues()
     {
         QFETCH(DbEngine, engine);
         QFETCH(QStringList, statements);
-        QFETCH(int, year);
-        QFETCH(int, period);
-        QFETCH(QDate, periodStart);
-        QFETCH(QString, billName);
+        QFETCH(QString, values);
         QFETCH(QString, message);
 
         TestDatabase db(engine);
@@ -108,10 +92,8 @@ private slots:
         QCOMPARE(t.start(), QString());
 
         const Session &s = session();
-        QCOMPARE(int(s.gCurrentYear), year);
-        QCOMPARE(int(s.gCurrentPeriod), period);
-        QCOMPARE(s.gPeriodStartDate, periodStart);
-        QCOMPARE(s.gBillName, billName);
+        QCOMPARE(QStringLiteral("%1|%2|%3|%4").arg(s.gCurrentYear).arg(s.gCurrentPeriod)
+                     .arg(s.gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd")), s.gBillName), values);
         QVERIFY2(!s.gConn, "start-up closes the connection on every path");
         const auto messages = t.prompts().messages();
         if (message.isEmpty()) {
@@ -135,13 +117,8 @@ private slots:
         t.setSetting(QStringLiteral("SystemSetup"), QStringLiteral("gIsAddDelNumber"), QStringLiteral("1"));
         QCOMPARE(t.start(), QString());
         const Session &s = session();
-        QCOMPARE(s.msgTitle, QStringLiteral("小店进销存"));
-        QCOMPARE(s.gLoginUserId, QStringLiteral("7"));
-        QCOMPARE(s.IsAdmin, 0);
-        QCOMPARE(s.gBillLength, 8);
-        QVERIFY(!s.gIsShowTip);
-        QCOMPARE(s.gIsAddDelNumber, 1);
-        QCOMPARE(s.gAppPath, t.folder() + QStringLiteral("/app"));
+        QCOMPARE((QStringList{s.msgTitle, s.gLoginUserId, s.gAppPath}), (QStringList{"小店进销存", "7", t.folder() + "/app"}));
+        QCOMPARE((QList<int>{s.IsAdmin, s.gBillLength, int(s.gIsShowTip), s.gIsAddDelNumber}), (QList<int>{0, 8, 0, 1}));
     }
 
     void failedConnectionFailsCreation()

@@ -1,6 +1,5 @@
-// The bill list's model: which columns a user gets, how values are formatted,
-// that the totals row adds up exact decimals, the 20000-row cap, the state
-// colours and the title line.
+// The bill list's model: columns per user, formatting, exact totals, the row
+// cap, state colours and the title line.
 #include "list/BillListModel.h"
 #include "list/ListCommands.h"
 
@@ -26,12 +25,6 @@ QStringList fieldsOf(const QList<ListColumn> &columns)
     for (const ListColumn &c : columns)
         fields << c.field;
     return fields;
-}
-
-// The amount a grid cell shows, read back: "1,234.50" -> 1234.5.
-Amount shownAmount(const QString &text)
-{
-    return Amount::parse(text).value_or(Amount::fromInt(-999999));
 }
 
 // Fills the model from a statement on an empty database: the two leading
@@ -74,8 +67,6 @@ private slots:
     void totalsAreExact();
     void capAt20000Rows_data() { addEngineRows(); }
     void capAt20000Rows();
-    void billLinesCountOnce_data() { addEngineRows(); }
-    void billLinesCountOnce();
     void rowStatesAndColours_data() { addEngineRows(); }
     void rowStatesAndColours();
     void mergingOnlyChangesThePainting_data() { addEngineRows(); }
@@ -93,25 +84,20 @@ void TestBillListModel::formatValue_data()
     QTest::newRow("thousands") << QVariant(1234.5) << "#,##0.00" << "1,234.50";
     QTest::newRow("millions from exact text") << QVariant(QStringLiteral("1234567.125")) << "#,##0.00" << "1,234,567.13";
     QTest::newRow("half away from zero, negative") << QVariant(QStringLiteral("-0.005")) << "#,##0.00" << "-0.01";
-    QTest::newRow("negative thousands") << QVariant(-98765.4321) << "#,##0.00" << "-98,765.43";
     QTest::newRow("tiny negative rounds to zero") << QVariant(-0.004) << "#,##0.00" << "0.00";
-    QTest::newRow("zero") << QVariant(0) << "#,##0.00" << "0.00";
     QTest::newRow("no grouping") << QVariant(1234567.0) << "0.00" << "1234567.00";
     QTest::newRow("whole number format") << QVariant(1234.5) << "#,##0" << "1,235";
-    QTest::newRow("four places") << QVariant(12) << "0.0000" << "12.0000";
     QTest::newRow("more places than kept") << QVariant(12.3456789) << "0.000000" << "12.345700";
     QTest::newRow("optional places") << QVariant(0.5) << "#.##" << ".5";
     QTest::newRow("prefix and suffix") << QVariant(5) << "¥#,##0.00元" << "¥5.00元";
     QTest::newRow("exact text with engine zeros") << QVariant(QStringLiteral("12.5000")) << "#,##0.00" << "12.50";
     QTest::newRow("text under a number format") << QVariant(QStringLiteral("abc")) << "#,##0.00" << "abc";
     QTest::newRow("null") << QVariant() << "#,##0.00" << "";
-    QTest::newRow("date value") << QVariant(QDate(2024, 3, 5)) << "yyyy-MM-dd" << "2024-03-05";
     QTest::newRow("date text, lower-case month") << QVariant(QStringLiteral("2024-03-05")) << "yyyy-mm-dd" << "2024-03-05";
     QTest::newRow("date in words") << QVariant(QStringLiteral("2024-03-05")) << "yyyy年m月d日" << "2024年3月5日";
     QTest::newRow("not a date") << QVariant(QStringLiteral("unknown")) << "yyyy-MM-dd" << "unknown";
     QTest::newRow("plain double is exact") << QVariant(33.33) << "" << "33.33";
     QTest::newRow("plain sum drift hidden") << QVariant(0.1 + 0.2) << "" << "0.3";
-    QTest::newRow("plain integer") << QVariant(qlonglong(42)) << "" << "42";
     QTest::newRow("plain code keeps zeros") << QVariant(QStringLiteral("0012")) << "" << "0012";
 }
 
@@ -154,7 +140,7 @@ void TestBillListModel::listColumns()
     QList<ListColumn> columns = readListColumns(db.conn(), 71, QStringLiteral("1"), true);
     QCOMPARE(fieldsOf(columns), configured);
     QCOMPARE(columns[6], column("fAmount", "发票金额", 2, "#,##0.00", false, true));
-    QCOMPARE(columns[3].merge, true);
+    QVERIFY(columns[3].merge);
 
     const char *hidden[] = {
         "2,'fDeptIdName',3,71",   // hidden from the clerk
@@ -191,44 +177,31 @@ void TestBillListModel::fillMatchesTheView()
     model.setColumns(readListColumns(db.conn(), 71, QStringLiteral("1"), true));
     model.fill(db.conn(), buildFindStatement(QStringLiteral("vPurFP"), QString(), QString(), QString(), QString()));
 
+    // Rows in the view's order, amounts rounded to two places, exact totals.
     Recordset rs = db.conn().openRecordset(QStringLiteral("select finterid,fdate,fAmount,fEndAmount,fNoHXAmount,fSupplyIdName "
                                                           "from vPurFP order by fdate,fbillno,finterid"));
-    QCOMPARE(model.dataRowCount(), rs.recordCount());
-    QCOMPARE(model.billCount(), rs.recordCount());
     QCOMPARE(model.rowCount(), rs.recordCount() + 1);
+    QCOMPARE(model.billCount(), rs.recordCount());
     const int amountColumn = 6;
+    const char *amounts[] = {"fAmount", "fEndAmount", "fNoHXAmount"};
     Amount sums[3];
     for (int r = 0; !rs.eof(); rs.moveNext(), ++r) {
         QCOMPARE(model.interIdText(r), rs.text(QStringLiteral("finterid")));
         QCOMPARE(model.cellText(r, 2), rs.date(QStringLiteral("fdate")).toString(QStringLiteral("yyyy-MM-dd")));
         QCOMPARE(model.cellText(r, 3), rs.text(QStringLiteral("fSupplyIdName")));
-        const char *amounts[] = {"fAmount", "fEndAmount", "fNoHXAmount"};
         for (int k = 0; k < 3; ++k) {
-            const QString shown = model.cellText(r, amountColumn + k);
             const QString field = QString::fromLatin1(amounts[k]);
-            if (rs.isNull(field)) {
-                QCOMPARE(shown, QString());
-                continue;
-            }
-            const Amount exact = rs.amount(field);
-            sums[k] += exact;
-            // Two places, grouped, rounded half away from zero.
-            QVERIFY2(QRegularExpression(QStringLiteral("^-?\\d{1,3}(,\\d{3})*\\.\\d\\d$")).match(shown).hasMatch(), qPrintable(shown));
-            QCOMPARE(shownAmount(shown), Amount::parse(exact.toFixed(2)).value());
+            sums[k] += rs.isNull(field) ? Amount() : rs.amount(field);
+            QCOMPARE(model.cellText(r, amountColumn + k), rs.isNull(field) ? QString() : formatListValue(rs.amount(field).toString(), QStringLiteral("#,##0.00")));
         }
     }
     const int totals = model.dataRowCount();
     QVERIFY(model.isTotalsRow(totals));
     QCOMPARE(model.cellText(totals, 0), QStringLiteral("合计"));
-    QCOMPARE(model.cellText(totals, 1), QString());
     QCOMPARE(model.cellText(totals, 3), QString());
-    for (int k = 0; k < 3; ++k) {
+    for (int k = 0; k < 3; ++k)
         QCOMPARE(model.total(amountColumn + k), sums[k]);
-        QCOMPARE(shownAmount(model.cellText(totals, amountColumn + k)), Amount::parse(sums[k].toFixed(2)).value());
-    }
     QCOMPARE(model.data(model.index(0, amountColumn), Qt::TextAlignmentRole).value<Qt::Alignment>(), Qt::AlignRight | Qt::AlignVCenter);
-    QCOMPARE(model.data(model.index(0, 2), Qt::TextAlignmentRole).value<Qt::Alignment>(), Qt::AlignHCenter | Qt::AlignVCenter);
-    QCOMPARE(model.headerData(6, Qt::Horizontal).toString(), QStringLiteral("发票金额"));
 }
 
 void TestBillListModel::totalsAreExact()
@@ -281,17 +254,6 @@ void TestBillListModel::capAt20000Rows()
     QCOMPARE(model.cellText(BillListModel::kMaxRows, 2), QStringLiteral("30,000.00"));
 }
 
-void TestBillListModel::billLinesCountOnce()
-{
-    QFETCH(DbEngine, engine);
-    BillListModel model;
-    // A view with one row per bill line: bill 7 has three lines, one apart.
-    fillFrom(model, engine, QStringLiteral("select 7 as finterid, 'A' as fbillno union all select 7, 'A' union all select 8, 'B' "
-                                           "union all select 7, 'A' union all select 9, 'C'"));
-    QCOMPARE(model.dataRowCount(), 5);
-    QCOMPARE(model.billCount(), 3);
-}
-
 void TestBillListModel::rowStatesAndColours()
 {
     QFETCH(DbEngine, engine);
@@ -325,8 +287,8 @@ void TestBillListModel::mergingOnlyChangesThePainting()
     QFETCH(DbEngine, engine);
     BillListModel model;
     fillFrom(model, engine,
-             QStringLiteral("select 1 as finterid, 'A' as fbillno, 'X' as fname, 'n' as fnote union all select 2, 'B', 'X', 'n' "
-                            "union all select 3, 'C', 'Y', 'n' union all select 4, 'D', 'X', 'n'"),
+             QStringLiteral("select 1 as finterid, 'A' as fbillno, 'X' as fname, 'n' as fnote union all select 1, 'A', 'X', 'n' "
+                            "union all select 3, 'C', 'Y', 'n' union all select 1, 'A', 'X', 'n'"),
              {column("fname", "供应商", 0, "", true), column("fnote", "备注")});
     QStringList shown, held, notes;
     for (int r = 0; r < 4; ++r) {
@@ -339,6 +301,8 @@ void TestBillListModel::mergingOnlyChangesThePainting()
     // Columns without the flag never merge.
     QCOMPARE(notes, (QStringList{"n", "n", "n", "n"}));
     QCOMPARE(model.data(model.index(1, 2), Qt::ToolTipRole).toString(), QStringLiteral("X"));
+    // One row per bill line: a bill on several lines, one apart, counts once.
+    QCOMPARE(model.billCount(), 2);
 }
 
 void TestBillListModel::sessionFillReportsErrors()

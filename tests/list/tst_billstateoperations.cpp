@@ -9,7 +9,6 @@
 #include "support/TestDatabase.h"
 #include "support/TestSession.h"
 
-#include <QElapsedTimer>
 #include <QMap>
 #include <QRandomGenerator>
 #include <QTest>
@@ -77,16 +76,6 @@ QMap<int, Amount> invoicedAmounts(Connection &conn)
     for (; !rs.eof(); rs.moveNext())
         result.insert(int(rs.toInt(QStringLiteral("finterid"))), rs.amount(QStringLiteral("fKPAmount")));
     return result;
-}
-
-// The invoiced amounts once the entries of the given bills are taken back.
-QMap<int, Amount> amountsWithout(Connection &conn, const QString &ids)
-{
-    QMap<int, Amount> amounts = invoicedAmounts(conn);
-    Recordset rs = conn.openRecordset(QStringLiteral("select fStockInterId,fHXAmount from tblFPEntry where fInterId in (") + ids + u')');
-    for (; !rs.eof(); rs.moveNext())
-        amounts[int(rs.toInt(QStringLiteral("fStockInterId")))] -= rs.amount(QStringLiteral("fHXAmount"));
-    return amounts;
 }
 
 // Demo bills every operation but un-void may act on: current period, not
@@ -194,7 +183,19 @@ struct Env {
         QVERIFY(!session().gConn);
     }
 };
+struct Refusal { int op, status, cancellation; bool earlier; const char *reason; };
+// A menu command on bills 1-3: status and void flag of each, whether it
+// succeeds, the last message, tblFP afterwards (finterid|fstatus|fchecker|
+// fcancellation) and the stock bill's invoiced amount afterwards (100 before).
+struct Command { ListCommand command; int status, cancellation; bool succeeds; const char *message; QStringList rows; int invoiced; };
+// Stock bill 501 holds fAllAmount `all`, of which a valid invoice took `other`;
+// bill 1 names it for `own` ("" for none). kpAfter: 501 afterwards, empty when
+// refused; open: the open amount the refusal names.
+struct Bound { int op, all; const char *other, *own, *kpAfter, *open; };
 } // namespace
+Q_DECLARE_METATYPE(Refusal)
+Q_DECLARE_METATYPE(Command)
+Q_DECLARE_METATYPE(Bound)
 
 class TestBillStateOperations : public QObject {
     Q_OBJECT
@@ -204,22 +205,16 @@ private slots:
     void selectionList();
     void refusals_data();
     void refusals();
-    void openBillsGoThrough_data();
-    void openBillsGoThrough();
-    void unknownSelection_data();
-    void unknownSelection();
+    void oneBill_data();
+    void oneBill();
     void deleteReturnsSerialsAndTakesBackAmounts_data() { addEngineRows(); }
     void deleteReturnsSerialsAndTakesBackAmounts();
-    void voidThenUnvoidRestoresAmounts_data() { addEngineRows(); }
-    void voidThenUnvoidRestoresAmounts();
     void databaseErrorShowsItsText_data() { addEngineRows(); }
     void databaseErrorShowsItsText();
     void errorPartWayWritesNothing_data() { addEngineRows(); }
     void errorPartWayWritesNothing();
     void commands_data();
     void commands();
-    void deleteCommandGuardAndQuestion_data() { addEngineRows(); }
-    void deleteCommandGuardAndQuestion();
     void clerkLacksDeleteAndAuditRights_data() { addEngineRows(); }
     void clerkLacksDeleteAndAuditRights();
     void randomSequenceKeepsInvoicedAmounts_data() { addEngineRows(); }
@@ -235,25 +230,19 @@ void TestBillStateOperations::selectionList_data()
     QTest::addColumn<int>("currentRow");
     QTest::addColumn<QString>("list");
 
-    QTest::newRow("selected rows in grid order")
-        << QStringList{"18", "12", "15", ""} << QList<bool>{true, false, true, false} << 1 << QStringLiteral("18,15");
-    QTest::newRow("a bill on several rows is listed once")
-        << QStringList{"12", "12", "15", "12", ""} << QList<bool>{true, true, true, true, false} << 2 << QStringLiteral("12,15");
-    QTest::newRow("an id that begins another id is still listed")
-        << QStringList{"12", "1", "121", "1", ""} << QList<bool>{true, true, true, true, false} << 1 << QStringLiteral("12,1,121");
-    QTest::newRow("the totals row never counts")
-        << QStringList{"7", "8"} << QList<bool>{true, true} << 1 << QStringLiteral("7");
-    QTest::newRow("nothing selected")
-        << QStringList{"7", "8", ""} << QList<bool>{false, false, false} << 1 << QString();
-    QTest::newRow("no current row")
-        << QStringList{"7", "8", ""} << QList<bool>{true, true, false} << -1 << QString();
-    QTest::newRow("current row outside the grid")
-        << QStringList{"7", "8", ""} << QList<bool>{true, true, false} << 4 << QString();
-    QTest::newRow("current row on the totals row still selects")
-        << QStringList{"7", "8", ""} << QList<bool>{true, false, false} << 3 << QStringLiteral("7");
-    QTest::newRow("header row only") << QStringList{} << QList<bool>{} << 1 << QString();
-    QTest::newRow("a row without id is skipped")
-        << QStringList{"7", " ", "9", ""} << QList<bool>{true, true, true, false} << 1 << QStringLiteral("7,9");
+    const auto row = [](const char *name, const QStringList &ids, const QList<bool> &selected, int current, const char *list) {
+        QTest::newRow(name) << ids << selected << current << QString::fromLatin1(list);
+    };
+    row("selected rows in grid order", {"18", "12", "15", ""}, {true, false, true, false}, 1, "18,15");
+    row("a bill on several rows is listed once", {"12", "12", "15", "12", ""}, {true, true, true, true, false}, 2, "12,15");
+    row("an id that begins another id is still listed", {"12", "1", "121", "1", ""}, {true, true, true, true, false}, 1, "12,1,121");
+    row("the totals row never counts", {"7", "8"}, {true, true}, 1, "7");
+    row("nothing selected", {"7", "8", ""}, {false, false, false}, 1, "");
+    row("no current row", {"7", "8", ""}, {true, true, false}, -1, "");
+    row("current row outside the grid", {"7", "8", ""}, {true, true, false}, 4, "");
+    row("current row on the totals row still selects", {"7", "8", ""}, {true, false, false}, 3, "7");
+    row("header row only", {}, {}, 1, "");
+    row("a row without id is skipped", {"7", " ", "9", ""}, {true, true, true, false}, 1, "7,9");
 }
 
 void TestBillStateOperations::selectionList()
@@ -273,81 +262,81 @@ void TestBillStateOperations::selectionList()
 void TestBillStateOperations::refusals_data()
 {
     QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<int>("op");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("cancellation");
-    QTest::addColumn<bool>("earlier");
-    QTest::addColumn<QString>("reason");
-
-    struct Case { const char *name; int op; int status; int cancellation; bool earlier; const char *reason; };
-    const Case cases[] = {
-        {"delete audited", Delete, 1, 0, false, "的单据已经审核!操作不成功"},
-        {"delete audited before earlier and void", Delete, 1, 1, true, "的单据已经审核!操作不成功"},
-        {"delete earlier before void", Delete, 0, 1, true, "的单据为以前期间的单据，不能删除!操作不成功"},
-        {"delete void", Delete, 0, 1, false, "的单据作废!操作不成功"},
-        {"delete void flag as yes/no", Delete, 0, -1, false, "的单据作废!操作不成功"},
-        {"un-audit not audited", UnCheck, 0, 1, true, "的单据未审核!操作不成功"},
-        {"un-audit earlier before void", UnCheck, 1, 1, true, "的单据为以前期间的单据，不能反审核!操作不成功"},
-        {"un-audit void", UnCheck, 1, 1, false, "的单据已经作废!操作不成功"},
-        {"void audited before earlier", Cancel, 1, 0, true, "的单据已经审核!操作不成功"},
-        {"void earlier before void", Cancel, 0, 1, true, "的单据为以前期间的单据，不能作废!操作不成功"},
-        {"void already void", Cancel, 0, 1, false, "的单据已经作废!操作不成功"},
-        {"void flag as yes/no already void", Cancel, 0, -1, false, "的单据已经作废!操作不成功"},
-        {"un-void audited void", UnCancel, 1, 1, false, "的单据已经审核!操作不成功"},
-        {"un-void earlier", UnCancel, 0, 1, true, "的单据为以前期间的单据，不能取消作废!操作不成功"},
-        {"un-void not void", UnCancel, 0, 0, false, "的单据未作废!操作不成功"},
+    QTest::addColumn<Refusal>("c");
+    const std::pair<const char *, Refusal> cases[] = {
+        {"delete audited", {Delete, 1, 0, false, "的单据已经审核!操作不成功"}},
+        {"delete audited before earlier and void", {Delete, 1, 1, true, "的单据已经审核!操作不成功"}},
+        {"delete earlier before void", {Delete, 0, 1, true, "的单据为以前期间的单据，不能删除!操作不成功"}},
+        {"delete void", {Delete, 0, 1, false, "的单据作废!操作不成功"}},
+        {"delete void flag as yes/no", {Delete, 0, -1, false, "的单据作废!操作不成功"}},
+        {"un-audit not audited", {UnCheck, 0, 1, true, "的单据未审核!操作不成功"}},
+        {"un-audit earlier before void", {UnCheck, 1, 1, true, "的单据为以前期间的单据，不能反审核!操作不成功"}},
+        {"un-audit void", {UnCheck, 1, 1, false, "的单据已经作废!操作不成功"}},
+        {"void audited before earlier", {Cancel, 1, 0, true, "的单据已经审核!操作不成功"}},
+        {"void earlier before void", {Cancel, 0, 1, true, "的单据为以前期间的单据，不能作废!操作不成功"}},
+        {"void already void", {Cancel, 0, 1, false, "的单据已经作废!操作不成功"}},
+        {"void flag as yes/no already void", {Cancel, 0, -1, false, "的单据已经作废!操作不成功"}},
+        {"un-void audited void", {UnCancel, 1, 1, false, "的单据已经审核!操作不成功"}},
+        {"un-void earlier", {UnCancel, 0, 1, true, "的单据为以前期间的单据，不能取消作废!操作不成功"}},
+        {"un-void not void", {UnCancel, 0, 0, false, "的单据未作废!操作不成功"}},
     };
     for (DbEngine e : TestDatabase::engines())
-        for (const Case &c : cases)
-            engineRow(e, QString::fromLatin1(c.name)) << c.op << c.status << c.cancellation << c.earlier << QString::fromUtf8(c.reason);
+        for (const auto &[name, c] : cases)
+            engineRow(e, QString::fromLatin1(name)) << c;
 }
 
 void TestBillStateOperations::refusals()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(int, op);
-    QFETCH(int, status);
-    QFETCH(int, cancellation);
-    QFETCH(bool, earlier);
-    QFETCH(QString, reason);
-
+    QFETCH(Refusal, c);
     // Two bills the operation may act on, then the refused one: the batch
     // stops at the third and writes nothing for the first two either.
-    const int passStatus = op == UnCheck ? 1 : 0;
-    const int passCancellation = op == UnCancel ? 1 : 0;
+    const int passStatus = c.op == UnCheck ? 1 : 0;
+    const int passCancellation = c.op == UnCancel ? 1 : 0;
     Env env(engine);
     env.addStock(501, QStringLiteral("1000"));
     env.addStock(502, QStringLiteral("null"));
     env.addInvoice(1, passStatus, passCancellation, kCurrent, {{501, QStringLiteral("100")}});
     env.addInvoice(2, passStatus, passCancellation, kCurrent, {{501, QStringLiteral("200")}, {502, QStringLiteral("33.33")}});
-    env.addInvoice(3, status, cancellation, earlier ? kEarlier : kCurrent, {{502, QStringLiteral("5")}});
+    env.addInvoice(3, c.status, c.cancellation, c.earlier ? kEarlier : kCurrent, {{502, QStringLiteral("5")}});
     const QStringList before = snapshot(env.db.conn());
 
     env.ops.setSelection(QStringLiteral("1,2,3"));
-    QVERIFY(!env.run(op));
-    env.expectRefused(QStringLiteral("编号为:FP-3") + reason, Prompt::Exclamation, before);
+    QVERIFY(!env.run(c.op));
+    env.expectRefused(QStringLiteral("编号为:FP-3") + QString::fromUtf8(c.reason), Prompt::Exclamation, before);
 }
 
-void TestBillStateOperations::openBillsGoThrough_data()
+void TestBillStateOperations::oneBill_data()
 {
     QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("op");
     QTest::addColumn<int>("status");
     QTest::addColumn<int>("cancellation");
-    for (DbEngine e : TestDatabase::engines()) {
-        engineRow(e, "delete") << int(Delete) << 0 << 0;
-        engineRow(e, "un-audit") << int(UnCheck) << 1 << 0;
-        engineRow(e, "void") << int(Cancel) << 0 << 0;
-        engineRow(e, "un-void") << int(UnCancel) << 0 << 1;
-    }
+    QTest::addColumn<QString>("selection");
+    QTest::addColumn<int>("icon"); // of the refusal; 0: the operation goes through
+    const struct { const char *name; int op; int status; int cancellation; int icon; } ops[] = {
+        {"delete", Delete, 0, 0, Prompt::Exclamation},
+        {"un-audit", UnCheck, 1, 0, Prompt::Critical},
+        {"void", Cancel, 0, 0, Prompt::Exclamation},
+        {"un-void", UnCancel, 0, 1, Prompt::Critical},
+    };
+    for (DbEngine e : TestDatabase::engines())
+        for (const auto &o : ops) {
+            const QString name = QString::fromLatin1(o.name);
+            engineRow(e, name) << o.op << o.status << o.cancellation << QStringLiteral("1") << 0;
+            engineRow(e, name + QStringLiteral(" unknown ids")) << o.op << o.status << o.cancellation << QStringLiteral("999998,999999") << o.icon;
+            engineRow(e, name + QStringLiteral(" empty selection")) << o.op << o.status << o.cancellation << QString() << o.icon;
+        }
 }
 
-void TestBillStateOperations::openBillsGoThrough()
+void TestBillStateOperations::oneBill()
 {
     QFETCH(DbEngine, engine);
     QFETCH(int, op);
     QFETCH(int, status);
     QFETCH(int, cancellation);
+    QFETCH(QString, selection);
+    QFETCH(int, icon);
 
     // The first day of the period is still open. Empty amounts, and an entry
     // that names no stock bill, move no invoiced amount.
@@ -356,50 +345,19 @@ void TestBillStateOperations::openBillsGoThrough()
     env.addStock(502, QStringLiteral("null"));
     env.addInvoice(1, status, cancellation, kPeriodStart,
                    {{501, QStringLiteral("null")}, {502, QStringLiteral("null")}, {-1, QStringLiteral("8")}});
+    const QStringList before = snapshot(env.db.conn());
 
-    env.ops.setSelection(QStringLiteral("1"));
+    env.ops.setSelection(selection);
+    if (icon) {
+        QVERIFY(!env.run(op));
+        env.expectRefused(kReadError, icon, before);
+        return;
+    }
     QVERIFY(env.run(op));
     QVERIFY(env.messages().empty());
     QCOMPARE(env.kp(501), Amount::parse(QStringLiteral("123.45")).value());
     QCOMPARE(env.kp(502), Amount());
     QVERIFY(!session().gConn);
-}
-
-void TestBillStateOperations::unknownSelection_data()
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<int>("op");
-    QTest::addColumn<QString>("selection");
-    QTest::addColumn<int>("icon");
-    const struct { const char *name; int op; int icon; } ops[] = {
-        {"delete", Delete, Prompt::Exclamation},
-        {"un-audit", UnCheck, Prompt::Critical},
-        {"void", Cancel, Prompt::Exclamation},
-        {"un-void", UnCancel, Prompt::Critical},
-    };
-    for (DbEngine e : TestDatabase::engines())
-        for (const auto &o : ops) {
-            const QString name = QString::fromLatin1(o.name);
-            engineRow(e, name + QStringLiteral(" unknown ids")) << o.op << QStringLiteral("999998,999999") << o.icon;
-            engineRow(e, name + QStringLiteral(" empty selection")) << o.op << QString() << o.icon;
-        }
-}
-
-void TestBillStateOperations::unknownSelection()
-{
-    QFETCH(DbEngine, engine);
-    QFETCH(int, op);
-    QFETCH(QString, selection);
-    QFETCH(int, icon);
-
-    Env env(engine);
-    env.addStock(501, QStringLiteral("10"));
-    env.addInvoice(1, 1, 1, kCurrent, {{501, QStringLiteral("10")}});
-    const QStringList before = snapshot(env.db.conn());
-
-    env.ops.setSelection(selection);
-    QVERIFY(!env.run(op));
-    env.expectRefused(kReadError, icon, before);
 }
 
 void TestBillStateOperations::deleteReturnsSerialsAndTakesBackAmounts()
@@ -432,34 +390,6 @@ void TestBillStateOperations::deleteReturnsSerialsAndTakesBackAmounts()
     QStringList released = tableRows(env.db.conn(), QStringLiteral("select finterid,ftypeid from tblBillNoAdd"));
     QCOMPARE(released, (QStringList{"0001|71", "0002|71", "0003|71", "0004|72"}));
     QCOMPARE(env.last.billNumbers, QStringLiteral("0001,0002,0003,"));
-}
-
-void TestBillStateOperations::voidThenUnvoidRestoresAmounts()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine, TestDatabase::Content::Demo);
-    QCOMPARE(env.start(), QString());
-    Connection &conn = env.db.conn();
-
-    const QList<int> ids = openDemoBills(conn);
-    QVERIFY2(ids.size() >= 2, "the demo data has voidable bills with entries");
-    const QString in = joinIds(ids);
-    const QStringList before = snapshot(conn);
-    const QMap<int, Amount> expectedVoid = amountsWithout(conn, in);
-    QVERIFY(expectedVoid != invoicedAmounts(conn));
-
-    env.ops.setSelection(in);
-    QVERIFY(env.run(Cancel));
-    QCOMPARE(invoicedAmounts(conn), expectedVoid);
-    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP where fcancellation=1 and finterid in (") + in + u')'),
-             int(ids.size()));
-    QVERIFY(!session().gConn);
-
-    // Un-voiding puts back every amount and flag: the tables are as before.
-    QVERIFY(env.run(UnCancel));
-    QVERIFY(env.messages().empty());
-    QVERIFY(!session().gConn);
-    QCOMPARE(snapshot(conn), before);
 }
 
 void TestBillStateOperations::databaseErrorShowsItsText()
@@ -515,87 +445,52 @@ void TestBillStateOperations::errorPartWayWritesNothing()
 void TestBillStateOperations::commands_data()
 {
     QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<int>("command");
-    QTest::addColumn<int>("status");       // of the three bills
-    QTest::addColumn<int>("cancellation");
-    QTest::addColumn<bool>("succeeds");
-    QTest::addColumn<QString>("message");  // the last message shown
-    QTest::addColumn<QStringList>("rows"); // tblFP afterwards: finterid|fstatus|fchecker|fcancellation
-    QTest::addColumn<int>("invoiced");     // the stock bill's invoiced amount afterwards, 100 before
-
-    const QString voidRefused = QStringLiteral("编号为:FP-1的单据已经作废!操作不成功");
-    for (DbEngine e : TestDatabase::engines()) {
-        engineRow(e, "delete") << int(ListCommand::Delete) << 0 << 0 << true << QStringLiteral("删除成功!")
-                               << QStringList{"3|0|0|0"} << 80;
-        engineRow(e, "audit") << int(ListCommand::Audit) << 0 << 0 << true << QStringLiteral("审核成功!")
-                              << QStringList{"1|1|1|0", "2|1|1|0", "3|0|0|0"} << 100;
-        engineRow(e, "audit refused") << int(ListCommand::Audit) << 0 << 1 << false << voidRefused
-                                      << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|1"} << 100;
-        engineRow(e, "un-audit") << int(ListCommand::UnAudit) << 1 << 0 << true << QStringLiteral("反审核成功!")
-                                 << QStringList{"1|0|0|0", "2|0|0|0", "3|1|3|0"} << 100;
-        engineRow(e, "void") << int(ListCommand::Void) << 0 << 0 << true << QStringLiteral("作废成功!")
-                             << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|0"} << 80;
-        engineRow(e, "un-void") << int(ListCommand::UnVoid) << 0 << 1 << true << QStringLiteral("反作废成功!")
-                                << QStringList{"1|0|0|0", "2|0|0|0", "3|0|0|1"} << 120;
-        engineRow(e, "void refused") << int(ListCommand::Void) << 0 << 1 << false << voidRefused
-                                     << QStringList{"1|0|0|1", "2|0|0|1", "3|0|0|1"} << 100;
-    }
+    QTest::addColumn<Command>("c");
+    const char *voidRefused = "编号为:FP-1的单据已经作废!操作不成功";
+    const std::pair<const char *, Command> cases[] = {
+        {"delete", {ListCommand::Delete, 0, 0, true, "删除成功!", {"3|0|0|0"}, 80}},
+        {"audit", {ListCommand::Audit, 0, 0, true, "审核成功!", {"1|1|1|0", "2|1|1|0", "3|0|0|0"}, 100}},
+        {"audit refused", {ListCommand::Audit, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100}},
+        {"un-audit", {ListCommand::UnAudit, 1, 0, true, "反审核成功!", {"1|0|0|0", "2|0|0|0", "3|1|3|0"}, 100}},
+        {"void", {ListCommand::Void, 0, 0, true, "作废成功!", {"1|0|0|1", "2|0|0|1", "3|0|0|0"}, 80}},
+        {"un-void", {ListCommand::UnVoid, 0, 1, true, "反作废成功!", {"1|0|0|0", "2|0|0|0", "3|0|0|1"}, 120}},
+        {"void refused", {ListCommand::Void, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100}},
+    };
+    for (DbEngine e : TestDatabase::engines())
+        for (const auto &[name, c] : cases)
+            engineRow(e, QString::fromLatin1(name)) << c;
 }
 
 void TestBillStateOperations::commands()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(int, command);
-    QFETCH(int, status);
-    QFETCH(int, cancellation);
-    QFETCH(bool, succeeds);
-    QFETCH(QString, message);
-    QFETCH(QStringList, rows);
-    QFETCH(int, invoiced);
-
+    QFETCH(Command, c);
     Env env(engine);
     env.addStock(501, QStringLiteral("100"));
     for (int id = 1; id <= 3; ++id)
-        env.addInvoice(id, status, cancellation, kCurrent, {{501, QStringLiteral("10")}});
+        env.addInvoice(id, c.status, c.cancellation, kCurrent, {{501, QStringLiteral("10")}});
 
     // Bill 1 fills two rows of the grid; bill 3 is shown but not selected.
     ListGridState grid = gridOf({1, 1, 2, 3});
     grid.rows[3].selected = false;
-    QVERIFY(env.ops.mayRun(ListCommand(command), grid));
-    const StateOutcome outcome = env.ops.runCommand(ListCommand(command), grid);
-    QCOMPARE(outcome.done, succeeds);
+    QVERIFY(env.ops.mayRun(c.command, grid));
+    // On the totals row, or in a grid with no rows, delete does not act.
+    ListGridState onTotals = grid;
+    onTotals.currentRow = 5;
+    QCOMPARE(env.ops.mayRun(c.command, onTotals), c.command != ListCommand::Delete);
+    QCOMPARE(env.ops.mayRun(c.command, ListGridState()), c.command != ListCommand::Delete);
+    const StateOutcome outcome = env.ops.runCommand(c.command, grid);
+    QCOMPARE(outcome.done, c.succeeds);
     QCOMPARE(env.ops.selection(), QStringLiteral("1,2"));
 
     // The audit routine reports its own refusals; the others return them.
     const ListMessage last = outcome.messages.empty()
         ? ListMessage{env.ts.prompts().lastMessage().text, env.ts.prompts().lastMessage().icon}
         : outcome.messages.back();
-    QCOMPARE(last, (ListMessage{message, succeeds ? Prompt::Information : Prompt::Exclamation}));
-    QCOMPARE(tableRows(env.db.conn(), QStringLiteral("select finterid,fstatus,fchecker,fcancellation from tblFP")), rows);
-    QCOMPARE(env.kp(501), Amount::fromInt(invoiced));
-    QVERIFY(!session().gConn);
-}
-
-void TestBillStateOperations::deleteCommandGuardAndQuestion()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    for (int id = 1; id <= 2; ++id)
-        env.addInvoice(id, 0, 0, kCurrent, {});
-
-    // The current row is the totals row, or the grid has no rows below its
-    // header: delete does not act (the form asks nothing).
-    ListGridState onTotals = gridOf({1, 2});
-    onTotals.currentRow = 3;
-    QVERIFY(!env.ops.mayRun(ListCommand::Delete, onTotals));
-    QVERIFY(!env.ops.mayRun(ListCommand::Delete, ListGridState()));
-    QVERIFY(env.ops.mayRun(ListCommand::Delete, gridOf({1, 2})));
-
-    const StateOutcome outcome = env.ops.runCommand(ListCommand::Delete, gridOf({1, 2}));
-    QVERIFY(outcome.done);
-    QCOMPARE(outcome.messages, (std::vector<ListMessage>{{QStringLiteral("删除成功!"), Prompt::Information}}));
-    QVERIFY(env.ts.prompts().messages().empty());
-    QCOMPARE(env.count(QStringLiteral("select count(*) from tblFP")), 0);
+    QCOMPARE(last, (ListMessage{QString::fromUtf8(c.message), c.succeeds ? Prompt::Information : Prompt::Exclamation}));
+    QCOMPARE(env.ts.prompts().messages().empty(), !outcome.messages.empty());
+    QCOMPARE(tableRows(env.db.conn(), QStringLiteral("select finterid,fstatus,fchecker,fcancellation from tblFP")), c.rows);
+    QCOMPARE(env.kp(501), Amount::fromInt(c.invoiced));
     QVERIFY(!session().gConn);
 }
 
@@ -623,141 +518,57 @@ void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
     Env env(engine, TestDatabase::Content::Demo);
     QCOMPARE(env.start(), QString());
     Connection &conn = env.db.conn();
-    const QDate periodStart = session().gPeriodStartDate;
-
-    // The test's own picture of the bills: audited, earlier period, void.
-    struct Bill { bool audited; bool earlier; bool isVoid; };
-    QMap<int, Bill> bills;
-    QList<int> current; // ids of the current period, where most operations may act
-    {
-        Recordset rs = conn.openRecordset(QStringLiteral("select finterid,fstatus,fcancellation,fdate from tblFP order by finterid"));
-        for (; !rs.eof(); rs.moveNext()) {
-            const int id = int(rs.toInt(QStringLiteral("finterid")));
-            const Bill b{rs.toInt(QStringLiteral("fstatus")) == 1, rs.date(QStringLiteral("fdate")) < periodStart,
-                         rs.toInt(QStringLiteral("fcancellation")) == 1};
-            bills.insert(id, b);
-            if (!b.earlier)
-                current << id;
-        }
-    }
-    QVERIFY(current.size() >= 10);
-    const QList<int> all = bills.keys();
-
+    const QString periodStart = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
+    auto ids = [&](const QString &where) {
+        QList<int> result;
+        for (Recordset rs = conn.openRecordset(QStringLiteral("select finterid from tblFP where ") + where); !rs.eof(); rs.moveNext())
+            result << int(rs.toInt(QStringLiteral("finterid")));
+        return result;
+    };
     // Every stock bill's invoiced amount is the sum of the entries of the
     // non-void invoices that name it.
     auto checkInvariant = [&](const QString &step) {
         QMap<int, Amount> expected;
-        Recordset stock = conn.openRecordset(QStringLiteral("select finterid from icstockbill"));
-        for (; !stock.eof(); stock.moveNext())
-            expected.insert(int(stock.toInt(QStringLiteral("finterid"))), Amount());
-        Recordset entries = conn.openRecordset(QStringLiteral("select e.fStockInterId,e.fHXAmount from tblFPEntry e "
+        for (Recordset rs = conn.openRecordset(QStringLiteral("select finterid from icstockbill")); !rs.eof(); rs.moveNext())
+            expected.insert(int(rs.toInt(QStringLiteral("finterid"))), Amount());
+        for (Recordset rs = conn.openRecordset(QStringLiteral("select e.fStockInterId,e.fHXAmount from tblFPEntry e "
                                                               "inner join tblFP f on f.finterid=e.fInterId where f.fcancellation=0"));
-        for (; !entries.eof(); entries.moveNext())
-            expected[int(entries.toInt(QStringLiteral("fStockInterId")))] += entries.amount(QStringLiteral("fHXAmount"));
+             !rs.eof(); rs.moveNext())
+            expected[int(rs.toInt(QStringLiteral("fStockInterId")))] += rs.amount(QStringLiteral("fHXAmount"));
         const QMap<int, Amount> actual = invoicedAmounts(conn);
         for (auto it = expected.cbegin(); it != expected.cend(); ++it)
             if (actual.value(it.key()) != it.value())
-                return QStringLiteral("%1: stock bill %2 has %3, entries say %4")
-                    .arg(step).arg(it.key()).arg(actual.value(it.key()).toString(), it.value().toString());
-        // The bills left and their void states match the picture.
-        QStringList states;
-        for (auto it = bills.cbegin(); it != bills.cend(); ++it)
-            states << QStringLiteral("%1|%2").arg(it.key()).arg(int(it->isVoid));
-        states.sort();
-        if (tableRows(conn, QStringLiteral("select finterid,fcancellation from tblFP")) != states)
-            return QStringLiteral("%1: the bills or their void states differ from the picture").arg(step);
+                return step + QStringLiteral(": stock bill %1 has %2, entries say %3").arg(it.key()).arg(actual.value(it.key()).toString(), it.value().toString());
         return QString();
     };
-    {
-        const QString broken = checkInvariant(QStringLiteral("demo data"));
-        QVERIFY2(broken.isEmpty(), qPrintable(broken));
-    }
+    QString broken = checkInvariant(QStringLiteral("demo data"));
+    QVERIFY2(broken.isEmpty(), qPrintable(broken));
+    const QList<int> all = ids(QStringLiteral("1=1"));
 
     QRandomGenerator rng(20240311);
-    const char *names[] = {"delete", "un-audit", "void", "un-void"};
     int successes[4] = {0, 0, 0, 0};
     int failures = 0;
-    QElapsedTimer timer;
-    timer.start();
-    constexpr int kSteps = 60;
-    for (int step = 0; step < kSteps; ++step) {
+    for (int step = 0; step < 60; ++step) {
         const int op = std::array<int, 5>{Delete, Cancel, Cancel, UnCancel, UnCancel}[rng.bounded(5)];
-        auto mayAct = [op](const Bill &b) { return !b.audited && !b.earlier && b.isVoid == (op == UnCancel); };
-        // Half of the selections are drawn from the bills the operation may
-        // act on, so that batches succeed too; the rest from anywhere.
-        QList<int> open;
-        for (auto it = bills.cbegin(); it != bills.cend(); ++it)
-            if (mayAct(*it))
-                open << it.key();
-        const bool favourable = rng.bounded(2) == 0 && !open.isEmpty();
+        // Half of the selections come from the bills the operation may act
+        // on, so that batches succeed too; the rest from anywhere.
+        const QList<int> open = ids(QStringLiteral("fstatus=0 and fdate>='%1' and fcancellation=%2").arg(periodStart).arg(op == UnCancel ? 1 : 0));
+        const QList<int> &pool = rng.bounded(2) == 0 && !open.isEmpty() ? open : all;
         QList<int> selection;
-        const int size = 1 + int(rng.bounded(4));
-        for (int attempt = 0; selection.size() < size && attempt < 50; ++attempt) {
-            const int roll = int(rng.bounded(100));
-            int id;
-            if (favourable && roll < 90)
-                id = open[int(rng.bounded(open.size()))];
-            else if (roll < 85)
-                id = current[int(rng.bounded(current.size()))];
-            else if (roll < 95)
-                id = all[int(rng.bounded(all.size()))];
-            else
-                id = 900000 + int(rng.bounded(1000)); // no such bill
-            if (!selection.contains(id))
-                selection << id;
-        }
-
-        // What the operation must do, from the picture alone.
-        bool found = false;
-        bool passes = true;
-        for (int id : selection) {
-            if (bills.contains(id)) {
-                found = true;
-                passes = passes && mayAct(bills[id]);
-            }
-        }
-        // Un-void also needs every stock bill to take its amounts back
-        // within its own amount (another invoice may have taken them).
-        const bool overdrawn = op == UnCancel && found && passes
-            && env.count(QStringLiteral("select count(*) from (select fStockInterId as sid,sum(fHXAmount) as s from tblFPEntry "
-                                        "where fInterId in (%1) group by fStockInterId) t inner join icstockbill b on b.finterid=t.sid "
-                                        "where t.s<>0 and (abs(isnull(b.fKPAmount,0)+t.s)>abs(isnull(b.fAllAmount,0)) "
-                                        "or (isnull(b.fKPAmount,0)+t.s)*isnull(b.fAllAmount,0)<0)")
-                             .arg(joinIds(selection)))
-                > 0;
-        const bool expected = found && passes && !overdrawn;
-
-        env.ts.prompts().clear();
+        for (int n = 1 + int(rng.bounded(4)); n > 0; --n)
+            selection << (rng.bounded(20) == 0 ? 900000 + int(rng.bounded(1000)) : pool[int(rng.bounded(pool.size()))]);
         env.ops.setSelection(joinIds(selection));
-        const QString label = QStringLiteral("step %1 %2 (%3)").arg(step).arg(QString::fromLatin1(names[op]), joinIds(selection));
+        const QString label = QStringLiteral("step %1 op %2 (%3)").arg(step).arg(op).arg(joinIds(selection));
         const bool done = env.run(op);
-        QVERIFY2(done == expected, qPrintable(label));
+        // Done without a word, or refused with one message, never half-way.
         QVERIFY2(int(env.messages().size()) == (done ? 0 : 1), qPrintable(label));
         QVERIFY2(!session().gConn, qPrintable(label));
-
-        if (done) {
-            ++successes[op];
-            for (int id : selection) {
-                if (!bills.contains(id))
-                    continue;
-                if (op == Delete)
-                    bills.remove(id);
-                else
-                    bills[id].isVoid = op == Cancel;
-            }
-        } else {
-            ++failures;
-        }
-        const QString broken = checkInvariant(label);
+        done ? ++successes[op] : ++failures;
+        broken = checkInvariant(label);
         QVERIFY2(broken.isEmpty(), qPrintable(broken));
     }
     // The sequence exercised every operation both ways.
-    QVERIFY(successes[Delete] > 0);
-    QVERIFY(successes[Cancel] > 0);
-    QVERIFY(successes[UnCancel] > 0);
-    QVERIFY(failures > 0);
-    qDebug("%s: %d steps, %d deleted, %d voided, %d un-voided, %d refused, %lld ms", TestDatabase::engineName(engine), kSteps,
-           successes[Delete], successes[Cancel], successes[UnCancel], failures, timer.elapsed());
+    QVERIFY(successes[Delete] > 0 && successes[Cancel] > 0 && successes[UnCancel] > 0 && failures > 0);
 }
 
 // Un-void puts amounts back only while each stock bill can still take them
@@ -766,52 +577,45 @@ void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
 void TestBillStateOperations::stockBillBounds_data()
 {
     QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<int>("op");
-    QTest::addColumn<int>("all");        // fAllAmount of stock bill 501
-    QTest::addColumn<QString>("other");  // what a valid invoice took of 501
-    QTest::addColumn<QString>("own");    // this bill's entry on 501 ("" for none)
-    QTest::addColumn<QString>("kpAfter"); // 501 afterwards; empty: refused
-    QTest::addColumn<QString>("open");   // the open amount the refusal names
-    for (DbEngine e : TestDatabase::engines()) {
-        engineRow(e, "un-void after another took it") << int(UnCancel) << 50000 << "30000" << "30000" << "" << "20000";
-        engineRow(e, "un-void with room left") << int(UnCancel) << 50000 << "20000" << "30000" << "50000" << "";
-        engineRow(e, "un-void red after another took it") << int(UnCancel) << -50000 << "-30000" << "-30000" << "" << "-20000";
-        engineRow(e, "un-void without stock bill") << int(UnCancel) << 50000 << "30000" << "" << "30000" << "";
-        engineRow(e, "void without stock bill") << int(Cancel) << 50000 << "30000" << "" << "30000" << "";
-        engineRow(e, "delete without stock bill") << int(Delete) << 50000 << "30000" << "" << "30000" << "";
-    }
+    QTest::addColumn<Bound>("c");
+    const std::pair<const char *, Bound> cases[] = {
+        {"un-void after another took it", {UnCancel, 50000, "30000", "30000", "", "20000"}},
+        {"un-void with room left", {UnCancel, 50000, "20000", "30000", "50000", ""}},
+        {"un-void red after another took it", {UnCancel, -50000, "-30000", "-30000", "", "-20000"}},
+        {"un-void without stock bill", {UnCancel, 50000, "30000", "", "30000", ""}},
+        {"void without stock bill", {Cancel, 50000, "30000", "", "30000", ""}},
+        {"delete without stock bill", {Delete, 50000, "30000", "", "30000", ""}},
+    };
+    for (DbEngine e : TestDatabase::engines())
+        for (const auto &[name, c] : cases)
+            engineRow(e, QString::fromLatin1(name)) << c;
 }
 
 void TestBillStateOperations::stockBillBounds()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(int, op);
-    QFETCH(int, all);
-    QFETCH(QString, other);
-    QFETCH(QString, own);
-    QFETCH(QString, kpAfter);
-    QFETCH(QString, open);
+    QFETCH(Bound, c);
     Env env(engine);
     // Stock bill 0 stands for what entries without a stock bill must not reach.
     env.addStock(0, QStringLiteral("5"));
-    env.addStock(501, other);
-    env.db.exec(QStringLiteral("update icstockbill set fAllAmount=%1 where finterid=501").arg(all));
-    env.addInvoice(2, 0, 0, kCurrent, {{501, other}});
+    env.addStock(501, QString::fromLatin1(c.other));
+    env.db.exec(QStringLiteral("update icstockbill set fAllAmount=%1 where finterid=501").arg(c.all));
+    env.addInvoice(2, 0, 0, kCurrent, {{501, QString::fromLatin1(c.other)}});
     QList<Entry> entries{{0, QStringLiteral("70000")}, {-1, QStringLiteral("70000")}};
-    if (!own.isEmpty())
-        entries << Entry{501, own};
-    env.addInvoice(1, 0, op == UnCancel ? 1 : 0, kCurrent, entries);
+    if (*c.own)
+        entries << Entry{501, QString::fromLatin1(c.own)};
+    env.addInvoice(1, 0, c.op == UnCancel ? 1 : 0, kCurrent, entries);
     const QStringList before = snapshot(env.db.conn());
 
     env.ops.setSelection(QStringLiteral("1"));
-    if (kpAfter.isEmpty()) {
-        QVERIFY(!env.run(op));
-        env.expectRefused(QStringLiteral("入库单 WIN501 的未开票金额现为 ") + open + QStringLiteral("，取消作废的开票金额超出，操作不成功"),
+    if (!*c.kpAfter) {
+        QVERIFY(!env.run(c.op));
+        env.expectRefused(QStringLiteral("入库单 WIN501 的未开票金额现为 %1，取消作废的开票金额超出，操作不成功").arg(QString::fromLatin1(c.open)),
                           Prompt::Exclamation, before);
         return;
     }
-    QVERIFY(env.run(op));
-    QCOMPARE(env.kp(501), Amount::parse(kpAfter).value());
+    QVERIFY(env.run(c.op));
+    QCOMPARE(env.kp(501), Amount::parse(QString::fromLatin1(c.kpAfter)).value());
     QCOMPARE(env.kp(0), Amount::fromInt(5));
 }
 

@@ -1,7 +1,6 @@
 #include "modules/Session.h"
 #include "list/BillStateOperations.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/StartedSession.h"
 
 #include <QTest>
 
@@ -19,17 +18,12 @@ private slots:
         QTest::addColumn<QString>("otherStatement"); // what the other workstation did meanwhile
         QTest::addColumn<QString>("message");        // end of the refusal; empty: the operation goes through
         for (DbEngine e : TestDatabase::engines()) {
-            QTest::newRow(qPrintable(engineTag(e, "void after void")))
-                << e << "cancel" << "update tblFP set fcancellation=1 where finterid=%1" << "的单据已经作废!操作不成功";
-            QTest::newRow(qPrintable(engineTag(e, "void after audit")))
-                << e << "cancel" << "update tblFP set fchecker=1,fstatus=1 where finterid=%1" << "的单据已经审核!操作不成功";
-            QTest::newRow(qPrintable(engineTag(e, "delete after void")))
-                << e << "delete" << "update tblFP set fcancellation=1 where finterid=%1" << "的单据作废!操作不成功";
-            QTest::newRow(qPrintable(engineTag(e, "delete after delete")))
-                << e << "delete" << "delete from tblFP  where finterid in (%1)" << "数据读取错误！";
+            engineRow(e, "void after void") << "cancel" << "update tblFP set fcancellation=1 where finterid=%1" << "的单据已经作废!操作不成功";
+            engineRow(e, "void after audit") << "cancel" << "update tblFP set fchecker=1,fstatus=1 where finterid=%1" << "的单据已经审核!操作不成功";
+            engineRow(e, "delete after void") << "delete" << "update tblFP set fcancellation=1 where finterid=%1" << "的单据作废!操作不成功";
+            engineRow(e, "delete after delete") << "delete" << "delete from tblFP  where finterid in (%1)" << "数据读取错误！";
             // Another workstation touching a different bill changes nothing here.
-            QTest::newRow(qPrintable(engineTag(e, "void after a change elsewhere")))
-                << e << "cancel" << "update tblFP set fNote='x' where finterid<>%1" << QString();
+            engineRow(e, "void after a change elsewhere") << "cancel" << "update tblFP set fNote='x' where finterid<>%1" << QString();
         }
     }
     void secondWorkstation()
@@ -38,10 +32,9 @@ private slots:
         QFETCH(QString, operation);
         QFETCH(QString, otherStatement);
         QFETCH(QString, message);
-        TestDatabase db(engine, TestDatabase::Content::Demo);
-        TestSession t;
-        t.writeHostSettings(db.connectionString());
-        QCOMPARE(t.start(), QString());
+        StartedSession started(engine, TestDatabase::Content::Demo);
+        QCOMPARE(started.startError, QString());
+        TestDatabase &db = started.db;
 
         const QString start = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
         const qint64 bill = db.scalar(QStringLiteral(

