@@ -1,7 +1,5 @@
 // The bill editor driven as a user drives it, offscreen, on the demo
-// database: entering an invoice, changing it, auditing it, trying to change
-// it again, browsing the list's bills, red and void bills, asking to save
-// and closing. After each step the database is checked.
+// database; after each step the database is checked.
 #include "editor/EntryGridModel.h"
 #include "editor/frmMainBill.h"
 
@@ -211,8 +209,6 @@ private slots:
         typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("100"));
         QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
         QCOMPARE(f->grid()->gridRowCount(), stock.offered);
-        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
-        QCOMPARE(f->grid()->gridRowCount(), stock.offered); // no duplicates
         std::vector<int> blue;
         for (int r = 1; r <= f->grid()->gridRowCount() && blue.size() < 2; ++r)
             if (numericAmount(f->grid()->cellText(r, ColAllAmount))->units() > 0 && numericAmount(f->grid()->cellText(r, ColOpenAmount))->units() >= 1000000)
