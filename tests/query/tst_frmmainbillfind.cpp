@@ -614,9 +614,7 @@ void TestFrmMainBillFind::okWhileTheListIsOpenRefillsIt()
 
     dialog->show();
     choose(dialog, QStringLiteral("PC_3"), QStringLiteral("作废"));
-    // Should the list be shown again it would wait modally: close it then
-    // and note that it happened.
-    // The timer belongs to this test: it cannot fire into a later one.
+    // Shown again, the list would wait modally: note it and close it.
     bool shownAgain = false;
     QTimer watch;
     watch.setSingleShot(true);
