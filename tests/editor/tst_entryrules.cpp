@@ -51,8 +51,7 @@ private slots:
         QTest::newRow("total not a number") << ok << no << "12a" << QStringList{} << "金额必须录入数字！" << true;
         QTest::newRow("total before rows") << ok << no << "x" << QStringList{"100|100|500"} << "金额必须录入数字！" << true;
         QTest::newRow("empty grid passes") << ok << no << "0" << QStringList{} << "" << false;
-        QTest::newRow("thousands separators and exponent") << ok << no << "1,000.50" << QStringList{"2000|2000|1000.5"} << "" << false;
-        QTest::newRow("exponent total") << ok << no << "1e3" << QStringList{"2000|2000|1000"} << "" << false;
+        QTest::newRow("thousands separators") << ok << no << "1,000.50" << QStringList{"2000|2000|1000.5"} << "" << false;
 
         // Rule 4a: within the open amount, by absolute value.
         QTest::newRow("exactly the open amount") << ok << no << "300" << QStringList{"300|300|300"} << "" << false;
@@ -96,7 +95,6 @@ private slots:
         QTest::newRow("smallest amounts pass") << ok << no << u'-' + largest << QStringList{u'-' + largest + u'|' + u'-' + largest + u'|' + u'-' + largest} << "" << false;
         QTest::newRow("total beyond") << ok << no << beyond << QStringList{} << "金额超出允许的范围！" << true;
         QTest::newRow("total below") << ok << no << "-1e11" << QStringList{} << "金额超出允许的范围！" << true;
-        QTest::newRow("total beyond any amount") << ok << no << "1e20" << QStringList{} << "金额超出允许的范围！" << true;
         QTest::newRow("entries of 900 trillion") << ok << no << "900000000000000"
                                                   << QStringList{"900000000000000|900000000000000|900000000000000",
                                                                  "900000000000000|900000000000000|900000000000000"}

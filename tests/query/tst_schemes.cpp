@@ -47,12 +47,9 @@ class TestSchemes : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every test runs once per engine; those without a database ignore it.
     void initTestCase_data() { addEngineRows(); }
     void roundTrip();
-    void emptyGridSavesHeaderOnly();
     void missingNameOrIdChangesNothing();
-    void idsAreGlobal();
     void otherUsersAndTypes();
     void loadReadsOnlyTheBillType();
     void failedStatementIsShown();
@@ -81,27 +78,17 @@ void TestSchemes::roundTrip()
     QCOMPARE(loaded, grid);
     QCOMPARE(loaded.cell(3, ConditionTable::ColSymbol), QStringLiteral(" is not  null"));
 
-    // The same name again is a second scheme.
+    // The same name again is a second scheme; an empty grid stores its header only.
     QCOMPARE(SchemeStore::save(QStringLiteral("本月供应商"), ConditionTable()).id, 2);
+    QCOMPARE(f.stored(2), QStringLiteral("1/0"));
     QCOMPARE(SchemeStore::list().size(), 2);
+    QVERIFY(SchemeStore::load(QStringLiteral("2"), loaded));
+    QVERIFY(loaded.isEmpty());
 
     QVERIFY(SchemeStore::remove(QStringLiteral("1")));
     QCOMPARE(f.stored(1), QStringLiteral("0/0"));
     QCOMPARE(SchemeStore::list(), (QList<SchemeStore::Scheme>{{QStringLiteral("本月供应商"), QStringLiteral("2")}}));
     QVERIFY(f.ts.prompts().calls.empty());
-}
-
-void TestSchemes::emptyGridSavesHeaderOnly()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Fixture f(engine);
-    const SchemeStore::SaveResult saved = SchemeStore::save(QStringLiteral("空"), ConditionTable());
-    QCOMPARE(saved.status, SchemeStore::SaveResult::Saved);
-    QCOMPARE(f.stored(), QStringLiteral("1/0"));
-
-    ConditionTable loaded = sampleGrid();
-    QVERIFY(SchemeStore::load(QString::number(saved.id), loaded));
-    QVERIFY(loaded.isEmpty());
 }
 
 void TestSchemes::missingNameOrIdChangesNothing()
@@ -122,31 +109,23 @@ void TestSchemes::missingNameOrIdChangesNothing()
     QVERIFY(f.ts.prompts().calls.empty());
 }
 
-void TestSchemes::idsAreGlobal()
-{
-    QFETCH_GLOBAL(DbEngine, engine);
-    Fixture f(engine);
-    // The highest id belongs to another user and another bill type.
-    f.addScheme(41, QStringLiteral("别人的"), 72, 9);
-    f.addScheme(7, QStringLiteral("旧的"), 71, 1);
-    QCOMPARE(SchemeStore::save(QStringLiteral("新"), sampleGrid()).id, 42);
-    QCOMPARE(f.stored(42), QStringLiteral("1/4"));
-}
-
 void TestSchemes::otherUsersAndTypes()
 {
     QFETCH_GLOBAL(DbEngine, engine);
     Fixture f(engine, QStringLiteral("2"));
-    f.addScheme(1, QStringLiteral("甲的"), 71, 1);
-    f.db.exec(QStringLiteral("insert into tblprojectEntry(finterid,ftype,fline,f2col) values(1,71,1,'金额')"));
-    f.addScheme(2, QStringLiteral("乙的别种单据"), 72, 2);
+    f.addScheme(41, QStringLiteral("甲的"), 71, 1);
+    f.db.exec(QStringLiteral("insert into tblprojectEntry(finterid,ftype,fline,f2col) values(41,71,1,'金额')"));
+    f.addScheme(40, QStringLiteral("乙的别种单据"), 72, 2);
     f.addScheme(3, QStringLiteral("乙的"), 71, 2);
     QCOMPARE(SchemeStore::list(), (QList<SchemeStore::Scheme>{{QStringLiteral("乙的"), QStringLiteral("3")}}));
+    // Ids are global: the highest belongs to another user.
+    QCOMPARE(SchemeStore::save(QStringLiteral("新"), sampleGrid()).id, 42);
+    QCOMPARE(f.stored(42), QStringLiteral("1/4"));
 
     // A known id is deleted whoever owns it.
-    QVERIFY(SchemeStore::remove(QStringLiteral("1")));
-    QCOMPARE(f.stored(1), QStringLiteral("0/0"));
-    QCOMPARE(f.stored(), QStringLiteral("2/0"));
+    QVERIFY(SchemeStore::remove(QStringLiteral("41")));
+    QCOMPARE(f.stored(41), QStringLiteral("0/0"));
+    QCOMPARE(f.stored(), QStringLiteral("3/4"));
 }
 
 void TestSchemes::loadReadsOnlyTheBillType()
