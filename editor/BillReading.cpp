@@ -5,6 +5,7 @@
 #include "platform/Connection.h"
 #include "platform/RowReader.h"
 
+#include <QRegularExpression>
 #include <QSet>
 
 namespace {
@@ -142,4 +143,23 @@ std::optional<ItemText> BillStore::itemText(const QString &itemId)
     if (rs.eof())
         return std::nullopt;
     return ItemText{rs.text(QStringLiteral("fnumber")), rs.text(QStringLiteral("fname"))};
+}
+
+std::optional<QString> BillStore::sameInvoiceNumber(const QString &supplierId, const QString &invoiceNo, int exceptInterId)
+{
+    QString plain = invoiceNo.toUpper();
+    plain.remove(QRegularExpression(QStringLiteral("[\\s\\x{3000}]")));
+    bool numeric = false;
+    supplierId.toLongLong(&numeric);
+    if (plain.isEmpty() || !numeric)
+        return std::nullopt;
+    const Recordset rs = m_conn.openRecordset(
+        QStringLiteral("select fbillno from tblFP where fSupplyId=") + supplierId
+            + QStringLiteral(" and finterid<>") + QString::number(exceptInterId)
+            + QStringLiteral(" and isnull(fcancellation,0) not in (1,-1)"
+                             " and upper(replace(replace(fInvoiceNo,' ',''),'　',''))=? order by finterid"),
+        {plain});
+    if (rs.eof())
+        return std::nullopt;
+    return rs.text(QStringLiteral("fbillno"));
 }

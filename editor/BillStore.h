@@ -182,6 +182,11 @@ public:
     std::vector<EntryRow> openStockBills(const QString &supplierId, const std::vector<EntryRow> &grid);
     // The item `itemId` (digits), none when it does not exist. Throws DbError.
     std::optional<ItemText> itemText(const QString &itemId);
+    // The number of another non-void invoice of the supplier `supplierId`
+    // whose supplier invoice number (fInvoiceNo) is `invoiceNo`, compared
+    // without regard to case and blanks; none for an empty number. A
+    // supplier's invoice entered twice would be paid twice.
+    std::optional<QString> sameInvoiceNumber(const QString &supplierId, const QString &invoiceNo, int exceptInterId);
 
 private:
     struct Allocation {

@@ -165,6 +165,9 @@ private:
     void startNewBill();
     void setRob(int rob);
     BillDraft draft() const;
+    // False when the supplier's invoice number is on another of its invoices
+    // and the clerk chose not to save (the number field has the focus).
+    bool mayUseInvoiceNumber(const BillDraft &bill);
     bool mayPrintShownBill() const;
 
     // Browsing (frmMainBillBrowse.cpp).

@@ -4,10 +4,12 @@
 #include "editor/SaveCommands.h"
 #include "editor/frmMainBillParts.h"
 #include "modules/BillAudit.h"
+#include "modules/ConnectionRoutines.h"
 #include "modules/Privilege.h"
 #include "modules/Session.h"
 #include "modules/SetupIni.h"
 #include "platform/Clock.h"
+#include "platform/DbError.h"
 #include "platform/FormShow.h"
 #include "platform/Prompt.h"
 #include "printing/BillPrinting.h"
@@ -297,19 +299,55 @@ BillDraft frmMainBill::draft() const
     return d;
 }
 
+bool frmMainBill::mayUseInvoiceNumber(const BillDraft &bill)
+{
+    QString supplierId, invoiceNo;
+    for (const HeaderValue &v : bill.fields) {
+        if (v.fieldName.compare(QStringLiteral("fSupplyId"), Qt::CaseInsensitive) == 0)
+            supplierId = v.value.section(QStringLiteral("&**&"), 1);
+        else if (v.fieldName.compare(QStringLiteral("fInvoiceNo"), Qt::CaseInsensitive) == 0)
+            invoiceNo = v.text;
+    }
+    Session &s = session();
+    std::optional<QString> other;
+    {
+        ConnectionScope scope;
+        try {
+            OpenConnection();
+            BillStore store(*s.gConn, BillSettings::fromSession());
+            other = store.sameInvoiceNumber(supplierId, invoiceNo, s.gBillMode == 0 ? 0 : s.gCurInterId);
+        } catch (const DbError &) {
+            return true; // the save itself reports what is wrong with the database
+        }
+    }
+    if (!other)
+        return true;
+    const int answer = Prompt::msgBox(QStringLiteral("该供应商已有相同发票号码的发票 ") + *other + QStringLiteral("，是否继续保存？"),
+                                      Prompt::YesNo, Prompt::Question, s.msgTitle);
+    if (answer == Prompt::Yes)
+        return true;
+    for (size_t i = 0; i < m_layout.fields.size(); ++i)
+        if (m_layout.fields[i].fieldName.compare(QStringLiteral("fInvoiceNo"), Qt::CaseInsensitive) == 0)
+            m_header[i].edit->setFocus();
+    return false;
+}
+
 void frmMainBill::MenuSave_Click()
 {
     Session &s = session();
     m_saveSucceeded = false;
     commitTypedCell();
+    const BillDraft bill = draft();
+    if ((s.gBillMode == 0 || s.gBillMode == 1) && !mayUseInvoiceNumber(bill))
+        return;
     setStatusText(QStringLiteral("正在保存单据信息，请稍候..."));
     SaveOutcome outcome;
     {
         WaitCursor wait;
         if (s.gBillMode == 0)
-            outcome = prepareInsert(draft(), headerLabels());
+            outcome = prepareInsert(bill, headerLabels());
         else if (s.gBillMode == 1)
-            outcome = prepareUpdate(draft(), headerLabels(), s.gCurInterId);
+            outcome = prepareUpdate(bill, headerLabels(), s.gCurInterId);
     }
     if (outcome.message)
         Prompt::msgBox(outcome.message->text, outcome.message->icon, s.msgTitle);

@@ -426,9 +426,26 @@ private slots:
         button(f, QStringLiteral("Red"))->trigger();
         menu(f, QStringLiteral("MenuNewAfterSave"))->trigger();
         const qint64 before = db.scalar(QStringLiteral("select count(*) from tblFP")).toLongLong();
+        // The supplier's invoice number is already on one of its invoices
+        // (other case and blanks): asked, naming that invoice and not a void
+        // one with the number; No keeps the bill unsaved, Yes saves.
+        const QString supplierBills = QStringLiteral(" from tblFP where fSupplyId=") + stock.supplierId;
+        const QString valid = QStringLiteral("select max(finterid)") + supplierBills + QStringLiteral(" and isnull(fcancellation,0)=0");
+        const QString voided = QStringLiteral("select max(finterid)") + supplierBills + QStringLiteral(" and fcancellation=1");
+        db.exec(QStringLiteral("update tblFP set fInvoiceNo='r- 1' where finterid in (%1) or finterid in (%2)").arg(valid, voided));
+        const QString twin = db.scalar(QStringLiteral("select fbillno from tblFP where finterid in (%1)").arg(valid)).toString();
+        QVERIFY(!twin.isEmpty());
+        const QString question = QStringLiteral("该供应商已有相同发票号码的发票 %1，是否继续保存？").arg(twin);
         t.prompts().clear();
+        t.prompts().answers.push_back(Prompt::No);
         button(f, QStringLiteral("Save"))->trigger();
-        QCOMPARE(t.prompts().messageTexts(), QStringList{QStringLiteral("数据保存成功！")});
+        QCOMPARE(t.prompts().messageTexts(), QStringList{question});
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFP")).toLongLong(), before);
+        QVERIFY(child<QLineEdit>(f, QStringLiteral("txt_0"))->hasFocus());
+        t.prompts().clear();
+        t.prompts().answers.push_back(Prompt::Yes);
+        button(f, QStringLiteral("Save"))->trigger();
+        QCOMPARE(t.prompts().messageTexts(), (QStringList{question, QStringLiteral("数据保存成功！")}));
         QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFP")).toLongLong(), before + 1);
         QCOMPARE(db.scalar(QStringLiteral("select frob from tblFP where finterid=") + QString::number(s.gCurInterId)).toInt(), 1);
         QCOMPARE(int(s.gBillMode), 0);
