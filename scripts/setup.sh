@@ -13,7 +13,7 @@ fi
 packages=(
     build-essential cmake pkg-config
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql
-    libsqlite3-dev libxlsxwriter-dev
+    libsqlite3-dev libpq-dev libxlsxwriter-dev
     fonts-noto-cjk fonts-wqy-microhei fonts-arphic-uming poppler-utils libreoffice-calc-nogui
     postgresql
 )
