@@ -2,6 +2,7 @@
 #include "editor/BillStore.h"
 
 #include "editor/SqlValues.h"
+#include "modules/StockBillLedger.h"
 #include "platform/Connection.h"
 #include "platform/RowReader.h"
 
@@ -41,8 +42,7 @@ QString billEntriesSql(int interId)
 QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 {
     QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
-        + supplierId
-        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
+        + supplierId + openStockBillCondition() + QStringLiteral("  ");
     if (!excludedIds.isEmpty())
         sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
     sql += QStringLiteral("  order by fdate ");

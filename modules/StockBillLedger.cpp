@@ -5,6 +5,12 @@
 
 #include <QStringList>
 
+QString openStockBillCondition(const QString &alias)
+{
+    return QStringLiteral(" and %1ftrantype=1 and %1fcancellation=0 and isnull(%1fAllAmount,0)<>isnull(%1fKPAmount,0) and isnull(%1fISKP,1)=1")
+        .arg(alias);
+}
+
 std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids)
 {
     std::map<qint64, LockedStockBill> bills;
