@@ -41,7 +41,10 @@ QString uninvoicedSql(const UninvoicedFilter &filter)
     if (filter.asOf.isValid())
         sql += QStringLiteral(" and b.fdate<='") + sqlDateText(filter.asOf) + u'\'';
     if (!filter.supplierNumber.trimmed().isEmpty())
-        sql += QStringLiteral(" and s.fnumber='") + sqlTextValue(filter.supplierNumber.trimmed()) + u'\'';
+        // By the supplier's id, so that the stock bills are found through
+        // their supplier index rather than by reading them all.
+        sql += QStringLiteral(" and b.fsupplyid in (select fitemid from tblItem where fnumber='") + sqlTextValue(filter.supplierNumber.trimmed())
+            + QStringLiteral("')");
     sql += QStringLiteral(" order by fnumber,b.fsupplyid,b.fdate,fbillno,b.finterid");
     return sql;
 }
