@@ -6,7 +6,7 @@
 #include "modules/Session.h"
 #include "platform/Amount.h"
 #include "platform/DbError.h"
-#include "support/TestDatabase.h"
+#include "support/CaseRows.h"
 #include "support/TestSession.h"
 
 #include <QMap>
@@ -183,19 +183,27 @@ struct Env {
         QVERIFY(!session().gConn);
     }
 };
-struct Refusal { int op, status, cancellation; bool earlier; const char *reason; };
+struct Refusal { const char *name; int op, status, cancellation; bool earlier; const char *reason; };
 // A menu command on bills 1-3: status and void flag of each, whether it
 // succeeds, the last message, tblFP afterwards (finterid|fstatus|fchecker|
 // fcancellation) and the stock bill's invoiced amount afterwards (100 before).
-struct Command { ListCommand command; int status, cancellation; bool succeeds; const char *message; QStringList rows; int invoiced; };
+struct Command { const char *name; ListCommand command; int status, cancellation; bool succeeds; const char *message; QStringList rows; int invoiced; };
 // Stock bill 501 holds fAllAmount `all`, of which a valid invoice took `other`;
 // bill 1 names it for `own` ("" for none). kpAfter: 501 afterwards, empty when
 // refused; open: the open amount the refusal names.
-struct Bound { int op, all; const char *other, *own, *kpAfter, *open; };
+struct Bound { const char *name; int op, all; const char *other, *own, *kpAfter, *open; };
+// Grid rows' finterid cells (the last being the totals row), which are
+// selected, the current row, and the list the operations get.
+struct Selection { const char *name; QStringList ids; QList<bool> selected; int current; QString list; };
+// An operation on bill 1 (status, void flag) with the selection; icon of the
+// refusal, 0 when the operation goes through.
+struct OneBill { const char *name; int op, status, cancellation; QString selection; int icon; };
 } // namespace
 Q_DECLARE_METATYPE(Refusal)
 Q_DECLARE_METATYPE(Command)
 Q_DECLARE_METATYPE(Bound)
+Q_DECLARE_METATYPE(Selection)
+Q_DECLARE_METATYPE(OneBill)
 
 class TestBillStateOperations : public QObject {
     Q_OBJECT
@@ -209,8 +217,6 @@ private slots:
     void oneBill();
     void deleteReturnsSerialsAndTakesBackAmounts_data() { addEngineRows(); }
     void deleteReturnsSerialsAndTakesBackAmounts();
-    void databaseErrorShowsItsText_data() { addEngineRows(); }
-    void databaseErrorShowsItsText();
     void errorPartWayWritesNothing_data() { addEngineRows(); }
     void errorPartWayWritesNothing();
     void commands_data();
@@ -225,70 +231,56 @@ private slots:
 
 void TestBillStateOperations::selectionList_data()
 {
-    QTest::addColumn<QStringList>("ids");     // finterid cell per grid row 1.., the last being the totals row
-    QTest::addColumn<QList<bool>>("selected");
-    QTest::addColumn<int>("currentRow");
-    QTest::addColumn<QString>("list");
-
-    const auto row = [](const char *name, const QStringList &ids, const QList<bool> &selected, int current, const char *list) {
-        QTest::newRow(name) << ids << selected << current << QString::fromLatin1(list);
-    };
-    row("selected rows in grid order", {"18", "12", "15", ""}, {true, false, true, false}, 1, "18,15");
-    row("a bill on several rows is listed once", {"12", "12", "15", "12", ""}, {true, true, true, true, false}, 2, "12,15");
-    row("an id that begins another id is still listed", {"12", "1", "121", "1", ""}, {true, true, true, true, false}, 1, "12,1,121");
-    row("the totals row never counts", {"7", "8"}, {true, true}, 1, "7");
-    row("nothing selected", {"7", "8", ""}, {false, false, false}, 1, "");
-    row("no current row", {"7", "8", ""}, {true, true, false}, -1, "");
-    row("current row outside the grid", {"7", "8", ""}, {true, true, false}, 4, "");
-    row("current row on the totals row still selects", {"7", "8", ""}, {true, false, false}, 3, "7");
-    row("header row only", {}, {}, 1, "");
-    row("a row without id is skipped", {"7", " ", "9", ""}, {true, true, true, false}, 1, "7,9");
+    addCaseRows<Selection>({
+        {"selected rows in grid order", {"18", "12", "15", ""}, {true, false, true, false}, 1, "18,15"},
+        {"a bill on several rows is listed once", {"12", "12", "15", "12", ""}, {true, true, true, true, false}, 2, "12,15"},
+        {"an id that begins another id is still listed", {"12", "1", "121", "1", ""}, {true, true, true, true, false}, 1, "12,1,121"},
+        {"the totals row never counts", {"7", "8"}, {true, true}, 1, "7"},
+        {"nothing selected", {"7", "8", ""}, {false, false, false}, 1, ""},
+        {"no current row", {"7", "8", ""}, {true, true, false}, -1, ""},
+        {"current row outside the grid", {"7", "8", ""}, {true, true, false}, 4, ""},
+        {"current row on the totals row still selects", {"7", "8", ""}, {true, false, false}, 3, "7"},
+        {"header row only", {}, {}, 1, ""},
+        {"a row without id is skipped", {"7", " ", "9", ""}, {true, true, true, false}, 1, "7,9"},
+    });
 }
 
 void TestBillStateOperations::selectionList()
 {
-    QFETCH(QStringList, ids);
-    QFETCH(QList<bool>, selected);
-    QFETCH(int, currentRow);
-    QFETCH(QString, list);
-
+    QFETCH(Selection, row);
     ListGridState grid;
-    for (int i = 0; i < ids.size(); ++i)
-        grid.rows.push_back({ids[i], selected[i]});
-    grid.currentRow = currentRow;
-    QCOMPARE(buildSelectionList(grid), list);
+    for (int i = 0; i < row.ids.size(); ++i)
+        grid.rows.push_back({row.ids[i], row.selected[i]});
+    grid.currentRow = row.current;
+    QCOMPARE(buildSelectionList(grid), row.list);
 }
 
 void TestBillStateOperations::refusals_data()
 {
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<Refusal>("c");
-    const std::pair<const char *, Refusal> cases[] = {
-        {"delete audited", {Delete, 1, 0, false, "的单据已经审核!操作不成功"}},
-        {"delete audited before earlier and void", {Delete, 1, 1, true, "的单据已经审核!操作不成功"}},
-        {"delete earlier before void", {Delete, 0, 1, true, "的单据为以前期间的单据，不能删除!操作不成功"}},
-        {"delete void", {Delete, 0, 1, false, "的单据作废!操作不成功"}},
-        {"delete void flag as yes/no", {Delete, 0, -1, false, "的单据作废!操作不成功"}},
-        {"un-audit not audited", {UnCheck, 0, 1, true, "的单据未审核!操作不成功"}},
-        {"un-audit earlier before void", {UnCheck, 1, 1, true, "的单据为以前期间的单据，不能反审核!操作不成功"}},
-        {"un-audit void", {UnCheck, 1, 1, false, "的单据已经作废!操作不成功"}},
-        {"void audited before earlier", {Cancel, 1, 0, true, "的单据已经审核!操作不成功"}},
-        {"void earlier before void", {Cancel, 0, 1, true, "的单据为以前期间的单据，不能作废!操作不成功"}},
-        {"void already void", {Cancel, 0, 1, false, "的单据已经作废!操作不成功"}},
-        {"void flag as yes/no already void", {Cancel, 0, -1, false, "的单据已经作废!操作不成功"}},
-        {"un-void audited void", {UnCancel, 1, 1, false, "的单据已经审核!操作不成功"}},
-        {"un-void earlier", {UnCancel, 0, 1, true, "的单据为以前期间的单据，不能取消作废!操作不成功"}},
-        {"un-void not void", {UnCancel, 0, 0, false, "的单据未作废!操作不成功"}},
-    };
-    for (DbEngine e : TestDatabase::engines())
-        for (const auto &[name, c] : cases)
-            engineRow(e, QString::fromLatin1(name)) << c;
+    addEngineCaseRows<Refusal>({
+        {"delete audited", Delete, 1, 0, false, "的单据已经审核!操作不成功"},
+        {"delete audited before earlier and void", Delete, 1, 1, true, "的单据已经审核!操作不成功"},
+        {"delete earlier before void", Delete, 0, 1, true, "的单据为以前期间的单据，不能删除!操作不成功"},
+        {"delete void", Delete, 0, 1, false, "的单据作废!操作不成功"},
+        {"delete void flag as yes/no", Delete, 0, -1, false, "的单据作废!操作不成功"},
+        {"un-audit not audited", UnCheck, 0, 1, true, "的单据未审核!操作不成功"},
+        {"un-audit earlier before void", UnCheck, 1, 1, true, "的单据为以前期间的单据，不能反审核!操作不成功"},
+        {"un-audit void", UnCheck, 1, 1, false, "的单据已经作废!操作不成功"},
+        {"void audited before earlier", Cancel, 1, 0, true, "的单据已经审核!操作不成功"},
+        {"void earlier before void", Cancel, 0, 1, true, "的单据为以前期间的单据，不能作废!操作不成功"},
+        {"void already void", Cancel, 0, 1, false, "的单据已经作废!操作不成功"},
+        {"void flag as yes/no already void", Cancel, 0, -1, false, "的单据已经作废!操作不成功"},
+        {"un-void audited void", UnCancel, 1, 1, false, "的单据已经审核!操作不成功"},
+        {"un-void earlier", UnCancel, 0, 1, true, "的单据为以前期间的单据，不能取消作废!操作不成功"},
+        {"un-void not void", UnCancel, 0, 0, false, "的单据未作废!操作不成功"},
+    });
 }
 
 void TestBillStateOperations::refusals()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(Refusal, c);
+    QFETCH(Refusal, row);
+    const Refusal &c = row;
     // Two bills the operation may act on, then the refused one: the batch
     // stops at the third and writes nothing for the first two either.
     const int passStatus = c.op == UnCheck ? 1 : 0;
@@ -309,34 +301,26 @@ void TestBillStateOperations::refusals()
 void TestBillStateOperations::oneBill_data()
 {
     QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<int>("op");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("cancellation");
-    QTest::addColumn<QString>("selection");
-    QTest::addColumn<int>("icon"); // of the refusal; 0: the operation goes through
-    const struct { const char *name; int op; int status; int cancellation; int icon; } ops[] = {
-        {"delete", Delete, 0, 0, Prompt::Exclamation},
-        {"un-audit", UnCheck, 1, 0, Prompt::Critical},
-        {"void", Cancel, 0, 0, Prompt::Exclamation},
-        {"un-void", UnCancel, 0, 1, Prompt::Critical},
-    };
+    QTest::addColumn<OneBill>("row");
+    const OneBill ops[] = {{"delete", Delete, 0, 0, {}, Prompt::Exclamation}, {"un-audit", UnCheck, 1, 0, {}, Prompt::Critical},
+                           {"void", Cancel, 0, 0, {}, Prompt::Exclamation}, {"un-void", UnCancel, 0, 1, {}, Prompt::Critical}};
     for (DbEngine e : TestDatabase::engines())
-        for (const auto &o : ops) {
+        for (OneBill o : ops) {
             const QString name = QString::fromLatin1(o.name);
-            engineRow(e, name) << o.op << o.status << o.cancellation << QStringLiteral("1") << 0;
-            engineRow(e, name + QStringLiteral(" unknown ids")) << o.op << o.status << o.cancellation << QStringLiteral("999998,999999") << o.icon;
-            engineRow(e, name + QStringLiteral(" empty selection")) << o.op << o.status << o.cancellation << QString() << o.icon;
+            engineRow(e, name + QStringLiteral(" empty selection")) << o;
+            o.selection = QStringLiteral("999998,999999");
+            engineRow(e, name + QStringLiteral(" unknown ids")) << o;
+            o.selection = QStringLiteral("1");
+            o.icon = 0;
+            engineRow(e, name) << o;
         }
 }
 
 void TestBillStateOperations::oneBill()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(int, op);
-    QFETCH(int, status);
-    QFETCH(int, cancellation);
-    QFETCH(QString, selection);
-    QFETCH(int, icon);
+    QFETCH(OneBill, row);
+    const auto &[name, op, status, cancellation, selection, icon] = row;
 
     // The first day of the period is still open. Empty amounts, and an entry
     // that names no stock bill, move no invoiced amount.
@@ -392,27 +376,6 @@ void TestBillStateOperations::deleteReturnsSerialsAndTakesBackAmounts()
     QCOMPARE(env.last.billNumbers, QStringLiteral("0001,0002,0003,"));
 }
 
-void TestBillStateOperations::databaseErrorShowsItsText()
-{
-    QFETCH(DbEngine, engine);
-    Env env(engine);
-    env.addInvoice(1, 0, 1, kCurrent, {});
-    const QStringList before = snapshot(env.db.conn());
-
-    // What the engine says about the same statement.
-    QString engineText;
-    try {
-        env.db.conn().openRecordset(QStringLiteral("select * from tblFP where finterid in (1,x)"));
-    } catch (const DbError &e) {
-        engineText = e.description();
-    }
-    QVERIFY(!engineText.isEmpty());
-
-    env.ops.setSelection(QStringLiteral("1,x"));
-    QVERIFY(!env.run(UnCancel));
-    env.expectRefused(engineText, Prompt::Critical, before);
-}
-
 void TestBillStateOperations::errorPartWayWritesNothing()
 {
     QFETCH(DbEngine, engine);
@@ -421,6 +384,18 @@ void TestBillStateOperations::errorPartWayWritesNothing()
     env.addInvoice(1, 0, 0, kCurrent, {{501, QStringLiteral("100")}}, QStringLiteral("'0001'"));
     env.addInvoice(2, 0, 0, kCurrent, {{501, QStringLiteral("150")}}, QStringLiteral("'0002'"));
     const QStringList before = snapshot(env.db.conn());
+
+    // A selection that is no list of ids: the engine's own text.
+    QString engineText;
+    try {
+        env.db.conn().openRecordset(QStringLiteral("select * from tblFP where finterid in (1,x)"));
+    } catch (const DbError &e) {
+        engineText = e.description();
+    }
+    QVERIFY(!engineText.isEmpty());
+    env.ops.setSelection(QStringLiteral("1,x"));
+    QVERIFY(!env.run(UnCancel));
+    env.expectRefused(engineText, Prompt::Critical, before);
 
     // Without the table of released numbers, returning the serials fails
     // after the amounts of both bills have been taken back.
@@ -444,27 +419,23 @@ void TestBillStateOperations::errorPartWayWritesNothing()
 
 void TestBillStateOperations::commands_data()
 {
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<Command>("c");
     const char *voidRefused = "编号为:FP-1的单据已经作废!操作不成功";
-    const std::pair<const char *, Command> cases[] = {
-        {"delete", {ListCommand::Delete, 0, 0, true, "删除成功!", {"3|0|0|0"}, 80}},
-        {"audit", {ListCommand::Audit, 0, 0, true, "审核成功!", {"1|1|1|0", "2|1|1|0", "3|0|0|0"}, 100}},
-        {"audit refused", {ListCommand::Audit, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100}},
-        {"un-audit", {ListCommand::UnAudit, 1, 0, true, "反审核成功!", {"1|0|0|0", "2|0|0|0", "3|1|3|0"}, 100}},
-        {"void", {ListCommand::Void, 0, 0, true, "作废成功!", {"1|0|0|1", "2|0|0|1", "3|0|0|0"}, 80}},
-        {"un-void", {ListCommand::UnVoid, 0, 1, true, "反作废成功!", {"1|0|0|0", "2|0|0|0", "3|0|0|1"}, 120}},
-        {"void refused", {ListCommand::Void, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100}},
-    };
-    for (DbEngine e : TestDatabase::engines())
-        for (const auto &[name, c] : cases)
-            engineRow(e, QString::fromLatin1(name)) << c;
+    addEngineCaseRows<Command>({
+        {"delete", ListCommand::Delete, 0, 0, true, "删除成功!", {"3|0|0|0"}, 80},
+        {"audit", ListCommand::Audit, 0, 0, true, "审核成功!", {"1|1|1|0", "2|1|1|0", "3|0|0|0"}, 100},
+        {"audit refused", ListCommand::Audit, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100},
+        {"un-audit", ListCommand::UnAudit, 1, 0, true, "反审核成功!", {"1|0|0|0", "2|0|0|0", "3|1|3|0"}, 100},
+        {"void", ListCommand::Void, 0, 0, true, "作废成功!", {"1|0|0|1", "2|0|0|1", "3|0|0|0"}, 80},
+        {"un-void", ListCommand::UnVoid, 0, 1, true, "反作废成功!", {"1|0|0|0", "2|0|0|0", "3|0|0|1"}, 120},
+        {"void refused", ListCommand::Void, 0, 1, false, voidRefused, {"1|0|0|1", "2|0|0|1", "3|0|0|1"}, 100},
+    });
 }
 
 void TestBillStateOperations::commands()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(Command, c);
+    QFETCH(Command, row);
+    const Command &c = row;
     Env env(engine);
     env.addStock(501, QStringLiteral("100"));
     for (int id = 1; id <= 3; ++id)
@@ -576,25 +547,21 @@ void TestBillStateOperations::randomSequenceKeepsInvoicedAmounts()
 // without a stock bill never reach icstockbill, whatever the operation.
 void TestBillStateOperations::stockBillBounds_data()
 {
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<Bound>("c");
-    const std::pair<const char *, Bound> cases[] = {
-        {"un-void after another took it", {UnCancel, 50000, "30000", "30000", "", "20000"}},
-        {"un-void with room left", {UnCancel, 50000, "20000", "30000", "50000", ""}},
-        {"un-void red after another took it", {UnCancel, -50000, "-30000", "-30000", "", "-20000"}},
-        {"un-void without stock bill", {UnCancel, 50000, "30000", "", "30000", ""}},
-        {"void without stock bill", {Cancel, 50000, "30000", "", "30000", ""}},
-        {"delete without stock bill", {Delete, 50000, "30000", "", "30000", ""}},
-    };
-    for (DbEngine e : TestDatabase::engines())
-        for (const auto &[name, c] : cases)
-            engineRow(e, QString::fromLatin1(name)) << c;
+    addEngineCaseRows<Bound>({
+        {"un-void after another took it", UnCancel, 50000, "30000", "30000", "", "20000"},
+        {"un-void with room left", UnCancel, 50000, "20000", "30000", "50000", ""},
+        {"un-void red after another took it", UnCancel, -50000, "-30000", "-30000", "", "-20000"},
+        {"un-void without stock bill", UnCancel, 50000, "30000", "", "30000", ""},
+        {"void without stock bill", Cancel, 50000, "30000", "", "30000", ""},
+        {"delete without stock bill", Delete, 50000, "30000", "", "30000", ""},
+    });
 }
 
 void TestBillStateOperations::stockBillBounds()
 {
     QFETCH(DbEngine, engine);
-    QFETCH(Bound, c);
+    QFETCH(Bound, row);
+    const Bound &c = row;
     Env env(engine);
     // Stock bill 0 stands for what entries without a stock bill must not reach.
     env.addStock(0, QStringLiteral("5"));
