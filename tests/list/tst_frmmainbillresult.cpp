@@ -388,18 +388,24 @@ private slots:
         QVERIFY(model->rowState(row).audited);
         QCOMPARE(list->grid()->currentIndex().row(), row);
 
-        // Filter: the dialog comes back, its OK refills this list in place.
+        // Filter: the dialog comes back, its OK refills this list in place
+        // (shown again, the list would wait modally: note it and close it).
         frmMainBillFind *dialog = frmMainBillFind::existingInstance();
         QVERIFY(dialog);
-        bool sawDialog = false;
+        bool sawDialog = false, shownAgain = false;
         QTimer::singleShot(0, [&] {
             sawDialog = dialog->isVisible() && QApplication::activeModalWidget() == dialog;
             auto *audit = dialog->findChild<QComboBox *>(QStringLiteral("PC_2"));
             audit->setCurrentIndex(audit->findText(QStringLiteral("审核")));
+            QTimer::singleShot(0, [&] {
+                if ((shownAgain = QApplication::activeModalWidget() == list))
+                    list->hide();
+            });
             QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdXPOK")), Qt::LeftButton);
         });
         list->findChild<QAction *>(QStringLiteral("Filter"))->trigger();
         QVERIFY(sawDialog);
+        QVERIFY(!shownAgain);
         QVERIFY(dialog->isHidden());
         QCOMPARE(frmMainBillResult::existingInstance(), list);
         QVERIFY(list->isVisible());

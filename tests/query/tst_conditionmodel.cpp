@@ -106,7 +106,7 @@ private slots:
         QCOMPARE(c.value(FieldCatalogue::Caption, FieldCatalogue::kSize), QString());
     }
 
-    void catalogueListsSkipEmptyCaptions()
+    void catalogueListsSkipEmptyCaptionsAndRefill()
     {
         Recordset rs = catalogueRows(5, {2, 4});
         FieldCatalogue c;
@@ -117,12 +117,10 @@ private slots:
         QCOMPARE(c.tabList(FieldCatalogue::NumType), QStringLiteral("\t2\t1\t3"));
         // The skipped entries keep their places in the arrays.
         QCOMPARE(c.value(FieldCatalogue::FieldName, 2), QStringLiteral("f2"));
-    }
 
-    void catalogueRefillForgetsOldFields()
-    {
-        FieldCatalogue c = sample();
-        Recordset rs = catalogueRows(2);
+        // A refill forgets the old fields; at most fifty fit.
+        c = sample();
+        rs = catalogueRows(2);
         c.fill(rs);
         QCOMPARE(c.fieldCount(), 2);
         QCOMPARE(c.value(FieldCatalogue::FieldName, 3), QString());
@@ -240,7 +238,9 @@ private slots:
         }
     }
 
-    void fieldChangesNeverLeaveBrokenSql()
+    // Field changes never leave broken SQL; "无" and choices outside the
+    // list or the grid.
+    void captionChoiceEdges()
     {
         // The clerk picks 等于, then goes number → date and number → number →
         // date: each time the date row must still compare with its symbol.
@@ -252,10 +252,7 @@ private slots:
                 t.chooseCaption(1, field, sample());
             QCOMPARE(buildSeekSQL(t), QStringLiteral(" and ( fdate='2024-02-29'"));
         }
-    }
 
-    void captionChoiceWithoutField()
-    {
         // "无" empties the row but for its connector.
         ConditionTable t = filledRow(2);
         QCOMPARE(t.chooseCaption(2, 0, sample()).kind, ValueCell::None);
@@ -271,7 +268,6 @@ private slots:
 
     void dateRangeVariants_data()
     {
-
         addCaseRows<DateRangeVariantsCase>({
             {"no accounting year", 0, QStringList{"今天", "本月", "今年", "全部"}, QList<int>{1, 2, 3, 10}, 3},
             {"with accounting year", 2024, QStringList{"今天", "本期", "本月", "今年", "全部"}, QList<int>{1, 20, 2, 3, 10}, 4},
@@ -301,16 +297,13 @@ private slots:
         QCOMPARE(FixedFilters::validIndex(FixedFilters::DateRange, 1, withPeriod), 1);
         QCOMPARE(FixedFilters::codeAt(FixedFilters::DateRange, 1, withPeriod), codes[1]);
         QCOMPARE(FixedFilters::codeAt(FixedFilters::DateRange, all + 1, withPeriod), FixedFilters::kNoSelection);
-    }
 
-    void otherFilterLists()
-    {
         using namespace FixedFilters;
         // Red is code 1 though it comes first; blue is 0.
         QCOMPARE(codeAt(RedBlue, 0, false), 1);
         QCOMPARE(codeAt(RedBlue, 1, true), 0);
         QCOMPARE(codeAt(RedBlue, -1, false), kNoSelection);
-        QVERIFY(items(5, true).isEmpty());
+        QVERIFY(FixedFilters::items(5, true).isEmpty());
     }
 
     void lastUsedRowAndClear()

@@ -558,38 +558,6 @@ private slots:
         QVERIFY(!frmMainBillResult::existingInstance());
     }
 
-    void okWhileTheListIsOpenRefillsIt()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        Env env(engine);
-        frmMainBillFind *dialog = frmMainBillFind::instance();
-        dialog->setUsesGrid(true);
-        frmMainBillResult *list = frmMainBillResult::instance();
-        QVERIFY(list->fillList(dialog->findStatement(QString(), QString(), QString())));
-        list->show();
-        QCOMPARE(list->model()->dataRowCount(), env.count(QString()));
-
-        dialog->show();
-        choose(dialog, QStringLiteral("PC_3"), QStringLiteral("作废"));
-        // Shown again, the list would wait modally: note it and close it.
-        bool shownAgain = false;
-        QTimer watch;
-        watch.setSingleShot(true);
-        QObject::connect(&watch, &QTimer::timeout, [&] {
-            if (QApplication::activeModalWidget() == list) {
-                shownAgain = true;
-                list->hide();
-            }
-        });
-        watch.start(0);
-        click(dialog, QStringLiteral("cmdXPOK"));
-        QVERIFY(!shownAgain);
-        QVERIFY(dialog->isHidden());
-        QVERIFY(list->isVisible());
-        QCOMPARE(frmMainBillResult::existingInstance(), list);
-        QCOMPARE(list->model()->dataRowCount(), env.count(QStringLiteral(" and fcancellation=1")));
-    }
-
     void findInfo1ThroughTheComponent()
     {
         QFETCH_GLOBAL(DbEngine, engine);
