@@ -63,7 +63,8 @@ QStringList rowTexts(const std::vector<BatchRow> &rows)
 }
 } // namespace
 
-// onGrid: typed on the grid instead of the search box
+// Where the keys go: the search box, the grid, or the search box followed by
+// a double-click on the second data row.
 enum KeysTarget { Search, Grid, DoubleClick };
 struct KeysCase { const char *name; KeysTarget target; int startRow; QTestEventList keys; int row; QString text, chosen; bool closes; };
 Q_DECLARE_METATYPE(KeysCase)
@@ -191,7 +192,7 @@ private slots:
             form->setCurrentRow(row.startRow);
             QCOMPARE(form->currentRow(), row.startRow);
             row.keys.simulate(row.target == Grid ? static_cast<QWidget *>(view) : searchBox(form));
-            if (row.target == DoubleClick) // on the second data row, away from the current one
+            if (row.target == DoubleClick) // away from the current row
                 doubleClick(view->viewport(), view->visualRect(view->model()->index(1, 2)).center());
             current = form->currentRow();
             text = searchBox(form)->text();
