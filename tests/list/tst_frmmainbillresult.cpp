@@ -2,16 +2,11 @@
 // message seam.
 #include "list/frmMainBillResult.h"
 
-#include "modules/FormLauncher.h"
-#include "component/clsCGIn.h"
 #include "modules/Session.h"
 #include "list/BillListModel.h"
 #include "platform/FrozenTableView.h"
-#include "modules/SetupIni.h"
-#include "platform/IniFile.h"
-#include "query/frmMainBillFind.h"
-#include "support/StartedSession.h"
 #include "support/CaseRows.h"
+#include "support/ListForms.h"
 
 #include <QAction>
 #include <QApplication>
@@ -26,28 +21,8 @@
 #include <QToolBar>
 
 namespace {
-void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
-
-struct Env : StartedSession {
-    explicit Env(DbEngine engine)
-        : StartedSession(engine, TestDatabase::Content::Demo, smallDemo())
-    {
-        session().msgTitle = QStringLiteral("测试");
-        // The dialog's OK fills and shows the list through the component's wiring.
-        clsCGIn::connectForms();
-    }
-    ~Env()
-    {
-        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
-            list->MenuFileExit_Click();
-        frmMainBillFind::releaseInstance();
-        flushDeletes();
-        FormLauncher::setEditorOpener({});
-    }
-    int count(const QString &where)
-    {
-        return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt();
-    }
+struct Env : ListFormsEnv {
+    using ListFormsEnv::ListFormsEnv;
     // Opens the list the way OK does, without the modal wait: every fixed
     // list at "全部", the condition grid in use and empty.
     frmMainBillResult *openList()
@@ -61,10 +36,6 @@ struct Env : StartedSession {
         list->resize(1000, 600);
         list->show();
         return list;
-    }
-    QString iniValue(const QString &section, const QString &key)
-    {
-        return IniFile(IniPath()).value(section, key).value_or(QStringLiteral("<absent>"));
     }
 };
 

@@ -1,19 +1,13 @@
 // The query dialog, driven offscreen.
 #include "query/frmMainBillFind.h"
 
-#include "modules/FormLauncher.h"
 #include "modules/Session.h"
-#include "component/clsCGIn.h"
 #include "list/BillListModel.h"
-#include "list/frmMainBillResult.h"
-#include "modules/CodeSelectors.h"
-#include "modules/SetupIni.h"
 #include "platform/Clock.h"
-#include "platform/IniFile.h"
 #include "query/QuerySql.h"
 #include "support/QueryModuleHelpers.h"
 #include "support/CaseRows.h"
-#include "support/StartedSession.h"
+#include "support/ListForms.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -30,13 +24,8 @@
 Q_DECLARE_METATYPE(ConditionTable)
 
 namespace {
-void flushDeletes()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-// Stands in for the code selectors while it lives (Env puts the default
-// back); answers supplier S007 until told otherwise.
+// Stands in for the code selectors while it lives (the fixture puts the
+// default back); answers supplier S007 until told otherwise.
 class FakeSelector : public CodeSelector {
 public:
     QStringList calls;
@@ -54,22 +43,8 @@ public:
     }
 };
 
-struct Env : StartedSession {
-    explicit Env(DbEngine engine)
-        : StartedSession(engine, TestDatabase::Content::Demo, smallDemo())
-    {
-        session().msgTitle = QStringLiteral("测试");
-        // The dialog's OK fills and shows the list through the component's wiring.
-        clsCGIn::connectForms();
-    }
-    ~Env()
-    {
-        if (frmMainBillResult *list = frmMainBillResult::existingInstance())
-            list->MenuFileExit_Click();
-        frmMainBillFind::releaseInstance();
-        flushDeletes();
-        setCodeSelector(nullptr);
-    }
+struct Env : ListFormsEnv {
+    using ListFormsEnv::ListFormsEnv;
     // The dialog on the grid page or the simple one, shown.
     frmMainBillFind *open(bool grid)
     {
@@ -77,14 +52,6 @@ struct Env : StartedSession {
         dialog->setUsesGrid(grid);
         dialog->show();
         return dialog;
-    }
-    int count(const QString &where)
-    {
-        return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt();
-    }
-    QString iniValue(const QString &key)
-    {
-        return IniFile(IniPath()).value(QStringLiteral("OvStock"), key).value_or(QStringLiteral("<absent>"));
     }
 };
 
@@ -216,7 +183,7 @@ private slots:
         QCOMPARE(range->currentText(), shown);
         // Reading the absent key wrote the default.
         if (stored.isNull())
-            QCOMPARE(env.iniValue(QStringLiteral("A71")), QString::number(range->currentIndex()));
+            QCOMPARE(env.iniValue(QStringLiteral("OvStock"), QStringLiteral("A71")), QString::number(range->currentIndex()));
         // The other lists open at "全部": no fixed condition but the range's.
         if (shown == u"全部")
             QCOMPARE(dialog->mainSQL(), QString());
@@ -228,7 +195,7 @@ private slots:
         child<QComboBox>(dialog, QStringLiteral("PC_1"))->setCurrentIndex(2);
         click(dialog, QStringLiteral("cmdXPClose"));
         QVERIFY(dialog->isHidden());
-        QCOMPARE(env.iniValue(QStringLiteral("A71")), QStringLiteral("2"));
+        QCOMPARE(env.iniValue(QStringLiteral("OvStock"), QStringLiteral("A71")), QStringLiteral("2"));
         flushDeletes();
         // Closed on its own, the dialog is let go: the next query starts afresh
         // and finds the stored range.
@@ -498,7 +465,7 @@ private slots:
         QCOMPARE(billsSnapshot(env.db), before);
         flushDeletes();
         QVERIFY(!frmMainBillFind::existingInstance());
-        QCOMPARE(env.iniValue(QStringLiteral("A71")), QString::number(range == u"本期" ? 1 : 4));
+        QCOMPARE(env.iniValue(QStringLiteral("OvStock"), QStringLiteral("A71")), QString::number(range == u"本期" ? 1 : 4));
     }
 
     void okRefusesWhatCannotRun_data()
