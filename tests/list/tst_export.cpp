@@ -187,8 +187,6 @@ private slots:
     void menuCommands_data() { addEngineRows(); }
     void menuCommands()
     {
-        if (QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty())
-            QSKIP("unzip is not installed (Debian package unzip)");
         QFETCH(DbEngine, engine);
         FormEnv env(engine);
         QVERIFY(env.fill(QStringLiteral(" and fstatus=1")));
@@ -208,10 +206,13 @@ private slots:
         list->MenuExcel_Click();
         QCOMPARE(prompts.lastMessage().text, QStringLiteral("导出成功!"));
         QCOMPARE(prompts.lastMessage().icon, int(Prompt::Information));
-        const auto cells = readWorkbook(xlsx + QStringLiteral(".xlsx"));
-        QCOMPARE(cells.size(), grid.size() * grid.first().size());
-        QCOMPARE(cells.value({0, 1}), QStringLiteral("s|@|单据编号"));
-        QCOMPARE(cells.value({int(grid.size()) - 1, 6}), QStringLiteral("s|@|") + grid.last()[6]);
+        QVERIFY(QFile::exists(xlsx + QStringLiteral(".xlsx")));
+        if (!QStandardPaths::findExecutable(QStringLiteral("unzip")).isEmpty()) { // reads the workbook back
+            const auto cells = readWorkbook(xlsx + QStringLiteral(".xlsx"));
+            QCOMPARE(cells.size(), grid.size() * grid.first().size());
+            QCOMPARE(cells.value({0, 1}), QStringLiteral("s|@|单据编号"));
+            QCOMPARE(cells.value({int(grid.size()) - 1, 6}), QStringLiteral("s|@|") + grid.last()[6]);
+        }
 
         prompts.clear();
         const QString txt = env.ts.folder() + QStringLiteral("/list.txt");
