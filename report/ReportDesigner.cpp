@@ -5,6 +5,7 @@
 #include "report/ReportFont.h"
 #include "report/ReportLayout.h"
 #include "report/ReportPainter.h"
+#include "report/ReportText.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -150,13 +151,13 @@ public:
             break;
         }
         case ItemKind::Line:
-            painter->setPen(QPen(QColor(m_item.color), std::max(1, m_item.lineWidth)));
+            painter->setPen(itemLinePen(m_item));
             painter->drawLine(r.topLeft(), r.bottomRight());
             break;
         case ItemKind::Rect:
             if (!m_item.fillColor.isEmpty())
                 painter->fillRect(r, QColor(m_item.fillColor));
-            painter->setPen(m_item.lineWidth > 0 ? QPen(QColor(m_item.color), m_item.lineWidth) : QPen(Qt::NoPen));
+            painter->setPen(m_item.lineWidth > 0 ? itemLinePen(m_item) : QPen(Qt::NoPen));
             painter->drawRect(r);
             break;
         case ItemKind::Image: {
@@ -165,6 +166,10 @@ public:
                 painter->setPen(QPen(Qt::gray, 0, Qt::DashLine));
                 painter->drawRect(r);
                 painter->drawLine(r.topLeft(), r.bottomRight());
+            } else if (m_item.keepAspect) {
+                QRectF target(QPointF(), QSizeF(image.size()).scaled(r.size(), Qt::KeepAspectRatio));
+                target.moveCenter(r.center());
+                painter->drawImage(target, image);
             } else {
                 painter->drawImage(r, image);
             }
@@ -318,8 +323,6 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     m_view->setBackgroundBrush(QColor(160, 160, 160));
     m_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     m_view->setRenderHint(QPainter::Antialiasing);
-    const double scale = logicalDpiX() / TenthsPerInch;
-    m_view->setTransform(QTransform::fromScale(scale, scale));
     m_view->installEventFilter(this);
 
     m_toolbar = new QToolBar(this);
@@ -345,13 +348,17 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     add(QStringLiteral("Delete"), QStringLiteral("删除"), [this] { deleteSelected(); });
     m_toolbar->addSeparator();
     QAction *undo = m_undo->createUndoAction(this, QStringLiteral("撤销"));
-    undo->setObjectName(QStringLiteral("Undo"));
-    undo->setShortcut(QKeySequence::Undo);
+    undo->setObjectName(QStringLiteral("actUndo"));
+    undo->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Z)});
+    undo->setToolTip(QStringLiteral("撤销上一步修改 (Ctrl+Z)"));
     QAction *redo = m_undo->createRedoAction(this, QStringLiteral("重做"));
-    redo->setObjectName(QStringLiteral("Redo"));
-    redo->setShortcut(QKeySequence::Redo);
+    redo->setObjectName(QStringLiteral("actRedo"));
+    redo->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Y), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
+    redo->setToolTip(QStringLiteral("重做撤销的修改 (Ctrl+Y)"));
     m_toolbar->addAction(undo);
     m_toolbar->addAction(redo);
+    m_actions.insert(undo->objectName(), undo);
+    m_actions.insert(redo->objectName(), redo);
     m_toolbar->addSeparator();
     m_normalView = add(QStringLiteral("NormalView"), QStringLiteral("普通视图"), [this] { setViewMode(ViewMode::Normal); });
     m_pageView = add(QStringLiteral("PageView"), QStringLiteral("页面视图"), [this] { setViewMode(ViewMode::Page); });
@@ -383,7 +390,7 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     m_format->setEditable(true);
     m_format->addItems({QString(), QStringLiteral("#,##0.00"), QStringLiteral("0.00"), QStringLiteral("#,##0"),
                         QStringLiteral("0.####"), QStringLiteral("#,##0.00;-#,##0.00;"), QStringLiteral("yyyy-MM-dd"),
-                        QStringLiteral("yyyy年MM月dd日")});
+                        QStringLiteral("yyyy年MM月dd日"), amountInWordsFormat()});
     form->addRow(QStringLiteral("格式"), m_format);
     m_fontFamily = new QFontComboBox;
     m_fontFamily->setObjectName(QStringLiteral("propFontFamily"));
@@ -451,12 +458,17 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_toolbar);
+    buildFormatActions();
+    layout->addWidget(m_formatBar);
     layout->addWidget(splitter);
 
     connect(m_undo, &QUndoStack::cleanChanged, this, [this](bool clean) { emit modifiedChanged(!clean); });
     connect(this, &ReportDesigner::selectionChanged, this, &ReportDesigner::updatePanel);
+    connect(this, &ReportDesigner::selectionChanged, this, &ReportDesigner::updateActions);
+    setZoom(100);
     rebuildScene();
     updatePanel();
+    updateActions();
 }
 
 ReportDesigner::~ReportDesigner()
@@ -539,14 +551,25 @@ QVector<ReportDesigner::ItemRef> ReportDesigner::selectedItems() const
 
 void ReportDesigner::selectItem(BandKind band, int index)
 {
+    selectItems({ItemRef{band, index}});
+}
+
+void ReportDesigner::selectItems(const QVector<ItemRef> &refs)
+{
     m_rebuilding = true;
     m_scene->clearSelection();
+    DesignerItem *focus = nullptr;
     for (QGraphicsItem *g : m_scene->items()) {
-        if (auto *item = dynamic_cast<DesignerItem *>(g); item && item->ref() == ItemRef{band, index}) {
-            item->setSelected(true);
-            m_view->setFocus();
-            m_scene->setFocusItem(item);
-        }
+        auto *item = dynamic_cast<DesignerItem *>(g);
+        if (!item || !refs.contains(item->ref()))
+            continue;
+        item->setSelected(true);
+        if (item->ref() == refs.last())
+            focus = item;
+    }
+    if (focus) {
+        m_view->setFocus();
+        m_scene->setFocusItem(focus);
     }
     m_rebuilding = false;
     emit selectionChanged();
@@ -556,6 +579,17 @@ void ReportDesigner::clearSelection()
 {
     m_scene->clearSelection();
     emit selectionChanged();
+}
+
+std::optional<ReportDesigner::ItemRef> ReportDesigner::anchor() const
+{
+    // The item clicked or selected last has the focus.
+    if (auto *focus = dynamic_cast<DesignerItem *>(m_scene->focusItem()); focus && focus->isSelected())
+        return focus->ref();
+    const auto refs = selectedItems();
+    if (refs.isEmpty())
+        return std::nullopt;
+    return refs.first();
 }
 
 int ReportDesigner::snap(int value) const
