@@ -180,7 +180,7 @@ private:
     void bandDragged(BandKind band, int height);
     // Applies `edit` to every selected item as one undoable step.
     void editSelected(const QString &text, const std::function<void(ReportItem &)> &edit);
-    QAction *addAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
+    QAction *addToolAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
                        std::function<void()> slot);
     void buildFormatActions();
     void updateActions();

@@ -46,7 +46,7 @@ bool isStroked(const ReportItem &item) { return item.kind == ItemKind::Line || i
 
 } // namespace
 
-QAction *ReportDesigner::addAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
+QAction *ReportDesigner::addToolAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
                                    std::function<void()> slot)
 {
     QAction *a = bar->addAction(text);
@@ -67,41 +67,41 @@ void ReportDesigner::buildFormatActions()
         const QColor c = QColorDialog::getColor(QColor(current.isEmpty() ? QStringLiteral("#ffffff") : current), this, caption);
         return c.isValid() ? c.name() : QString();
     };
-    addAction(m_toolbar, QStringLiteral("actInsertImage"), QStringLiteral("图片"),
+    addToolAction(m_toolbar, QStringLiteral("actInsertImage"), QStringLiteral("图片"),
               QStringLiteral("插入图片（如公司标志），图片保存在模板中"), [this] { actInsertImage_Triggered(); });
     m_toolbar->addSeparator();
-    addAction(m_toolbar, QStringLiteral("actImportTemplate"), QStringLiteral("导入"),
+    addToolAction(m_toolbar, QStringLiteral("actImportTemplate"), QStringLiteral("导入"),
               QStringLiteral("从文件导入模板，替换当前模板（可撤销）"), [this] { actImportTemplate_Triggered(); });
-    addAction(m_toolbar, QStringLiteral("actExportTemplate"), QStringLiteral("导出"),
+    addToolAction(m_toolbar, QStringLiteral("actExportTemplate"), QStringLiteral("导出"),
               QStringLiteral("把当前模板导出为文件"), [this] { actExportTemplate_Triggered(); });
 
-    QAction *copy = addAction(bar, QStringLiteral("actCopy"), QStringLiteral("复制"),
+    QAction *copy = addToolAction(bar, QStringLiteral("actCopy"), QStringLiteral("复制"),
                               QStringLiteral("复制选中的对象 (Ctrl+C)"), [this] { copySelected(); });
     copy->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_C));
-    QAction *pasteAction = addAction(bar, QStringLiteral("actPaste"), QStringLiteral("粘贴"),
+    QAction *pasteAction = addToolAction(bar, QStringLiteral("actPaste"), QStringLiteral("粘贴"),
                                      QStringLiteral("粘贴复制的对象，位置略向右下错开 (Ctrl+V)"), [this] { paste(); });
     pasteAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_V));
     bar->addSeparator();
 
-    QAction *italic = addAction(bar, QStringLiteral("actItalic"), QStringLiteral("斜体"),
+    QAction *italic = addToolAction(bar, QStringLiteral("actItalic"), QStringLiteral("斜体"),
                                 QStringLiteral("文字用斜体"), [] {});
-    QAction *underline = addAction(bar, QStringLiteral("actUnderline"), QStringLiteral("下划线"),
+    QAction *underline = addToolAction(bar, QStringLiteral("actUnderline"), QStringLiteral("下划线"),
                                    QStringLiteral("文字加下划线"), [] {});
-    QAction *wrap = addAction(bar, QStringLiteral("actWordWrap"), QStringLiteral("换行"),
+    QAction *wrap = addToolAction(bar, QStringLiteral("actWordWrap"), QStringLiteral("换行"),
                               QStringLiteral("文字超出宽度时自动换行（多行文字）"), [] {});
     for (QAction *a : {italic, underline, wrap})
         a->setCheckable(true);
     connect(italic, &QAction::triggered, this, [this](bool on) { setItalic(on); });
     connect(underline, &QAction::triggered, this, [this](bool on) { setUnderline(on); });
     connect(wrap, &QAction::triggered, this, [this](bool on) { setWordWrap(on); });
-    addAction(bar, QStringLiteral("actTextColor"), QStringLiteral("颜色"),
+    addToolAction(bar, QStringLiteral("actTextColor"), QStringLiteral("颜色"),
               QStringLiteral("文字颜色；线和框的线条颜色"), [this] { actTextColor_Triggered(); });
-    addAction(bar, QStringLiteral("actFillColor"), QStringLiteral("填充"),
+    addToolAction(bar, QStringLiteral("actFillColor"), QStringLiteral("填充"),
               QStringLiteral("文字和框的底色"), [this] { actFillColor_Triggered(); });
 
     // Line width and style choose from a menu under the button.
     auto menuAction = [this, bar](const QString &name, const QString &text, const QString &tip) {
-        QAction *a = addAction(bar, name, text, tip, [] {});
+        QAction *a = addToolAction(bar, name, text, tip, [] {});
         auto *menu = new QMenu(this);
         menu->setObjectName(name + QStringLiteral("Menu"));
         a->setMenu(menu);
@@ -136,7 +136,7 @@ void ReportDesigner::buildFormatActions()
         {"actVAlignBottom", VAlign::Bottom, u"底端", u"文字靠下"}};
     for (const auto &[name, align, text, tip] : vAlignActions) {
         const VAlign v = align;
-        QAction *a = addAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
+        QAction *a = addToolAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
                                [this, v] { setVAlign(v); });
         a->setCheckable(true);
         vAligns->addAction(a);
@@ -150,16 +150,16 @@ void ReportDesigner::buildFormatActions()
         {"actAlignBottom", Edge::Bottom, u"下齐", u"选中的对象下边对齐"}};
     for (const auto &[name, edge, text, tip] : edgeActions) {
         const Edge e = edge;
-        addAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
+        addToolAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
                   [this, e] { alignSelected(e); });
     }
-    addAction(bar, QStringLiteral("actSameWidth"), QStringLiteral("等宽"),
+    addToolAction(bar, QStringLiteral("actSameWidth"), QStringLiteral("等宽"),
               QStringLiteral("选中的对象与最后点选的对象同宽"), [this] { sameSize(Qt::Horizontal); });
-    addAction(bar, QStringLiteral("actSameHeight"), QStringLiteral("等高"),
+    addToolAction(bar, QStringLiteral("actSameHeight"), QStringLiteral("等高"),
               QStringLiteral("选中的对象与最后点选的对象同高"), [this] { sameSize(Qt::Vertical); });
     bar->addSeparator();
 
-    QAction *out = addAction(bar, QStringLiteral("actZoomOut"), QStringLiteral("缩小"),
+    QAction *out = addToolAction(bar, QStringLiteral("actZoomOut"), QStringLiteral("缩小"),
                              QStringLiteral("缩小显示 (Ctrl+-)"), [this] { zoomOut(); });
     out->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Minus));
     m_zoomLabel = new QLabel;
@@ -167,7 +167,7 @@ void ReportDesigner::buildFormatActions()
     m_zoomLabel->setMinimumWidth(m_zoomLabel->fontMetrics().horizontalAdvance(QStringLiteral(" 400% ")));
     m_zoomLabel->setAlignment(Qt::AlignCenter);
     bar->addWidget(m_zoomLabel);
-    QAction *in = addAction(bar, QStringLiteral("actZoomIn"), QStringLiteral("放大"),
+    QAction *in = addToolAction(bar, QStringLiteral("actZoomIn"), QStringLiteral("放大"),
                             QStringLiteral("放大显示 (Ctrl++)"), [this] { zoomIn(); });
     in->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
 }
@@ -221,6 +221,7 @@ void ReportDesigner::insertImage(const QByteArray &png)
     item.png = png;
     const int width = std::max(MinImageSize, std::min(ImageStartWidth, snap(image.width() * 2)));
     item.geometry = QRect(0, 0, width, std::max(MinImageSize, width * image.height() / std::max(1, image.width())));
+    b.height = std::max(b.height, item.geometry.height());
     b.items.append(item);
     m_pendingSelection = {ItemRef{band, int(b.items.size()) - 1}};
     change(after, QStringLiteral("插入图片"));

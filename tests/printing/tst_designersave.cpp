@@ -2,6 +2,7 @@
 #include "printing/frmUserDesign.h"
 #include "report/Report.h"
 #include "report/ReportDesigner.h"
+#include "report/ReportFile.h"
 #include "report/ReportText.h"
 #include "support/StartedSession.h"
 
@@ -88,27 +89,16 @@ private slots:
         QTest::addColumn<int>("item");        // report header: 0 text, 1 line, 2 box, 3 an inserted image
         QTest::addColumn<QString>("command"); // an action, "action/menu entry" or "panel box=text"
         QTest::addColumn<QString>("expected");
-        const struct {
-            const char *name;
-            int item;
-            const char *command;
-            const char *expected;
-        } rows[] = {
-            {"image", 3, "actInsertImage", "image 16x8"},
-            {"italic", 0, "actItalic", "italic"},
-            {"underline", 0, "actUnderline", "underline"},
-            {"text colour", 0, "actTextColor", "color #c00000"},
-            {"fill colour", 2, "actFillColor", "fill #c00000"},
-            {"line width", 1, "actLineWidth/lineWidth8", "width 8"},
-            {"dashed line", 1, "actLineStyle/lineStyleDash", "dash"},
-            {"dotted box", 2, "actLineStyle/lineStyleDot", "dot"},
-            {"word wrap", 0, "actWordWrap", "金额|38.00"},
-            {"bottom", 0, "actVAlignBottom", "valign 2"},
-            {"amount in words", 0, "propFormat=大写金额", "金额\n叁拾捌元整"},
-        };
+        const char *rows[][4] = {
+            {"image", "3", "actInsertImage", "image 16x8"}, {"italic", "0", "actItalic", "italic"},
+            {"underline", "0", "actUnderline", "underline"}, {"text colour", "0", "actTextColor", "color #c00000"},
+            {"fill colour", "2", "actFillColor", "fill #c00000"}, {"line width", "1", "actLineWidth/lineWidth8", "width 8"},
+            {"dashed line", "1", "actLineStyle/lineStyleDash", "dash"}, {"dotted box", "2", "actLineStyle/lineStyleDot", "dot"},
+            {"word wrap", "0", "actWordWrap", "金额|38.00"}, {"bottom", "0", "actVAlignBottom", "valign 2"},
+            {"amount in words", "0", "propFormat=大写金额", "金额\n叁拾捌元整"}};
         for (DbEngine e : TestDatabase::engines())
             for (const auto &r : rows)
-                engineRow(e, r.name) << r.item << QString::fromUtf8(r.command) << QString::fromUtf8(r.expected);
+                engineRow(e, r[0]) << atoi(r[1]) << QString::fromUtf8(r[2]) << QString::fromUtf8(r[3]);
     }
     void featuresSurviveSaveAndPrint()
     {
@@ -125,22 +115,14 @@ private slots:
         const QString logoPath = ss.ts.folder() + QStringLiteral("/logo.jpg");
         QVERIFY(logo.save(logoPath));
 
-        report::ReportTemplate tpl;
-        report::Band &header = tpl.band(report::BandKind::ReportHeader);
-        header.height = 300;
-        report::ReportItem text, line, box;
-        text.geometry = QRect(0, 0, 1000, 100);
-        text.text = QStringLiteral("金额\n[fAmount]");
-        text.format = QStringLiteral("0.00");
-        line.kind = report::ItemKind::Line;
-        line.geometry = QRect(0, 150, 1000, 0);
-        box.kind = report::ItemKind::Rect;
-        box.geometry = QRect(0, 200, 500, 80);
-        header.items << text << line << box;
+        const auto tpl = report::templateFromJson(R"({"format":"purfp-report","version":1,"page":{"width":2100,"height":2970},
+            "bands":[{"kind":"reportHeader","height":300,"items":[
+            {"type":"text","x":0,"y":0,"width":1000,"height":100,"text":"金额\n[fAmount]","format":"0.00"},
+            {"type":"line","x":0,"y":150,"width":1000,"height":0},{"type":"rect","x":0,"y":200,"width":500,"height":80}]}]})");
         frmUserDesign *form = openDesigner();
         QVERIFY(form);
         report::ReportDesigner *designer = form->designer();
-        designer->setReportTemplate(tpl);
+        designer->setReportTemplate(*tpl);
         designer->setColorChooser([](const QString &, const QString &) { return QStringLiteral("#c00000"); });
         designer->selectItem(report::BandKind::ReportHeader, std::min(item, 2));
         ss.prompts().clear();
