@@ -39,6 +39,8 @@ constexpr int LineWidths[] = {1, 2, 3, 5, 8, 10};
 // The widest an inserted image starts, and its least size, in tenths.
 constexpr int ImageStartWidth = 400;
 constexpr int MinImageSize = 10;
+// The largest picture kept, in pixels along either side.
+constexpr int MaxImagePixels = 1200;
 const QString TemplateFilter = QStringLiteral("单据打印模板文件(*.grf)|*.grf");
 
 bool isText(const ReportItem &item) { return item.kind == ItemKind::Text; }
@@ -47,7 +49,7 @@ bool isStroked(const ReportItem &item) { return item.kind == ItemKind::Line || i
 } // namespace
 
 QAction *ReportDesigner::addToolAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
-                                   std::function<void()> slot)
+                                       std::function<void()> slot)
 {
     QAction *a = bar->addAction(text);
     a->setObjectName(name);
@@ -68,36 +70,36 @@ void ReportDesigner::buildFormatActions()
         return c.isValid() ? c.name() : QString();
     };
     addToolAction(m_toolbar, QStringLiteral("actInsertImage"), QStringLiteral("图片"),
-              QStringLiteral("插入图片（如公司标志），图片保存在模板中"), [this] { actInsertImage_Triggered(); });
+                  QStringLiteral("插入图片（如公司标志），图片保存在模板中"), [this] { actInsertImage_Triggered(); });
     m_toolbar->addSeparator();
     addToolAction(m_toolbar, QStringLiteral("actImportTemplate"), QStringLiteral("导入"),
-              QStringLiteral("从文件导入模板，替换当前模板（可撤销）"), [this] { actImportTemplate_Triggered(); });
+                  QStringLiteral("从文件导入模板，替换当前模板（可撤销）"), [this] { actImportTemplate_Triggered(); });
     addToolAction(m_toolbar, QStringLiteral("actExportTemplate"), QStringLiteral("导出"),
-              QStringLiteral("把当前模板导出为文件"), [this] { actExportTemplate_Triggered(); });
+                  QStringLiteral("把当前模板导出为文件"), [this] { actExportTemplate_Triggered(); });
 
     QAction *copy = addToolAction(bar, QStringLiteral("actCopy"), QStringLiteral("复制"),
-                              QStringLiteral("复制选中的对象 (Ctrl+C)"), [this] { copySelected(); });
+                                  QStringLiteral("复制选中的对象 (Ctrl+C)"), [this] { copySelected(); });
     copy->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_C));
     QAction *pasteAction = addToolAction(bar, QStringLiteral("actPaste"), QStringLiteral("粘贴"),
-                                     QStringLiteral("粘贴复制的对象，位置略向右下错开 (Ctrl+V)"), [this] { paste(); });
+                                         QStringLiteral("粘贴复制的对象，位置略向右下错开 (Ctrl+V)"), [this] { paste(); });
     pasteAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_V));
     bar->addSeparator();
 
     QAction *italic = addToolAction(bar, QStringLiteral("actItalic"), QStringLiteral("斜体"),
-                                QStringLiteral("文字用斜体"), [] {});
+                                    QStringLiteral("文字用斜体"), [] {});
     QAction *underline = addToolAction(bar, QStringLiteral("actUnderline"), QStringLiteral("下划线"),
-                                   QStringLiteral("文字加下划线"), [] {});
+                                       QStringLiteral("文字加下划线"), [] {});
     QAction *wrap = addToolAction(bar, QStringLiteral("actWordWrap"), QStringLiteral("换行"),
-                              QStringLiteral("文字超出宽度时自动换行（多行文字）"), [] {});
+                                  QStringLiteral("文字超出宽度时自动换行（多行文字）"), [] {});
     for (QAction *a : {italic, underline, wrap})
         a->setCheckable(true);
     connect(italic, &QAction::triggered, this, [this](bool on) { setItalic(on); });
     connect(underline, &QAction::triggered, this, [this](bool on) { setUnderline(on); });
     connect(wrap, &QAction::triggered, this, [this](bool on) { setWordWrap(on); });
     addToolAction(bar, QStringLiteral("actTextColor"), QStringLiteral("颜色"),
-              QStringLiteral("文字颜色；线和框的线条颜色"), [this] { actTextColor_Triggered(); });
+                  QStringLiteral("文字颜色；线和框的线条颜色"), [this] { actTextColor_Triggered(); });
     addToolAction(bar, QStringLiteral("actFillColor"), QStringLiteral("填充"),
-              QStringLiteral("文字和框的底色"), [this] { actFillColor_Triggered(); });
+                  QStringLiteral("文字和框的底色"), [this] { actFillColor_Triggered(); });
 
     // Line width and style choose from a menu under the button.
     auto menuAction = [this, bar](const QString &name, const QString &text, const QString &tip) {
@@ -137,7 +139,7 @@ void ReportDesigner::buildFormatActions()
     for (const auto &[name, align, text, tip] : vAlignActions) {
         const VAlign v = align;
         QAction *a = addToolAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
-                               [this, v] { setVAlign(v); });
+                                   [this, v] { setVAlign(v); });
         a->setCheckable(true);
         vAligns->addAction(a);
     }
@@ -151,16 +153,16 @@ void ReportDesigner::buildFormatActions()
     for (const auto &[name, edge, text, tip] : edgeActions) {
         const Edge e = edge;
         addToolAction(bar, QString::fromLatin1(name), QString::fromUtf16(text), QString::fromUtf16(tip),
-                  [this, e] { alignSelected(e); });
+                      [this, e] { alignSelected(e); });
     }
     addToolAction(bar, QStringLiteral("actSameWidth"), QStringLiteral("等宽"),
-              QStringLiteral("选中的对象与最后点选的对象同宽"), [this] { sameSize(Qt::Horizontal); });
+                  QStringLiteral("选中的对象与最后点选的对象同宽"), [this] { sameSize(Qt::Horizontal); });
     addToolAction(bar, QStringLiteral("actSameHeight"), QStringLiteral("等高"),
-              QStringLiteral("选中的对象与最后点选的对象同高"), [this] { sameSize(Qt::Vertical); });
+                  QStringLiteral("选中的对象与最后点选的对象同高"), [this] { sameSize(Qt::Vertical); });
     bar->addSeparator();
 
     QAction *out = addToolAction(bar, QStringLiteral("actZoomOut"), QStringLiteral("缩小"),
-                             QStringLiteral("缩小显示 (Ctrl+-)"), [this] { zoomOut(); });
+                                 QStringLiteral("缩小显示 (Ctrl+-)"), [this] { zoomOut(); });
     out->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Minus));
     m_zoomLabel = new QLabel;
     m_zoomLabel->setObjectName(QStringLiteral("zoomLabel"));
@@ -168,7 +170,7 @@ void ReportDesigner::buildFormatActions()
     m_zoomLabel->setAlignment(Qt::AlignCenter);
     bar->addWidget(m_zoomLabel);
     QAction *in = addToolAction(bar, QStringLiteral("actZoomIn"), QStringLiteral("放大"),
-                            QStringLiteral("放大显示 (Ctrl++)"), [this] { zoomIn(); });
+                                QStringLiteral("放大显示 (Ctrl++)"), [this] { zoomIn(); });
     in->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
 }
 
@@ -238,6 +240,10 @@ void ReportDesigner::actInsertImage_Triggered()
         Prompt::msgBox(QStringLiteral("无法读取图片文件：%1").arg(path), Prompt::Exclamation, m_messageTitle);
         return;
     }
+    // A photo straight from a camera would make every template row
+    // megabytes long; this is plenty for a logo printed a few centimetres wide.
+    if (image.width() > MaxImagePixels || image.height() > MaxImagePixels)
+        image = image.scaled(MaxImagePixels, MaxImagePixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     // Stored as PNG whatever it was read from, so that the template carries
     // one known format.
     QByteArray png;
