@@ -32,6 +32,7 @@
 #include <QUndoCommand>
 #include <QUndoStack>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 namespace report {
 
@@ -324,6 +325,7 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     m_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     m_view->setRenderHint(QPainter::Antialiasing);
     m_view->installEventFilter(this);
+    m_view->viewport()->installEventFilter(this);
 
     m_toolbar = new QToolBar(this);
     m_toolbar->setObjectName(QStringLiteral("designerToolbar"));
@@ -811,6 +813,17 @@ void ReportDesigner::bandDragged(BandKind band, int height)
 
 bool ReportDesigner::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_view->viewport() && event->type() == QEvent::Wheel) {
+        // Control and the wheel zoom, as in most programs.
+        auto *wheel = static_cast<QWheelEvent *>(event);
+        if (wheel->modifiers() & Qt::ControlModifier) {
+            if (wheel->angleDelta().y() > 0)
+                zoomIn();
+            else if (wheel->angleDelta().y() < 0)
+                zoomOut();
+            return true;
+        }
+    }
     if (watched == m_view && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
         const int step = (key->modifiers() & Qt::ControlModifier) || !m_snap ? 1 : m_grid;
