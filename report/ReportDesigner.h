@@ -172,6 +172,7 @@ private:
     // still exists.
     void apply(const ReportTemplate &tpl, const QVector<ItemRef> &select);
     void rebuildScene();
+    void buildPanel();
     void updatePanel();
     void panelEdited();
     int snap(int value) const;
