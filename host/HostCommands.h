@@ -15,4 +15,9 @@ int runMethod(const QStringList &args);
 // invoice through the forms without a display, saving pictures of the forms,
 // the list's workbook and the invoice's PDF into DIR; prints their paths.
 int runTour(const QStringList &args);
+// purfp print --ids ID,ID,... --pdf FILE: the invoices with those internal
+// ids into one PDF through the default template, each on new pages, in the
+// order given; exits 1 with the reason (nothing written) when an id names
+// no invoice, 2 for wrong arguments.
+int runPrint(const QStringList &args);
 void printUsage();

@@ -77,6 +77,8 @@ public:
     void MenuEditDown_Click();
     void MenuExcel_Click();
     void MenuText_Click();
+    void menuBatchPdf_Click();
+    void menuBatchPrint_Click();
     void MenuLockCol_Click();
     void MenuRestoreColWidth_Click();
     void MenuFileExit_Click();

@@ -31,8 +31,6 @@ PrintSource &source()
     return s;
 }
 
-const QString kNoPrintView = QStringLiteral("默认打印模板没有指定数据视图, 无法打印。请在打印模板设计中重新保存模板。");
-
 const QString &connectionFailed()
 {
     static const QString text = QStringLiteral("数据库连接失败!");
@@ -83,6 +81,11 @@ bool isWritableFolder(const QString &path)
 }
 
 } // namespace
+
+QString noPrintViewText()
+{
+    return QStringLiteral("默认打印模板没有指定数据视图, 无法打印。请在打印模板设计中重新保存模板。");
+}
 
 report::Report &billReport()
 {
@@ -185,7 +188,7 @@ bool initReport()
         // The records would be read from no view at all.
         QFile::remove(fileName);
         rep.loadFromData(QByteArray());
-        Prompt::msgBox(kNoPrintView, Prompt::Exclamation, s.msgTitle);
+        Prompt::msgBox(noPrintViewText(), Prompt::Exclamation, s.msgTitle);
         return false;
     }
     const bool loaded = rep.loadFromFile(fileName);

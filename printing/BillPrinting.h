@@ -64,6 +64,8 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
 // default row: the report has no layout and nothing is said. A default row
 // without a view says so (exclamation) and prepares nothing.
 bool initReport();
+// What is said when the default template names no view.
+QString noPrintViewText();
 // The report's request for records: the rows of the template's view for
 // session().gCurInterId. Closes the shared connection.
 void Report_FetchRecord(report::ReportData &data);
