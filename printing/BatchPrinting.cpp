@@ -14,7 +14,6 @@
 #include "report/ReportPainter.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPrintDialog>
@@ -256,12 +255,9 @@ void menuBatchPdf(const QList<qint32> &ids, QWidget *parent)
     if (!mayBatchPrint(ids))
         return;
     Session &s = session();
-    QString file = Prompt::saveFileName(QStringLiteral("批量打印为PDF"), QStringLiteral("PDF文件(*.pdf)|*.pdf"),
-                                        s.gBillName + QStringLiteral(".pdf"));
-    if (file.trimmed().isEmpty())
+    const QString file = askPdfFileName(QStringLiteral("批量打印为PDF"));
+    if (file.isEmpty())
         return;
-    if (QFileInfo(file).suffix().isEmpty())
-        file += QStringLiteral(".pdf");
     BatchProgressDialog dialog(int(ids.size()), parent);
     const auto outcome = onSharedConnection([&](Connection &conn) {
         return writeBatchPdf(conn, {s.gBillTypeId, ids, s.gBillName}, file, dialog.callback());

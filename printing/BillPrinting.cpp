@@ -254,18 +254,25 @@ void menuPrint(bool isNewBill, QWidget *parent)
         printBill(parent);
 }
 
+QString askPdfFileName(const QString &caption)
+{
+    QString file = Prompt::saveFileName(caption, QStringLiteral("PDF文件(*.pdf)|*.pdf"), session().gBillName + QStringLiteral(".pdf"));
+    if (file.trimmed().isEmpty())
+        return QString();
+    if (QFileInfo(file).suffix().isEmpty())
+        file += QStringLiteral(".pdf");
+    return file;
+}
+
 void menuExportPdf(bool isNewBill, QWidget *parent)
 {
     Q_UNUSED(parent);
     if (!mayPrint(isNewBill))
         return;
     Session &s = session();
-    QString file = Prompt::saveFileName(QStringLiteral("导出PDF"), QStringLiteral("PDF文件(*.pdf)|*.pdf"),
-                                        s.gBillName + QStringLiteral(".pdf"));
-    if (file.trimmed().isEmpty())
+    const QString file = askPdfFileName(QStringLiteral("导出PDF"));
+    if (file.isEmpty())
         return;
-    if (QFileInfo(file).suffix().isEmpty())
-        file += QStringLiteral(".pdf");
     QString error;
     if (!exportBillPdf(file, &error)) {
         // Without a template nothing is written and nothing is said, as for

@@ -80,6 +80,9 @@ bool exportBillPdf(const QString &path, QString *error = nullptr);
 // The editor's commands.
 void menuPreview(bool isNewBill, QWidget *parent = nullptr);
 void menuPrint(bool isNewBill, QWidget *parent = nullptr);
+// Asks for a PDF file name ("PDF文件(*.pdf)|*.pdf", the bill name suggested);
+// ".pdf" is added to a name without a suffix; empty when cancelled.
+QString askPdfFileName(const QString &caption);
 // Asks for a file name ("PDF文件(*.pdf)|*.pdf"), writes the PDF and says
 // "文件导出成功!".
 void menuExportPdf(bool isNewBill, QWidget *parent = nullptr);
