@@ -442,24 +442,21 @@ private slots:
 
         const QString path = env.ts.folder() + QStringLiteral("/batch.pdf");
         QList<int> told;
-        const BatchProgress progress = [&told](int done, int total) {
-            told << done << total;
-            return true;
-        };
-        QPrinter printer(QPrinter::HighResolution);
-        printer.setOutputFormat(QPrinter::PdfFormat);
-        printer.setOutputFileName(path);
-        setBatchPrinterChooser([&path](QPrinter *p, QWidget *) {
+        const BatchProgress progress = [&told](int done, int total) { return told << done << total, true; };
+        const PrinterChooser toPdf = [&path](QPrinter *p, QWidget *) {
             p->setOutputFormat(QPrinter::PdfFormat);
             p->setOutputFileName(path);
             return true;
-        });
-        const BatchRequest request{71, ids, QStringLiteral("采购发票")};
+        };
+        setBatchPrinterChooser(toPdf);
+        QPrinter printer(QPrinter::HighResolution);
+        toPdf(&printer, nullptr);
         if (how.startsWith(u"list")) {
             env.prompts().fileNames.push_back(path);
             how == u"list pdf" ? menuBatchPdf(ids) : menuBatchPrint(ids);
             QCOMPARE(env.prompts().messageTexts(), how == u"list pdf" ? QStringList{QStringLiteral("文件导出成功!")} : QStringList{});
         } else {
+            const BatchRequest request{71, ids, QStringLiteral("采购发票")};
             const BatchOutcome out = how == u"pdf" ? writeBatchPdf(env.db.conn(), request, path, progress)
                                                    : printBatch(env.db.conn(), request, &printer, progress);
             QCOMPARE(out.status, BatchOutcome::Done);
