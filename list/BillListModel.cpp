@@ -6,8 +6,6 @@
 #include <QFont>
 #include <QSet>
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -277,13 +275,8 @@ QVariant BillListModel::at(int row, int column) const
         return {};
     case ListColumnValues::Integer:
         return values.integer(row);
-    case ListColumnValues::Real: {
-        // SQLite's own text of a real, as its driver reads one with high
-        // precision.
-        char text[40];
-        sqlite3_snprintf(sizeof text, text, "%!.15g", values.real(row));
-        return QString::fromLatin1(text);
-    }
+    case ListColumnValues::Real:
+        return values.real(row);
     case ListColumnValues::Text:
         break;
     }
@@ -312,8 +305,7 @@ QString BillListModel::cellText(int row, int column) const
     const QVariant value = at(row, column);
     // Exact decimals may come from the engine as text with trailing zeros
     // ("12.5000"); without a format they read as the number they are.
-    const bool numeric = (size_t(column) < m_numeric.size() && m_numeric[size_t(column)])
-        || m_values[size_t(column)].kind(row) == ListColumnValues::Real;
+    const bool numeric = size_t(column) < m_numeric.size() && m_numeric[size_t(column)];
     if (m_columns[column].format.trimmed().isEmpty() && value.typeId() == QMetaType::QString && numeric) {
         if (const std::optional<Amount> number = Amount::parse(value.toString()))
             return number->toString();

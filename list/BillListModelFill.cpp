@@ -268,6 +268,8 @@ bool isOne(const ListCell &c)
 {
     if (c.kind == ListColumnValues::Integer)
         return c.integer == 1;
+    if (c.kind == ListColumnValues::Real)
+        return qRound64(c.real) == 1;
     if (c.kind != ListColumnValues::Text)
         return false;
     qint64 n = 0;
@@ -283,22 +285,17 @@ bool isVoid(const ListCell &c)
 {
     if (c.kind == ListColumnValues::Integer)
         return c.integer == 1 || c.integer == -1;
+    if (c.kind == ListColumnValues::Real)
+        return QString::number(c.real) == u"1" || QString::number(c.real) == u"-1";
     if (c.kind != ListColumnValues::Text)
         return false;
     const QString text = textOf(c).trimmed().toLower();
     return text == u"1" || text == u"-1" || text == u"true";
 }
 
-QString sqliteRealText(double value)
-{
-    char text[40];
-    sqlite3_snprintf(sizeof text, text, "%!.15g", value);
-    return QString::fromLatin1(text);
-}
-
 // An amount as exact decimals: whole numbers and decimal text with at most
 // four places directly, reals with at most four places arithmetically,
-// anything else through the exact text conversion.
+// other text through the exact text conversion.
 Amount exactAmount(const ListCell &c)
 {
     switch (c.kind) {
@@ -313,7 +310,7 @@ Amount exactAmount(const ListCell &c)
             if (std::fabs(scaled - nearest) <= 1e-3)
                 return Amount::fromUnits(std::int64_t(nearest));
         }
-        return Amount::fromVariant(sqliteRealText(c.real));
+        return Amount::fromDouble(c.real);
     }
     case ListColumnValues::Text:
         break;
@@ -428,15 +425,15 @@ void BillListModel::takeRows(ListRowSource &source)
         m_flags.push_back(flags);
         if (idColumn >= 0) {
             const ListCell id = idIsFirstColumn ? row[0] : source.cell(idColumn);
-            qint64 n = id.integer;
-            if (id.kind == ListColumnValues::Integer || (id.kind == ListColumnValues::Text && plainInteger(id, &n))) {
+            qint64 n = id.kind == ListColumnValues::Real ? qRound64(id.real) : id.integer;
+            if (id.kind == ListColumnValues::Integer || id.kind == ListColumnValues::Real
+                || (id.kind == ListColumnValues::Text && plainInteger(id, &n))) {
                 if (!havePrevious || n != previousId)
                     bills.push_back(n);
                 previousId = n;
                 havePrevious = true;
             } else {
-                textBills.insert(id.kind == ListColumnValues::Text ? textOf(id)
-                                     : id.kind == ListColumnValues::Real ? sqliteRealText(id.real) : QString());
+                textBills.insert(id.kind == ListColumnValues::Text ? textOf(id) : QString());
             }
         }
         for (int c : summed)
