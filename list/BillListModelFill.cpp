@@ -56,13 +56,18 @@ protected:
 
 namespace {
 
+// The driver's handle when it is of the type named (PGconn is a name of
+// struct pg_conn, which Qt may report either way).
 template <typename Handle>
-Handle *driverHandle(Connection &conn, const char *typeName)
+Handle *driverHandle(Connection &conn, std::initializer_list<const char *> typeNames)
 {
     const QVariant handle = conn.database().driver()->handle();
-    if (!handle.isValid() || qstrcmp(handle.typeName(), typeName) != 0)
+    if (!handle.isValid())
         return nullptr;
-    return *static_cast<Handle *const *>(handle.constData());
+    for (const char *name : typeNames)
+        if (qstrcmp(handle.typeName(), name) == 0)
+            return *static_cast<Handle *const *>(handle.constData());
+    return nullptr;
 }
 
 class SqliteRows final : public ListRowSource {
@@ -71,7 +76,7 @@ public:
     // and says why.
     static std::unique_ptr<SqliteRows> open(Connection &conn, const QString &sql)
     {
-        sqlite3 *db = driverHandle<sqlite3>(conn, "sqlite3*");
+        sqlite3 *db = driverHandle<sqlite3>(conn, {"sqlite3*"});
         if (!db || holdsSeveralStatements(sql, DbEngine::SQLite))
             return nullptr;
         const QByteArray text = sql.toUtf8();
@@ -140,7 +145,7 @@ public:
     // refuses the statement; the connection then runs it and says why.
     static std::unique_ptr<PostgresRows> open(Connection &conn, const QString &sql)
     {
-        PGconn *pg = driverHandle<PGconn>(conn, "PGconn*");
+        PGconn *pg = driverHandle<PGconn>(conn, {"PGconn*", "pg_conn*"});
         if (!pg || conn.inTransaction() || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
             return nullptr;
         PGresult *result = PQexec(pg, sql.toUtf8().constData());
