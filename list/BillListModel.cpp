@@ -367,11 +367,6 @@ qint64 BillListModel::approximateBytes() const
 
 // ------------------------------------------------------- column values
 
-void ListColumnValues::clear()
-{
-    *this = ListColumnValues();
-}
-
 void ListColumnValues::shrink()
 {
     m_kinds.shrink_to_fit();

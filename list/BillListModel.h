@@ -31,7 +31,6 @@ class ListColumnValues {
 public:
     enum Kind : quint8 { Null, Integer, Real, Text };
 
-    void clear();
     void shrink();
     void reserve(size_t rows);
     void addNull();
