@@ -7,6 +7,7 @@
 #include "modules/CodeSelectors.h"
 #include "modules/SetupIni.h"
 #include "modules/StockBillLedger.h"
+#include "platform/Clock.h"
 #include "platform/FrozenTableView.h"
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
@@ -246,7 +247,7 @@ private slots:
         QCOMPARE(h.amount(QStringLiteral("fAmount")).toString(), QStringLiteral("100"));
         QCOMPARE(h.amount(QStringLiteral("fEndAmount")).toString(), QStringLiteral("100"));
         QCOMPARE(h.toInt(QStringLiteral("fOperator")), 2);
-        QCOMPARE(h.date(QStringLiteral("fdate")), QDate::currentDate());
+        QCOMPARE(h.date(QStringLiteral("fdate")), Clock::today());
         QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblFPEntry where fInterId=") + idText).toInt(), stock.offered);
         QCOMPARE(kpOf(db, stockA), kpA + *Amount::parse(QStringLiteral("60.1")));
         QCOMPARE(kpOf(db, stockB), kpB + *Amount::parse(QStringLiteral("39.9")));

@@ -62,8 +62,12 @@ TestDatabase::TestDatabase(DbEngine engine, Content content, const DemoOptions &
     }
     if (content != Content::Empty)
         DatabaseSetup::createSchema(*m_conn);
-    if (content == Content::Demo)
-        m_summary = generateDemoData(*m_conn, demo);
+    if (content == Content::Demo) {
+        DemoOptions dated = demo;
+        if (!dated.today.isValid())
+            dated.today = testToday();
+        m_summary = generateDemoData(*m_conn, dated);
+    }
 }
 
 TestDatabase::~TestDatabase()

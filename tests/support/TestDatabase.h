@@ -10,6 +10,14 @@
 
 #include <memory>
 
+// The day the tests live on: demo data and the component's clock both count
+// from it, so that what the demo holds "this month" or "last month" does not
+// change with the day the tests run.
+inline QDate testToday()
+{
+    return QDate(2026, 11, 24);
+}
+
 class TestDatabase {
 public:
     enum class Content { Empty, Schema, Demo };

@@ -7,6 +7,7 @@
 #include "platform/DbError.h"
 #include "platform/SettingsStore.h"
 #include "platform/VbConvert.h"
+#include "support/TestDatabase.h"
 
 TestSession::TestSession()
 {
@@ -16,6 +17,7 @@ TestSession::TestSession()
     CloseConnection();
     resetSession();
     Prompt::setResponder(&m_responder);
+    Clock::setToday(testToday());
 }
 
 TestSession::~TestSession()
