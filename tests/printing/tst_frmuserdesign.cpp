@@ -90,6 +90,9 @@ private slots:
         QFETCH(bool, withRow);
         START_ENV(env, engine);
         const QByteArray stored = env.storedContent();
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
+        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
         if (!withRow)
             env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
         // The clerk, without Q21 in the demo data, is refused silently.
@@ -140,6 +143,31 @@ private slots:
         triggerMenu(form, "MenuNormalView");
         QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Normal);
         QVERIFY(!form->designer()->isModified());
+
+        // The field descriptions of this bill kind, without the colons.
+        triggerMenu(form, "MenuFieldDescription");
+        frmFieldDescription *list = form->fieldDescription();
+        QVERIFY(list);
+        QVERIFY(list->isVisible());
+        QCOMPARE(list->gridRows(), rows + 1);
+        QMap<QString, QString> byField;
+        for (int r = 1; r < list->gridRows(); ++r) {
+            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
+            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
+        }
+        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
+        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
+        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
+        QVERIFY(!byField.contains(QStringLiteral("fOther")));
+
+        // Opening it again refills it instead of adding rows twice.
+        form->MenuFieldDescription_Click();
+        QCOMPARE(list->gridRows(), rows + 1);
+        // The designer offers the same fields for insertion.
+        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
+        QVERIFY(fields);
+        QCOMPARE(fields->count(), rows);
+        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
     }
 
     // nullFlags: fIsDefault null and an order clause, kept as they are.
@@ -376,42 +404,6 @@ private slots:
         }.join(QString()).trimmed();
         QCOMPARE(got, expected);
         QVERIFY(!billReport().renderPage(0, 50).isNull()); // the page paints with it
-    }
-
-    void fieldDescription_data() { addEngineRows(); }
-    void fieldDescription()
-    {
-        QFETCH(DbEngine, engine);
-        START_ENV(env, engine);
-        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
-        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
-        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
-
-        frmUserDesign *form = openDesigner();
-        QVERIFY(form);
-        triggerMenu(form, "MenuFieldDescription");
-        frmFieldDescription *list = form->fieldDescription();
-        QVERIFY(list);
-        QVERIFY(list->isVisible());
-        QCOMPARE(list->gridRows(), rows + 1);
-        QMap<QString, QString> byField;
-        for (int r = 1; r < list->gridRows(); ++r) {
-            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
-            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
-        }
-        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
-        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
-        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
-        QVERIFY(!byField.contains(QStringLiteral("fOther")));
-
-        // Opening it again refills it instead of adding rows twice.
-        form->MenuFieldDescription_Click();
-        QCOMPARE(list->gridRows(), rows + 1);
-        // The designer offers the same fields for insertion.
-        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
-        QVERIFY(fields);
-        QCOMPARE(fields->count(), rows);
-        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
     }
 
     void copyButtons_data()
