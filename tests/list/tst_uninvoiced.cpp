@@ -95,20 +95,17 @@ private slots:
         QCOMPARE(int(f->lines().size()), all.billCount + int(all.suppliers.size()) + 1);
 
         // A subtotal line opens nothing; a bill line its bill.
-        const UninvoicedSupplier &first = all.suppliers.front();
+        const UninvoicedSupplier first = all.suppliers.front(); // a copy: the next query replaces the report
         f->vsf1_DblClick(int(first.bills.size()));
         QVERIFY(opened.isEmpty());
-        const QString firstBill = first.bills.front().stockBillId;
-        const QString firstSupplier = first.supplierId;
-        const QString firstNumber = first.number;
         f->vsf1_DblClick(0);
-        QCOMPARE(opened, (QList<QStringList>{{firstSupplier, firstBill}}));
+        QCOMPARE(opened, (QList<QStringList>{{first.supplierId, first.bills.front().stockBillId}}));
 
         // The supplier filter.
-        f->findChild<QLineEdit *>(QStringLiteral("txtSupplier"))->setText(firstNumber);
+        f->findChild<QLineEdit *>(QStringLiteral("txtSupplier"))->setText(first.number);
         QVERIFY(f->cmdQuery_Click());
         QCOMPARE(int(f->report().suppliers.size()), 1);
-        QCOMPARE(f->report().suppliers.front().supplierId, firstSupplier);
+        QCOMPARE(f->report().suppliers.front().supplierId, first.supplierId);
 
         const QString file = ss.ts.folder() + QStringLiteral("/未开票");
         ss.prompts().fileNames.push_back(file);
