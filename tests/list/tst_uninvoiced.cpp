@@ -4,11 +4,18 @@
 #include "list/frmUninvoiced.h"
 
 #include "modules/FormLauncher.h"
+#include "support/CaseRows.h"
 #include "support/StartedSession.h"
 
 #include <QFile>
 #include <QLineEdit>
 #include <QTest>
+
+// The report for a supplier code and a day: the bills per supplier ("|"
+// between suppliers), the open amount per supplier then overall, and a line
+// the CSV holds.
+struct Report { const char *name; QString supplier, asOf, bills, open, csvLine; };
+Q_DECLARE_METATYPE(Report)
 
 class TestUninvoiced : public QObject {
     Q_OBJECT
@@ -30,30 +37,19 @@ class TestUninvoiced : public QObject {
 private slots:
     void report_data()
     {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QString>("supplier");
-        QTest::addColumn<QString>("asOf");
-        QTest::addColumn<QString>("bills");      // per supplier, "|" between suppliers
-        QTest::addColumn<QString>("open");       // per supplier, then the overall total
-        QTest::addColumn<QString>("csvLine");    // a line the CSV holds
-        for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "all") << "" << "" << "S02,S01,S07|S09,R01" << "260.01,3.33,263.34"
-                                << "01,\"甲,\"\"商行\"\"\",S02,2025-03-01,200.00,50.00,150.00";
-            engineRow(e, "as of a day") << "" << "2025-03-31" << "S02,S01|S09,R01" << "250.00,3.33,253.33"
-                                        << "02,乙供应商,R01,2025-03-03,-40.00,-10.00,-30.00";
-            engineRow(e, "as of the first") << "" << "2025-03-01" << "S02|S09" << "150.00,33.33,183.33" << "";
-            engineRow(e, "one supplier") << " 02 " << "" << "S09,R01" << "3.33,3.33" << "02,乙供应商,S09,2025-03-01,33.33,0.00,33.33";
-            engineRow(e, "code with a quote") << "0'1" << "" << "" << "0.00" << "";
-        }
+        addEngineCaseRows<Report>({
+            {"all", "", "", "S02,S01,S07|S09,R01", "260.01,3.33,263.34", "01,\"甲,\"\"商行\"\"\",S02,2025-03-01,200.00,50.00,150.00"},
+            {"as of a day", "", "2025-03-31", "S02,S01|S09,R01", "250.00,3.33,253.33", "02,乙供应商,R01,2025-03-03,-40.00,-10.00,-30.00"},
+            {"as of the first", "", "2025-03-01", "S02|S09", "150.00,33.33,183.33", ""},
+            {"one supplier", " 02 ", "", "S09,R01", "3.33,3.33", "02,乙供应商,S09,2025-03-01,33.33,0.00,33.33"},
+            {"code with a quote", "0'1", "", "", "0.00", ""},
+        });
     }
     void report()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(QString, supplier);
-        QFETCH(QString, asOf);
-        QFETCH(QString, bills);
-        QFETCH(QString, open);
-        QFETCH(QString, csvLine);
+        QFETCH(Report, row);
+        const auto &[name, supplier, asOf, bills, open, csvLine] = row;
         TestDatabase db(engine);
         writeStockBills(db);
         const UninvoicedReport r = readUninvoiced(db.conn(), {supplier, QDate::fromString(asOf, Qt::ISODate)});
@@ -99,20 +95,17 @@ private slots:
         QCOMPARE(int(f->lines().size()), all.billCount + int(all.suppliers.size()) + 1);
 
         // A subtotal line opens nothing; a bill line its bill.
-        const UninvoicedSupplier &first = all.suppliers.front();
+        const UninvoicedSupplier first = all.suppliers.front(); // a copy: the next query replaces the report
         f->vsf1_DblClick(int(first.bills.size()));
         QVERIFY(opened.isEmpty());
-        const QString firstBill = first.bills.front().stockBillId;
-        const QString firstSupplier = first.supplierId;
-        const QString firstNumber = first.number;
         f->vsf1_DblClick(0);
-        QCOMPARE(opened, (QList<QStringList>{{firstSupplier, firstBill}}));
+        QCOMPARE(opened, (QList<QStringList>{{first.supplierId, first.bills.front().stockBillId}}));
 
         // The supplier filter.
-        f->findChild<QLineEdit *>(QStringLiteral("txtSupplier"))->setText(firstNumber);
+        f->findChild<QLineEdit *>(QStringLiteral("txtSupplier"))->setText(first.number);
         QVERIFY(f->cmdQuery_Click());
         QCOMPARE(int(f->report().suppliers.size()), 1);
-        QCOMPARE(f->report().suppliers.front().supplierId, firstSupplier);
+        QCOMPARE(f->report().suppliers.front().supplierId, first.supplierId);
 
         const QString file = ss.ts.folder() + QStringLiteral("/未开票");
         ss.prompts().fileNames.push_back(file);

@@ -23,13 +23,19 @@ struct Env : StartedSession {
     }
     ~Env()
     {
+        closeDesigner();
+        releaseBillReport();
+        qunsetenv("TMPDIR");
+    }
+
+    // Closes the designer, if open, without the question on changes.
+    static void closeDesigner()
+    {
         if (frmUserDesign *form = frmUserDesign::existingInstance()) {
             form->designer()->setModified(false);
             form->close();
         }
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        releaseBillReport();
-        qunsetenv("TMPDIR");
     }
 
     QString appPath() const { return session().gAppPath; }

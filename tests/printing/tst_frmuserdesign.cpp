@@ -3,11 +3,17 @@
 #include "printing/frmFieldDescription.h"
 #include "report/Report.h"
 #include "report/ReportFile.h"
+#include "report/ReportText.h"
+#include "support/CaseRows.h"
 
 #include <QAction>
 #include <QComboBox>
 #include <QFileInfo>
+#include <QImage>
+#include <QMenu>
+#include <QMenuBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QToolBar>
 
 using namespace printing_test;
@@ -60,7 +66,19 @@ Row readRow(TestDatabase &db, int key)
     return row;
 }
 
+// A changed template saved as a file under `file` (empty: cancelled), written
+// as `written`, then the answer to the question on close.
+struct SaveAs { const char *name; bool change; QString file, written; int answer; };
+// A report header item (0 text, 1 line, 2 box, 3 an inserted image), a command
+// on it (an action, "action/menu entry" or "panel box=text") and what prints.
+struct Feature { const char *name; int item; QString command, expected; };
+// A copy button on a list of lines at a row, and what it copies (empty:
+// nothing goes to the clipboard).
+struct Copy { const char *name; const char *button; bool filled; int row; QString copied; };
 } // namespace
+Q_DECLARE_METATYPE(SaveAs)
+Q_DECLARE_METATYPE(Feature)
+Q_DECLARE_METATYPE(Copy)
 
 class tst_FrmUserDesign : public QObject {
     Q_OBJECT
@@ -72,6 +90,9 @@ private slots:
         QFETCH(bool, withRow);
         START_ENV(env, engine);
         const QByteArray stored = env.storedContent();
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
+        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
+        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
         if (!withRow)
             env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
         // The clerk, without Q21 in the demo data, is refused silently.
@@ -92,6 +113,11 @@ private slots:
             f.write("{ left over }");
         }
         QCOMPARE(designWorkFile(), work);
+        // An application folder that cannot be written sends it to the cache.
+        const QString app = env.appPath();
+        session().gAppPath = work + QStringLiteral("/app");
+        QCOMPARE(designWorkFile(), env.ts.folder() + QStringLiteral("/cache/TamsorPurFP/DesignTemp.grf"));
+        session().gAppPath = app;
 
         frmUserDesign *form = openDesigner();
         QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
@@ -117,6 +143,31 @@ private slots:
         triggerMenu(form, "MenuNormalView");
         QCOMPARE(form->designer()->viewMode(), report::ReportDesigner::ViewMode::Normal);
         QVERIFY(!form->designer()->isModified());
+
+        // The field descriptions of this bill kind, without the colons.
+        triggerMenu(form, "MenuFieldDescription");
+        frmFieldDescription *list = form->fieldDescription();
+        QVERIFY(list);
+        QVERIFY(list->isVisible());
+        QCOMPARE(list->gridRows(), rows + 1);
+        QMap<QString, QString> byField;
+        for (int r = 1; r < list->gridRows(); ++r) {
+            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
+            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
+        }
+        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
+        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
+        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
+        QVERIFY(!byField.contains(QStringLiteral("fOther")));
+
+        // Opening it again refills it instead of adding rows twice.
+        form->MenuFieldDescription_Click();
+        QCOMPARE(list->gridRows(), rows + 1);
+        // The designer offers the same fields for insertion.
+        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
+        QVERIFY(fields);
+        QCOMPARE(fields->count(), rows);
+        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
     }
 
     // nullFlags: fIsDefault null and an order clause, kept as they are.
@@ -177,25 +228,16 @@ private slots:
     // the designer modified; closing then asks whether to save it.
     void saveAsFileAndClose_data()
     {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<bool>("change");
-        QTest::addColumn<QString>("file");    // the name chosen to save as; empty: cancelled
-        QTest::addColumn<QString>("written"); // the file written
-        QTest::addColumn<int>("answer");      // to the question on close
-        for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "unchanged") << false << QString() << QString() << 0;
-            engineRow(e, "copy-then-save") << true << QStringLiteral("copy.grf") << QStringLiteral("copy.grf") << int(Prompt::Yes);
-            engineRow(e, "copy-without-suffix-then-discard") << true << QStringLiteral("copy") << QStringLiteral("copy.grf") << int(Prompt::No);
-            engineRow(e, "copy-cancelled-then-save") << true << QString() << QString() << int(Prompt::Yes);
-        }
+        addEngineCaseRows<SaveAs>({{"unchanged", false, QString(), QString(), 0},
+                                   {"copy-then-save", true, "copy.grf", "copy.grf", Prompt::Yes},
+                                   {"copy-without-suffix-then-discard", true, "copy", "copy.grf", Prompt::No},
+                                   {"copy-cancelled-then-save", true, QString(), QString(), Prompt::Yes}});
     }
     void saveAsFileAndClose()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(bool, change);
-        QFETCH(QString, file);
-        QFETCH(QString, written);
-        QFETCH(int, answer);
+        QFETCH(SaveAs, row);
+        const auto &[name, change, file, written, answer] = row;
         START_ENV(env, engine);
         const QByteArray before = env.storedContent();
         frmUserDesign *form = openDesigner();
@@ -243,69 +285,147 @@ private slots:
             QCOMPARE(env.storedContent(), before);
     }
 
-    void fieldDescription_data() { addEngineRows(); }
-    void fieldDescription()
+    // A bill kind without a template row, or with a row that names no view,
+    // must not leave printing broken: the designer's save makes a usable
+    // default and mends a row without a view, and printing refuses such a
+    // row with a message.
+    void saveMakesAUsableDefault_data() { addEngineFlagRows("rowKept", "row without a view", "no row"); }
+    void saveMakesAUsableDefault()
     {
         QFETCH(DbEngine, engine);
-        START_ENV(env, engine);
-        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
-        env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(72,'fOther','别的单据：')"));
-        const int rows = env.db.scalar(QStringLiteral("select count(*) from tblViewDesc where fTypeid=71")).toInt();
+        QFETCH(bool, rowKept);
+        START_ENV(ss, engine);
+        ss.db.exec(rowKept ? QStringLiteral("update tblBillPrint set fViewName=null") : QStringLiteral("delete from tblBillPrint"));
+        session().gCurInterId = 1;
+        ss.prompts().clear();
+        QVERIFY(!initReport());
+        // A row without a view says why nothing prints; no row says nothing.
+        QCOMPARE(ss.prompts().messageTexts().size(), rowKept ? 1 : 0);
 
         frmUserDesign *form = openDesigner();
         QVERIFY(form);
-        triggerMenu(form, "MenuFieldDescription");
-        frmFieldDescription *list = form->fieldDescription();
-        QVERIFY(list);
-        QVERIFY(list->isVisible());
-        QCOMPARE(list->gridRows(), rows + 1);
-        QMap<QString, QString> byField;
-        for (int r = 1; r < list->gridRows(); ++r) {
-            QVERIFY2(!list->cellText(r, 1).contains(QStringLiteral("：")), qPrintable(list->cellText(r, 1)));
-            byField.insert(list->cellText(r, 2), list->cellText(r, 1));
-        }
-        QCOMPARE(byField.value(QStringLiteral("fbillno")), QStringLiteral("单据编号"));
-        QCOMPARE(byField.value(QStringLiteral("fHXAmount")), QStringLiteral("本次钩稽金额"));
-        QCOMPARE(byField.value(QStringLiteral("fExtra")), QStringLiteral("附加说明"));
-        QVERIFY(!byField.contains(QStringLiteral("fOther")));
+        report::ReportTemplate tpl;
+        tpl.title = QStringLiteral("新模板");
+        form->designer()->setReportTemplate(tpl);
+        ss.prompts().clear();
+        form->MenuSaleToModule_Click();
+        QCOMPARE(ss.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
+        const QString work = form->workFile();
+        QVERIFY(QFileInfo::exists(work));
+        Env::closeDesigner();
+        QVERIFY(!QFileInfo::exists(work)); // the working file goes with the designer
 
-        // Opening it again refills it instead of adding rows twice.
-        form->MenuFieldDescription_Click();
-        QCOMPARE(list->gridRows(), rows + 1);
-        // The designer offers the same fields for insertion.
-        auto *fields = form->designer()->findChild<QComboBox *>(QStringLiteral("fieldList"));
-        QVERIFY(fields);
-        QCOMPARE(fields->count(), rows);
-        QVERIFY(fields->findText(QStringLiteral("fExtra")) >= 0);
+        Recordset rows = ss.conn().openRecordset(QStringLiteral("select finterid,fViewName,fIsDefault from tblBillPrint where ftypeid=71"));
+        QCOMPARE(rows.recordCount(), 1);
+        QVERIFY(rows.toInt(QStringLiteral("finterid")) > 0);
+        QCOMPARE(rows.text(QStringLiteral("fViewName")), QStringLiteral("vPurFPPrint"));
+        QCOMPARE(rows.toInt(QStringLiteral("fIsDefault")), 1);
+        ss.prompts().clear();
+        QVERIFY(initReport());
+        QVERIFY(ss.prompts().calls.empty());
+    }
+
+    // What the designer's commands set is saved into the template row, read
+    // back by printing and carried by the item placed on the page.
+    void featuresSurviveSaveAndPrint_data()
+    {
+        addEngineCaseRows<Feature>({
+            {"image", 3, "actInsertImage", "image 16x8"}, {"italic", 0, "actItalic", "italic"},
+            {"underline", 0, "actUnderline", "underline"}, {"text colour", 0, "actTextColor", "color #c00000"},
+            {"fill colour", 2, "actFillColor", "fill #c00000"}, {"line width", 1, "actLineWidth/lineWidth8", "width 8"},
+            {"dashed line", 1, "actLineStyle/lineStyleDash", "dash"}, {"dotted box", 2, "actLineStyle/lineStyleDot", "dot"},
+            {"word wrap", 0, "actWordWrap", "金额|38.00"}, {"bottom", 0, "actVAlignBottom", "valign 2"},
+            {"amount in words", 0, "propFormat=大写金额", "金额\n叁拾捌元整"}});
+    }
+    void featuresSurviveSaveAndPrint()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(Feature, row);
+        const auto &[name, item, command, expected] = row;
+        START_ENV(ss, engine);
+        session().gCurInterId = 1;
+        ss.db.exec(QStringLiteral("update tblFP set fAmount=38 where finterid=1"));
+        QImage logo(16, 8, QImage::Format_RGB32);
+        logo.fill(Qt::blue);
+        const QString logoPath = ss.ts.folder() + QStringLiteral("/logo.jpg");
+        QVERIFY(logo.save(logoPath));
+
+        const auto tpl = report::templateFromJson(R"({"format":"purfp-report","version":1,"page":{"width":2100,"height":2970},
+            "bands":[{"kind":"reportHeader","height":300,"items":[
+            {"type":"text","x":0,"y":0,"width":1000,"height":100,"text":"金额\n[fAmount]","format":"0.00"},
+            {"type":"line","x":0,"y":150,"width":1000,"height":0},{"type":"rect","x":0,"y":200,"width":500,"height":80}]}]})");
+        frmUserDesign *form = openDesigner();
+        QVERIFY(form);
+        report::ReportDesigner *designer = form->designer();
+        designer->setReportTemplate(*tpl);
+        designer->setColorChooser([](const QString &, const QString &) { return QStringLiteral("#c00000"); });
+        designer->selectItem(report::BandKind::ReportHeader, std::min(item, 2));
+        ss.prompts().clear();
+        ss.prompts().fileNames.push_back(logoPath);
+        const QStringList parts = command.split(QRegularExpression(QStringLiteral("[/=]")));
+        if (command.contains(u'=')) {
+            designer->findChild<QComboBox *>(parts[0])->setCurrentText(parts[1]);
+        } else {
+            // Through the form's menus, where the clerk finds the command.
+            QAction *a = nullptr;
+            for (QMenu *menu : form->menuBar()->findChildren<QMenu *>())
+                for (QAction *entry : menu->actions())
+                    a = entry->objectName() == parts[0] ? entry : a;
+            QVERIFY(a);
+            (parts.size() > 1 ? a->menu()->findChild<QAction *>(parts[1]) : a)->trigger();
+        }
+        QVERIFY(designer->isModified());
+        form->MenuSaleToModule_Click();
+        QCOMPARE(ss.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
+        Env::closeDesigner();
+
+        QVERIFY(initReport());
+        const report::ReportLayout &layout = billReport().prepare();
+        QVERIFY(layout.pageCount() > 0);
+        const report::PlacedItem *placed = nullptr;
+        for (const report::PlacedBand &band : layout.pages[0].bands)
+            for (const report::PlacedItem &p : band.items)
+                if (band.kind == report::BandKind::ReportHeader && p.item == item)
+                    placed = &p;
+        QVERIFY(placed);
+        const report::ReportItem &printed = layout.tpl.band(report::BandKind::ReportHeader).items[item];
+        const QImage image = QImage::fromData(printed.png, "PNG");
+        const QString got = QStringList{
+            image.isNull() ? QString() : QStringLiteral("image %1x%2").arg(image.width()).arg(image.height()),
+            printed.font.italic ? QStringLiteral("italic") : QString(),
+            printed.font.underline ? QStringLiteral("underline") : QString(),
+            printed.color != u"#000000" ? QStringLiteral("color ") + printed.color : QString(),
+            printed.fillColor.isEmpty() ? QString() : QStringLiteral("fill ") + printed.fillColor,
+            printed.lineWidth != 2 ? QStringLiteral("width %1").arg(printed.lineWidth) : QString(),
+            printed.lineStyle != report::LineStyle::Solid ? report::lineStyleKey(printed.lineStyle) : QString(),
+            placed->wrapped ? placed->lines.join(u'|') : QString(),
+            printed.valign != report::VAlign::Center ? QStringLiteral("valign %1").arg(int(printed.valign)) : QString(),
+            printed.format == report::amountInWordsFormat() ? placed->text : QString(),
+        }.join(QString()).trimmed();
+        QCOMPARE(got, expected);
+        QVERIFY(!billReport().renderPage(0, 50).isNull()); // the page paints with it
     }
 
     void copyButtons_data()
     {
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<QStringList>("lines");
-        QTest::addColumn<int>("row");
-        QTest::addColumn<QString>("copied"); // empty: nothing goes to the clipboard
-        const QStringList lines{QStringLiteral("单据编号\tfbillno"), QStringLiteral("供应商\tfSupplyIdName"),
-                                QStringLiteral("入库单号\tfStockBillNo")};
-        QTest::newRow("description-first") << QStringLiteral("cmdCopy1") << lines << 1 << QStringLiteral("单据编号");
-        QTest::newRow("field-second") << QStringLiteral("cmdCopy2") << lines << 2 << QStringLiteral("fSupplyIdName");
-        QTest::newRow("description-last") << QStringLiteral("cmdCopy1") << lines << 3 << QStringLiteral("入库单号");
-        QTest::newRow("field-last") << QStringLiteral("cmdCopy2") << lines << 3 << QStringLiteral("fStockBillNo");
-        QTest::newRow("empty-list") << QStringLiteral("cmdCopy2") << QStringList() << 0 << QString();
+        addCaseRows<Copy>({{"description-first", "cmdCopy1", true, 1, "单据编号"},
+                           {"field-second", "cmdCopy2", true, 2, "fSupplyIdName"},
+                           {"description-last", "cmdCopy1", true, 3, "入库单号"},
+                           {"field-last", "cmdCopy2", true, 3, "fStockBillNo"},
+                           {"empty-list", "cmdCopy2", false, 0, QString()}});
     }
     void copyButtons()
     {
-        QFETCH(QString, button);
-        QFETCH(QStringList, lines);
-        QFETCH(int, row);
-        QFETCH(QString, copied);
+        QFETCH(Copy, row);
+        const auto &[name, button, filled, current, copied] = row;
+        const QStringList lines{QStringLiteral("单据编号\tfbillno"), QStringLiteral("供应商\tfSupplyIdName"), QStringLiteral("入库单号\tfStockBillNo")};
         TestSession ts;
         frmFieldDescription list;
-        for (const QString &line : lines)
+        for (const QString &line : filled ? lines : QStringList())
             list.addItem(line);
-        list.setCurrentRow(row);
-        QCOMPARE(list.currentRow(), row);
-        auto *b = list.findChild<QPushButton *>(button);
+        list.setCurrentRow(current);
+        QCOMPARE(list.currentRow(), current);
+        auto *b = list.findChild<QPushButton *>(QString::fromLatin1(button));
         QVERIFY(b);
         QTest::mouseClick(b, Qt::LeftButton);
         if (copied.isEmpty()) {
