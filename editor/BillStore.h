@@ -27,6 +27,7 @@
 
 #include <QDate>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 
 #include <cstdint>
@@ -213,6 +214,7 @@ private:
     std::optional<StoreMessage> writeBill(int interId, const std::vector<EntryRow> &rows, bool replacing,
                                           const std::function<void()> &writeHeader);
     std::optional<StoreMessage> changeRefusal(int interId);
+    void executeInChunks(const QString &head, const QStringList &rows, const QString &tail);
 
     Connection &m_conn;
     BillSettings m_settings;
