@@ -202,9 +202,14 @@ QString billEntriesSql(int interId)
 
 QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 {
+    // The coalesce test is implied by the isnull one (amounts that differ
+    // once rounded differ as stored) and is the condition of the index
+    // ix_icstockbill_open, which holds the open stock-in bills alone: the
+    // supplier's bills that are fully invoiced or void are never read.
     QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
         + supplierId
-        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
+        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and coalesce(fAllAmount,0)<>coalesce(fKPAmount,0)"
+                         " and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
     if (!excludedIds.isEmpty())
         sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
     sql += QStringLiteral("  order by fdate ");
@@ -252,15 +257,32 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
     }
 
     // Columns: own amount, stock bill number, id, date, amount, invoiced.
-    auto addRow = [&bill](const EngineCell *c) {
+    // Texts that repeat are shared rather than made again: the date of the
+    // row before (entries follow the fill, oldest stock bill first), and,
+    // on a stock bill no other invoice draws on, "0" and the open amount,
+    // which is then the stock bill's amount.
+    const QString zero = Amount().toString();
+    QByteArray lastDate;
+    QString lastDateText;
+    auto addRow = [&](const EngineCell *c) {
         const Amount own = cellAmount(c[0]);
         const Amount all = cellAmount(c[4]);
         const Amount others = cellAmount(c[5]) - own;
         EntryRow &row = bill.rows.emplace_back();
         row.stockId = cellText(c[2]);
-        // Columns 1 to 6, in their order.
-        row.cells = {cellText(c[1]), cellText(c[3]).trimmed().left(10), all.toString(),
-                     others.toString(), (all - others).toString(), own.toString()};
+        if (c[3].kind == EngineCell::Null || c[3].text != lastDate) {
+            lastDate = c[3].kind == EngineCell::Null ? QByteArray() : c[3].text.toByteArray();
+            lastDateText = cellText(c[3]).trimmed().left(10);
+        }
+        // Columns 1 to 6, in their order, each text moved in (not copied).
+        QString allText = all.toString();
+        row.cells.reserve(6);
+        row.cells.emplace_back(cellText(c[1]));
+        row.cells.emplace_back(lastDateText);
+        row.cells.emplace_back(allText);
+        row.cells.emplace_back(others.isZero() ? zero : others.toString());
+        row.cells.emplace_back(others.isZero() ? std::move(allText) : (all - others).toString());
+        row.cells.emplace_back(own.toString());
     };
     const QString linesSql = billEntriesSql(interId);
     if (!readEngineRows(m_conn, translateSql(linesSql, m_conn.engine()), 6, 0b110001, addRow)) {
