@@ -41,7 +41,7 @@ QString dateCellText(const QVariant &value)
 // amounts are, comes as that number of units alone: its text would read as
 // the same amount, and writing it is what reading a real costs most.
 struct EngineCell {
-    enum Kind { Null, Integer, Real, Text } kind = Null;
+    enum Kind { Null, Integer, Real, Text, Date } kind = Null; // Date: a PostgreSQL date's text
     qint64 number = 0; // Integer: the value; Real without text: the units
     QByteArrayView text;
 };
@@ -65,22 +65,30 @@ QByteArrayView sqliteText(sqlite3_stmt *stmt, int column)
 // Reads every row of `sql` (translated) with `columns` columns through the
 // engine's own API on the connection's driver handle, without a value object
 // per cell: a bill's thousand entries are read at the engine's own speed.
-// Bit c of `amountColumns` marks column c as an amount. False, with nothing
+// Bit c of `amountColumns` marks column c as an amount. With `names`, any
+// number of columns is taken and their names are put there; on PostgreSQL
+// only columns of the types a bill's header has (whole numbers, decimals,
+// texts, dates). False, with nothing
 // passed on, when the handle cannot take the statement (no such handle, a
 // transaction open on the server, a refusal); the caller then reads through
 // the connection, which reconnects or says what failed. A failure while
 // stepping throws DbError.
-bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned amountColumns, const EngineRow &row)
+bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned amountColumns, const EngineRow &row,
+                    QStringList *names = nullptr)
 {
     const QByteArray text = sql.toUtf8();
-    std::vector<EngineCell> cells(static_cast<size_t>(columns));
+    std::vector<EngineCell> cells;
     if (sqlite3 *db = conn.engine() == DbEngine::SQLite ? driverHandle<sqlite3>(conn, "sqlite3*") : nullptr) {
         sqlite3_stmt *stmt = nullptr;
         if (sqlite3_prepare_v2(db, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK || !stmt
-            || sqlite3_column_count(stmt) != columns) {
+            || (!names && sqlite3_column_count(stmt) != columns)) {
             sqlite3_finalize(stmt);
             return false;
         }
+        columns = sqlite3_column_count(stmt);
+        cells.resize(size_t(columns));
+        for (int c = 0; names && c < columns; ++c)
+            *names << QString::fromUtf8(sqlite3_column_name(stmt, c));
         int rc;
         while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
             for (int c = 0; c < columns; ++c) {
@@ -118,11 +126,19 @@ bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned 
         }
         return true;
     }
-    PGconn *pg = conn.engine() == DbEngine::PostgreSQL ? driverHandle<PGconn>(conn, "PGconn*") : nullptr;
+    PGconn *pg = conn.engine() == DbEngine::PostgreSQL ? driverHandle<PGconn>(conn, "pg_conn*") : nullptr;
     if (!pg || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
         return false;
     PGresult *res = PQexec(pg, text.constData());
-    if (PQresultStatus(res) != PGRES_TUPLES_OK || PQnfields(res) != columns) {
+    static const QList<Oid> headerTypes{20, 21, 23, 1700, 25, 1043, 1042, 1082}; // int8 int2 int4 numeric text varchar bpchar date
+    bool readable = PQresultStatus(res) == PGRES_TUPLES_OK && (names || PQnfields(res) == columns);
+    columns = PQnfields(res);
+    cells.resize(size_t(columns));
+    for (int c = 0; readable && names && c < columns; ++c) {
+        readable = headerTypes.contains(PQftype(res, c));
+        *names << QString::fromUtf8(PQfname(res, c));
+    }
+    if (!readable) {
         PQclear(res);
         return false;
     }
@@ -130,7 +146,7 @@ bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned 
     for (int r = 0; r < rows; ++r) {
         for (int c = 0; c < columns; ++c) {
             EngineCell &cell = cells[size_t(c)];
-            cell.kind = PQgetisnull(res, r, c) ? EngineCell::Null : EngineCell::Text;
+            cell.kind = PQgetisnull(res, r, c) ? EngineCell::Null : PQftype(res, c) == 1082 ? EngineCell::Date : EngineCell::Text;
             cell.text = QByteArrayView(PQgetvalue(res, r, c), PQgetlength(res, r, c));
         }
         row(cells.data());
@@ -161,6 +177,7 @@ Amount cellAmount(const EngineCell &cell)
             return Amount::fromUnits(cell.number);
         break;
     case EngineCell::Text:
+    case EngineCell::Date:
         break;
     }
     const QByteArrayView t = cell.text;
@@ -184,6 +201,35 @@ Amount cellAmount(const EngineCell &cell)
     bool beyond = false;
     const std::optional<Amount> parsed = Amount::parse(QString::fromUtf8(t), &beyond);
     return parsed ? *parsed : beyond ? Amount::outOfRange() : Amount();
+}
+// The whole result of `sql` as Recordset holds what Qt's drivers give
+// (whole numbers of SQLite as numbers, dates of PostgreSQL as dates, any
+// other value as its text), read as readEngineRows reads; none when the
+// handle cannot take it.
+std::optional<Recordset> readEngineRecordset(Connection &conn, const QString &sql)
+{
+    QStringList names;
+    std::vector<QVariant> values;
+    const bool read = readEngineRows(conn, translateSql(sql, conn.engine()), 0, 0, [&](const EngineCell *c) {
+        for (qsizetype i = 0; i < names.size(); ++i) {
+            switch (c[i].kind) {
+            case EngineCell::Null:
+                values.emplace_back();
+                break;
+            case EngineCell::Integer:
+                values.emplace_back(c[i].number);
+                break;
+            case EngineCell::Date:
+                values.emplace_back(QDate::fromString(QString::fromLatin1(c[i].text), Qt::ISODate));
+                break;
+            default:
+                values.emplace_back(QString::fromUtf8(c[i].text));
+            }
+        }
+    }, &names);
+    if (!read)
+        return std::nullopt;
+    return Recordset(names, std::move(values));
 }
 } // namespace
 
@@ -218,7 +264,9 @@ QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 
 std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &layout)
 {
-    const Recordset head = m_conn.openRecordset(billHeaderSql(m_settings.viewName, interId));
+    const QString headSql = billHeaderSql(m_settings.viewName, interId);
+    std::optional<Recordset> engineHead = readEngineRecordset(m_conn, headSql);
+    const Recordset head = engineHead ? std::move(*engineHead) : m_conn.openRecordset(headSql);
     if (head.eof())
         return std::nullopt;
 
