@@ -43,6 +43,8 @@ void clsCGIn::connectForms()
     FormLauncher::setQueryOpener([] { frmMainBillFind::showQuery(); });
     frmMainBillFind::setDefaultOpener(listOpener());
     FormLauncher::setEditorOpener([](bool modal) { frmMainBill::showForm(modal); });
+    FormLauncher::setStockBillInvoiceOpener(
+        [](const QString &supplierId, const QString &stockBillId) { frmMainBill::showNewFromStockBill(supplierId, stockBillId, true); });
     frmMainBill::setPrintHooks({
         [](frmMainBill &form) { previewBill(&form); },
         [](frmMainBill &form) { printBill(&form); },

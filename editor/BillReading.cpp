@@ -2,6 +2,7 @@
 #include "editor/BillStore.h"
 
 #include "editor/SqlValues.h"
+#include "modules/StockBillLedger.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"
 #include "platform/RowReader.h"
@@ -248,14 +249,10 @@ QString billEntriesSql(int interId)
 
 QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 {
-    // The coalesce test is implied by the isnull one (amounts that differ
-    // once rounded differ as stored) and is the condition of the index
-    // ix_icstockbill_open, which holds the open stock-in bills alone: the
-    // supplier's bills that are fully invoiced or void are never read.
+    // Read through the index ix_icstockbill_open (see openStockBillCondition):
+    // the supplier's bills that are fully invoiced or void are never read.
     QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
-        + supplierId
-        + QStringLiteral(" and ftrantype=1 and fcancellation=0 and coalesce(fAllAmount,0)<>coalesce(fKPAmount,0)"
-                         " and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1  ");
+        + supplierId + openStockBillCondition() + QStringLiteral("  ");
     if (!excludedIds.isEmpty())
         sql += QStringLiteral(" and finterid not in (") + excludedIds + QStringLiteral(")");
     sql += QStringLiteral("  order by fdate ");

@@ -314,6 +314,7 @@ void frmMainBill::updateState()
     enable(QStringLiteral("Check"), QStringLiteral("MenuCheck"), c.check);
     enable(QStringLiteral("Red"), QStringLiteral("MenuRed"), c.editable);
     enable(QStringLiteral("Blue"), QStringLiteral("MenuBlue"), c.editable);
+    enable(QStringLiteral("cmdAllocate"), QString(), c.editable);
     enable(QStringLiteral("First"), QStringLiteral("MenuFirst"), c.first);
     enable(QStringLiteral("Back"), QStringLiteral("MenuPre"), c.back);
     enable(QStringLiteral("Next"), QStringLiteral("MenuNext"), c.next);

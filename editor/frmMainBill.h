@@ -61,6 +61,10 @@ public:
     // its query and restore its rows.
     static void setListRefresher(std::function<void()> refresher);
     static void setPrintHooks(EditorPrintHooks hooks);
+    // Shows the default instance on a new invoice of the supplier with its
+    // open stock-in bill `stockBillId` in the grid (red when the stock bill
+    // is). An editor already open asks to save its bill first.
+    static void showNewFromStockBill(const QString &supplierId, const QString &stockBillId, bool modal);
 
     ~frmMainBill() override;
 
@@ -99,6 +103,9 @@ public:
     // Toolbar1's dispatch by button key.
     void Toolbar1_ButtonClick(const QString &key);
     void cmdList_Click();
+    // Spreads a total the clerk types over the entries, oldest stock bill
+    // first (Allocation.h).
+    void cmdAllocate_Click();
 
     // May the caller go on (the user saved, declined, or nothing changed)?
     bool askToSave();
@@ -169,6 +176,7 @@ private:
     // and the clerk chose not to save (the number field has the focus).
     bool mayUseInvoiceNumber(const BillDraft &bill);
     bool mayPrintShownBill() const;
+    void loadStockBill(const QString &supplierId, const QString &stockBillId);
 
     // Browsing (frmMainBillBrowse.cpp).
     void loadBill();

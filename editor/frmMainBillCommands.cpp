@@ -1,5 +1,6 @@
 #include "editor/frmMainBill.h"
 
+#include "editor/Allocation.h"
 #include "editor/EntryGridModel.h"
 #include "editor/SaveCommands.h"
 #include "editor/frmMainBillParts.h"
@@ -52,6 +53,7 @@ const ButtonDef kButtons[] = {
     {"View", u"选择", QStyle::SP_FileDialogListView},
     {"Red", u"红字", QStyle::SP_CustomBase},
     {"Blue", u"蓝字", QStyle::SP_CustomBase},
+    {"cmdAllocate", u"分配金额", QStyle::SP_CustomBase},
     {"", u"", QStyle::SP_CustomBase},
     {"Exit", u"退出", QStyle::SP_DialogCloseButton},
 };
@@ -94,6 +96,22 @@ QIcon printIcon()
     return QIcon(pm);
 }
 
+// A total split into three bars of falling length.
+QIcon allocateIcon()
+{
+    QPixmap pm(32, 32);
+    pm.fill(Qt::transparent);
+    QPainter p(&pm);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor(40, 110, 60), 1.2));
+    p.setBrush(QColor(90, 170, 100));
+    p.drawRect(QRectF(4, 4, 24, 6));
+    p.setBrush(QColor(170, 215, 170));
+    p.drawRect(QRectF(4, 13, 16, 6));
+    p.drawRect(QRectF(4, 22, 8, 6));
+    return QIcon(pm);
+}
+
 QIcon colourIcon(const QColor &colour)
 {
     QPixmap pm(32, 32);
@@ -129,6 +147,8 @@ void frmMainBill::buildToolbarAndMenus()
             icon = colourIcon(QColor(220, 30, 30));
         else if (key == u"Blue")
             icon = colourIcon(QColor(30, 80, 220));
+        else if (key == u"cmdAllocate")
+            icon = allocateIcon();
         else
             icon = style()->standardIcon(b.icon);
         QAction *a = Toolbar1->addAction(icon, QString::fromUtf16(b.caption));
@@ -222,6 +242,8 @@ void frmMainBill::Toolbar1_ButtonClick(const QString &key)
         MenuPreview_Click();
     } else if (key == u"Print") {
         MenuPrint_Click();
+    } else if (key == u"cmdAllocate") {
+        cmdAllocate_Click();
     }
 }
 
@@ -459,6 +481,83 @@ void frmMainBill::MenuCopy_Click()
     refreshLookupTexts();
     m_changed = false;
     updateState();
+}
+
+// --- Allocating a total, a new invoice from a stock bill ----------------------
+
+void frmMainBill::cmdAllocate_Click()
+{
+    Session &s = session();
+    if (m_grid->isLocked())
+        return;
+    commitTypedCell();
+    if (m_grid->gridRowCount() == 0) {
+        Prompt::msgBox(QStringLiteral("请先选入库单！"), Prompt::Exclamation, s.msgTitle);
+        return;
+    }
+    const std::optional<Amount> typed = numericAmount(txtAmount->text().trimmed());
+    const QString suggestion = typed && !typed->isZero() ? typed->abs().toString() : QString();
+    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入要分配的发票总额："), s.msgTitle, suggestion);
+    if (!answer)
+        return;
+    const AllocationOutcome outcome = allocateTotal(*answer, s.gEditorFlag == 1, m_grid->rows());
+    if (outcome.allocation) {
+        const std::vector<Amount> &amounts = outcome.allocation->amounts;
+        for (size_t i = 0; i < amounts.size(); ++i)
+            m_grid->setCellText(int(i) + 1, ColThisAmount, amounts[i].isZero() ? QString() : amounts[i].toString());
+        txtAmount->setText(outcome.invoiceTotal.toString());
+        markChanged();
+    }
+    Prompt::msgBox(outcome.message, outcome.icon, s.msgTitle);
+}
+
+void frmMainBill::showNewFromStockBill(const QString &supplierId, const QString &stockBillId, bool modal)
+{
+    Session &s = session();
+    s.gBillMode = 0;
+    const bool wasOpen = existingInstance() != nullptr;
+    frmMainBill *form = defaultInstance();
+    if (wasOpen) {
+        if (!form->askToSave())
+            return;
+        form->startNewBill();
+    }
+    form->loadStockBill(supplierId, stockBillId);
+    ::showForm(form, modal);
+}
+
+// The supplier into its header field and the stock bill into the grid, as
+// the fill would offer it; nothing when it is no longer open.
+void frmMainBill::loadStockBill(const QString &supplierId, const QString &stockBillId)
+{
+    Session &s = session();
+    const int supplier = m_layout.supplierIndex();
+    if (supplier < 0)
+        return;
+    std::optional<ItemText> item;
+    std::vector<EntryRow> rows;
+    try {
+        ConnectionScope scope;
+        OpenConnection();
+        BillStore store(*s.gConn, BillSettings::fromSession());
+        item = store.itemText(supplierId);
+        if (item)
+            rows = store.openStockBills(supplierId, {});
+    } catch (const DbError &e) {
+        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        return;
+    }
+    if (!item)
+        return;
+    setLookup(supplier, item->number, supplierId, item->name);
+    for (const EntryRow &row : rows) {
+        if (row.stockId != stockBillId)
+            continue;
+        if (cellAmount(row.cell(ColAllAmount)).value_or(Amount()) < Amount())
+            setRob(1);
+        m_grid->appendRows({row});
+        markChanged();
+    }
 }
 
 // --- Printing ----------------------------------------------------------------

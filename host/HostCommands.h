@@ -15,4 +15,7 @@ int runMethod(const QStringList &args);
 // invoice through the forms without a display, saving pictures of the forms,
 // the list's workbook and the invoice's PDF into DIR; prints their paths.
 int runTour(const QStringList &args);
+// purfp uninvoiced [--supplier CODE] [--as-of yyyy-MM-dd] [--csv]: the
+// stock-in bills received but not yet invoiced, per supplier.
+int runUninvoiced(const QStringList &args);
 void printUsage();

@@ -31,6 +31,7 @@ int main(int argc, char **argv)
         args << QString::fromLocal8Bit(argv[i]);
     if (args.isEmpty() || args[0] == u"--help" || args[0] == u"-h" || args[0] == u"help") {
         printUsage();
+        std::printf("  purfp uninvoiced [--supplier 供应商代码] [--as-of yyyy-MM-dd] [--csv]    (已入库未开票的入库单)\n");
         std::printf("  purfp tour --out 目录    (无显示器时走一遍各窗体, 图片、PDF 和 Excel 文件写入该目录)\n");
         std::printf("  连接字符串不含 Pwd 时, init 从环境变量 PURFP_DB_PASSWORD 取密码, 或加 --password-stdin 从标准输入读一行\n");
         return args.isEmpty() ? 2 : 0;
@@ -41,6 +42,8 @@ int main(int argc, char **argv)
         return runInit(args);
     if (command == u"tour")
         return runTour(args);
+    if (command == u"uninvoiced")
+        return runUninvoiced(args);
     args.prepend(command);
     return runMethod(args);
 }

@@ -6,6 +6,7 @@
 #include "platform/FrozenTableView.h"
 #include "list/ListCommands.h"
 #include "list/ListExport.h"
+#include "list/frmUninvoiced.h"
 #include "modules/GridLayout.h"
 #include "modules/Privilege.h"
 #include "modules/SetupIni.h"
@@ -196,11 +197,12 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     QAction *exit = addCommand(QStringLiteral("MenuFileExit"), QStringLiteral("退出"), &frmMainBillResult::MenuFileExit_Click);
     QAction *append = addCommand(QStringLiteral("MenuEditAppend"), QStringLiteral("返回选中的单据"), &frmMainBillResult::MenuEditAppend_Click);
     QAction *down = addCommand(QStringLiteral("MenuEditDown"), QStringLiteral("下推选中的单据"), &frmMainBillResult::MenuEditDown_Click);
+    QAction *uninvoiced = addCommand(QStringLiteral("menuUninvoiced"), QStringLiteral("已入库未开票..."), &frmMainBillResult::menuUninvoiced_Click);
     m_menuEdit->addActions({add, update, remove});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({check, unCheck, cancel, unCancel});
     m_menuEdit->addSeparator();
-    m_menuEdit->addActions({excel, text});
+    m_menuEdit->addActions({excel, text, uninvoiced});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({lock, restore});
     m_menuEdit->addSeparator();
@@ -587,6 +589,7 @@ void frmMainBillResult::exportTo(bool spreadsheet)
 
 void frmMainBillResult::MenuExcel_Click() { exportTo(true); }
 void frmMainBillResult::MenuText_Click() { exportTo(false); }
+void frmMainBillResult::menuUninvoiced_Click() { frmUninvoiced::showForm(); }
 
 void frmMainBillResult::MenuLockCol_Click()
 {

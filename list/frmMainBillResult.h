@@ -77,6 +77,8 @@ public:
     void MenuEditDown_Click();
     void MenuExcel_Click();
     void MenuText_Click();
+    // Received, not yet invoiced (frmUninvoiced).
+    void menuUninvoiced_Click();
     void MenuLockCol_Click();
     void MenuRestoreColWidth_Click();
     void MenuFileExit_Click();

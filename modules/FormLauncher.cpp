@@ -14,10 +14,17 @@ FormLauncher::QueryOpener &queryOpener()
     static FormLauncher::QueryOpener opener;
     return opener;
 }
+
+FormLauncher::StockBillInvoiceOpener &stockBillInvoiceOpener()
+{
+    static FormLauncher::StockBillInvoiceOpener opener;
+    return opener;
+}
 } // namespace
 
 void FormLauncher::setEditorOpener(EditorOpener opener) { editorOpener() = std::move(opener); }
 void FormLauncher::setQueryOpener(QueryOpener opener) { queryOpener() = std::move(opener); }
+void FormLauncher::setStockBillInvoiceOpener(StockBillInvoiceOpener opener) { stockBillInvoiceOpener() = std::move(opener); }
 
 // A scripted check of a host's binding runs the methods without anyone to
 // close their forms: PURFP_NO_FORMS=1 makes them return at once.
@@ -40,4 +47,12 @@ void FormLauncher::openQueryDialog()
         return;
     if (queryOpener())
         queryOpener()();
+}
+
+void FormLauncher::openInvoiceForStockBill(const QString &supplierId, const QString &stockBillId)
+{
+    if (formsSuppressed())
+        return;
+    if (stockBillInvoiceOpener())
+        stockBillInvoiceOpener()(supplierId, stockBillId);
 }

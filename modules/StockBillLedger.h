@@ -12,6 +12,12 @@
 class Connection;
 class DbError;
 
+// The condition under which a stock bill is open to invoicing: a stock-in
+// bill (ftrantype 1), not void, not invoiced in full, and marked as one that
+// may be invoiced (fISKP 1 or null). Begins with " and "; the columns carry
+// `alias` ("b." for a joined icstockbill, empty for none).
+QString openStockBillCondition(const QString &alias = {});
+
 // A stock bill's amounts as read with its row locked.
 struct LockedStockBill {
     QString billNo;

@@ -8,7 +8,6 @@
 #include "platform/Prompt.h"
 #include "printing/frmFieldDescription.h"
 #include "report/ReportDesigner.h"
-#include "report/ReportFile.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -88,6 +87,16 @@ void frmUserDesign::buildMenusAndToolbar()
     entry(file, QStringLiteral("MenuSaleToModule"), QStringLiteral("保存模板(&S)"), &frmUserDesign::MenuSaleToModule_Click,
           QKeySequence::Save);
     entry(file, QStringLiteral("MenuFileSaveAS"), QStringLiteral("另存为文件(&A)..."), &frmUserDesign::MenuFileSaveAS_Click);
+    // The designer's own commands, in the menus too.
+    auto designerEntries = [this](QMenu *menu, std::initializer_list<const char *> names) {
+        for (const char *name : names) {
+            if (!*name)
+                menu->addSeparator();
+            else
+                menu->addAction(grds1->action(QString::fromLatin1(name)));
+        }
+    };
+    designerEntries(file, {"actImportTemplate", "actExportTemplate"});
     file->addSeparator();
     entry(file, QStringLiteral("MenuPrintSetup"), QStringLiteral("打印设置(&U)..."), &frmUserDesign::MenuPrintSetup_Click);
     entry(file, QStringLiteral("MenuPreview"), QStringLiteral("打印预览(&V)"), &frmUserDesign::MenuPreview_Click);
@@ -109,6 +118,18 @@ void frmUserDesign::buildMenusAndToolbar()
         const bool isPage = grds1->viewMode() == report::ReportDesigner::ViewMode::Page;
         (isPage ? page : normal)->setChecked(true);
     });
+
+    view->addSeparator();
+    designerEntries(view, {"actZoomIn", "actZoomOut"});
+
+    QMenu *edit = menuBar()->addMenu(QStringLiteral("编辑(&E)"));
+    edit->setObjectName(QStringLiteral("MenuEdit"));
+    designerEntries(edit, {"actUndo", "actRedo", "", "actCopy", "actPaste", "", "actInsertImage", "", "actAlignLeft",
+                           "actAlignRight", "actAlignTop", "actAlignBottom", "actSameWidth", "actSameHeight"});
+    QMenu *format = menuBar()->addMenu(QStringLiteral("格式(&O)"));
+    format->setObjectName(QStringLiteral("MenuFormat"));
+    designerEntries(format, {"actItalic", "actUnderline", "actTextColor", "actFillColor", "", "actLineWidth",
+                             "actLineStyle", "", "actWordWrap", "actVAlignTop", "actVAlignMiddle", "actVAlignBottom"});
 
     QMenu *tools = menuBar()->addMenu(QStringLiteral("工具(&T)"));
     tools->setObjectName(QStringLiteral("MenuTools"));
@@ -148,6 +169,7 @@ void frmUserDesign::setDesignSession(const QString &billName, int billTypeId, qi
     m_billTypeId = billTypeId;
     m_key = key;
     m_workFile = workFile;
+    grds1->setMessageTitle(session().msgTitle);
     updateCaption();
     if (QFileInfo::exists(workFile)) {
         QString error;
@@ -225,20 +247,8 @@ void frmUserDesign::MenuSaleToModule_Click()
 
 void frmUserDesign::MenuFileSaveAS_Click()
 {
-    Session &s = session();
-    QString path = Prompt::saveFileName(QStringLiteral("另存为"), QStringLiteral("单据打印模板文件(*.grf)|*.grf"));
-    if (path.trimmed().isEmpty())
-        return;
-    if (QFileInfo(path).suffix().isEmpty())
-        path += QStringLiteral(".grf");
-    // A copy in a file does not put the template back into the database, so
-    // the designer stays modified until it is saved there.
-    QString error;
-    if (!report::saveTemplate(grds1->reportTemplate(), path, &error)) {
-        Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
-        return;
-    }
-    Prompt::msgBox(QStringLiteral("文件导出成功!"), Prompt::Information, s.msgTitle);
+    grds1->setMessageTitle(session().msgTitle);
+    grds1->action(QStringLiteral("actExportTemplate"))->trigger();
 }
 
 void frmUserDesign::MenuFieldDescription_Click()

@@ -1,312 +1,22 @@
-#include "report/ReportDesigner.h"
+#include "report/ReportDesignerItems.h"
 
 #include "report/Report.h"
 #include "report/ReportFile.h"
-#include "report/ReportFont.h"
-#include "report/ReportLayout.h"
-#include "report/ReportPainter.h"
 
 #include <QAction>
-#include <QCheckBox>
 #include <QComboBox>
-#include <QDoubleSpinBox>
-#include <QFontComboBox>
-#include <QFormLayout>
-#include <QGraphicsRectItem>
 #include <QGraphicsScene>
-#include <QGraphicsSceneMouseEvent>
 #include <QGraphicsView>
-#include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPageSetupDialog>
-#include <QPainter>
-#include <QPainterPath>
 #include <QPrinter>
-#include <QSpinBox>
 #include <QSplitter>
-#include <QStyleOptionGraphicsItem>
 #include <QToolBar>
-#include <QUndoCommand>
 #include <QUndoStack>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 namespace report {
-
-namespace {
-
-constexpr int CaptionHeight = 50; // caption bar above each band, normal view
-constexpr int HandleHeight = 16;  // drag strip under each band, normal view
-constexpr int HandleSize = 24;    // resize corner of a selected item
-constexpr int MinItemSize = 10;
-constexpr int KeyMerge = 1;       // consecutive arrow-key steps are one undo step
-
-const QColor SelectionColor(0, 120, 215);
-
-} // namespace
-
-// ---------------------------------------------------------------- commands
-
-class TemplateCommand : public QUndoCommand {
-public:
-    TemplateCommand(ReportDesigner *designer, ReportTemplate before, ReportTemplate after,
-                    QVector<ReportDesigner::ItemRef> selBefore, QVector<ReportDesigner::ItemRef> selAfter,
-                    const QString &text, int mergeId)
-        : QUndoCommand(text), m_designer(designer), m_before(std::move(before)), m_after(std::move(after)),
-          m_selBefore(std::move(selBefore)), m_selAfter(std::move(selAfter)), m_mergeId(mergeId)
-    {
-    }
-    void redo() override { m_designer->apply(m_after, m_selAfter); }
-    void undo() override { m_designer->apply(m_before, m_selBefore); }
-    int id() const override { return m_mergeId; }
-    bool mergeWith(const QUndoCommand *other) override
-    {
-        auto *o = static_cast<const TemplateCommand *>(other);
-        if (o->m_selAfter != m_selAfter)
-            return false;
-        m_after = o->m_after;
-        return true;
-    }
-
-private:
-    ReportDesigner *m_designer;
-    ReportTemplate m_before;
-    ReportTemplate m_after;
-    QVector<ReportDesigner::ItemRef> m_selBefore;
-    QVector<ReportDesigner::ItemRef> m_selAfter;
-    int m_mergeId;
-};
-
-// ---------------------------------------------------------------- scene items
-
-// One report item on its band strip; position relative to the band.
-class DesignerItem : public QGraphicsItem {
-public:
-    DesignerItem(ReportDesigner *designer, BandKind band, int index, const ReportItem &item)
-        : m_designer(designer), m_band(band), m_index(index), m_item(item), m_size(item.geometry.size())
-    {
-        setFlags(ItemIsSelectable | ItemIsMovable | ItemSendsGeometryChanges | ItemIsFocusable);
-        setPos(item.geometry.topLeft());
-        setZValue(1);
-    }
-
-    ReportDesigner::ItemRef ref() const { return {m_band, m_index}; }
-    QRect geometry() const { return QRect(pos().toPoint(), m_size); }
-
-    QRectF boundingRect() const override
-    {
-        return QRectF(0, 0, m_size.width(), m_size.height()).adjusted(-HandleSize, -HandleSize, HandleSize, HandleSize);
-    }
-
-    // What the mouse hits: the item's box (a band around a line), and the
-    // resize corner while selected; never the neighbour's room.
-    QPainterPath shape() const override
-    {
-        QPainterPath path;
-        path.setFillRule(Qt::WindingFill); // the corner overlaps the box
-        QRectF r(0, 0, m_size.width(), m_size.height());
-        if (m_item.kind == ItemKind::Line)
-            r.adjust(-8, -8, 8, 8);
-        path.addRect(r);
-        if (isSelected())
-            path.addRect(handleRect());
-        return path;
-    }
-
-    void paint(QPainter *painter, const QStyleOptionGraphicsItem *, QWidget *widget) override
-    {
-        const QRectF r(0, 0, m_size.width(), m_size.height());
-        const ReportTemplate &tpl = m_designer->reportTemplate();
-        painter->save();
-        switch (m_item.kind) {
-        case ItemKind::Text: {
-            if (!m_item.fillColor.isEmpty())
-                painter->fillRect(r, QColor(m_item.fillColor));
-            const QFont font = itemFont(tpl, m_item);
-            painter->setFont(fontForTenths(font, itemFontSize(tpl, m_item), widget ? widget : painter->device()));
-            painter->setPen(QColor(m_item.color));
-            int flags = m_item.align == HAlign::Left ? Qt::AlignLeft
-                        : m_item.align == HAlign::Center ? Qt::AlignHCenter : Qt::AlignRight;
-            flags |= m_item.valign == VAlign::Top ? Qt::AlignTop
-                     : m_item.valign == VAlign::Center ? Qt::AlignVCenter : Qt::AlignBottom;
-            if (m_item.wordWrap || m_item.canGrow)
-                flags |= Qt::TextWordWrap;
-            painter->setClipRect(r);
-            painter->drawText(r.adjusted(TextPaddingX, TextPaddingY, -TextPaddingX, -TextPaddingY), flags, m_item.text);
-            painter->setClipping(false);
-            const Frame &f = m_item.frame;
-            QPen pen(QColor(m_item.color), std::max(1, f.width));
-            painter->setPen(pen);
-            if (f.top) painter->drawLine(r.topLeft(), r.topRight());
-            if (f.bottom) painter->drawLine(r.bottomLeft(), r.bottomRight());
-            if (f.left) painter->drawLine(r.topLeft(), r.bottomLeft());
-            if (f.right) painter->drawLine(r.topRight(), r.bottomRight());
-            if (!f.any()) {
-                // An outline so that an unframed item can be found.
-                painter->setPen(QPen(QColor(180, 180, 180), 0, Qt::DotLine));
-                painter->drawRect(r);
-            }
-            break;
-        }
-        case ItemKind::Line:
-            painter->setPen(QPen(QColor(m_item.color), std::max(1, m_item.lineWidth)));
-            painter->drawLine(r.topLeft(), r.bottomRight());
-            break;
-        case ItemKind::Rect:
-            if (!m_item.fillColor.isEmpty())
-                painter->fillRect(r, QColor(m_item.fillColor));
-            painter->setPen(m_item.lineWidth > 0 ? QPen(QColor(m_item.color), m_item.lineWidth) : QPen(Qt::NoPen));
-            painter->drawRect(r);
-            break;
-        case ItemKind::Image: {
-            const QImage image = QImage::fromData(m_item.png, "PNG");
-            if (image.isNull()) {
-                painter->setPen(QPen(Qt::gray, 0, Qt::DashLine));
-                painter->drawRect(r);
-                painter->drawLine(r.topLeft(), r.bottomRight());
-            } else {
-                painter->drawImage(r, image);
-            }
-            break;
-        }
-        }
-        if (isSelected()) {
-            painter->setPen(QPen(SelectionColor, 0, Qt::DashLine));
-            painter->setBrush(Qt::NoBrush);
-            painter->drawRect(r);
-            painter->fillRect(handleRect(), SelectionColor);
-        }
-        painter->restore();
-    }
-
-protected:
-    QRectF handleRect() const
-    {
-        return QRectF(m_size.width() - HandleSize / 2.0, m_size.height() - HandleSize / 2.0, HandleSize, HandleSize);
-    }
-
-    QVariant itemChange(GraphicsItemChange change, const QVariant &value) override
-    {
-        if (change == ItemPositionChange && !m_designer->m_rebuilding) {
-            QPointF p = value.toPointF();
-            return QPointF(std::max(0, m_designer->snap(qRound(p.x()))), std::max(0, m_designer->snap(qRound(p.y()))));
-        }
-        if (change == ItemSelectedHasChanged && !m_designer->m_rebuilding)
-            emit m_designer->selectionChanged();
-        return QGraphicsItem::itemChange(change, value);
-    }
-
-    void mousePressEvent(QGraphicsSceneMouseEvent *event) override
-    {
-        m_pressGeometry = geometry();
-        m_resizing = isSelected() && handleRect().contains(event->pos()) && event->button() == Qt::LeftButton;
-        if (m_resizing) {
-            event->accept();
-            return;
-        }
-        QGraphicsItem::mousePressEvent(event);
-    }
-
-    void mouseMoveEvent(QGraphicsSceneMouseEvent *event) override
-    {
-        if (!m_resizing) {
-            QGraphicsItem::mouseMoveEvent(event);
-            return;
-        }
-        const bool line = m_item.kind == ItemKind::Line;
-        int w = m_designer->snap(qRound(event->pos().x()));
-        int h = m_designer->snap(qRound(event->pos().y()));
-        w = std::max(line ? 0 : MinItemSize, w);
-        h = std::max(line ? 0 : MinItemSize, h);
-        prepareGeometryChange();
-        m_size = QSize(w, h);
-        update();
-    }
-
-    void mouseReleaseEvent(QGraphicsSceneMouseEvent *event) override
-    {
-        if (!m_resizing)
-            QGraphicsItem::mouseReleaseEvent(event);
-        m_resizing = false;
-        if (geometry() != m_pressGeometry)
-            m_designer->itemDragged(this, geometry());
-    }
-
-private:
-    ReportDesigner *m_designer;
-    BandKind m_band;
-    int m_index;
-    ReportItem m_item;
-    QSize m_size;
-    QRect m_pressGeometry;
-    bool m_resizing = false;
-};
-
-// The strip under a band in normal view; dragging it sets the band's height.
-class DesignerBandHandle : public QGraphicsRectItem {
-public:
-    DesignerBandHandle(ReportDesigner *designer, BandKind band, double top, double width)
-        : QGraphicsRectItem(0, 0, width, HandleHeight), m_designer(designer), m_band(band), m_top(top)
-    {
-        setPos(0, top + designer->reportTemplate().band(band).height);
-        setBrush(QColor(225, 225, 225));
-        setPen(QPen(QColor(160, 160, 160), 0));
-        setCursor(Qt::SizeVerCursor);
-        setZValue(2);
-        setAcceptedMouseButtons(Qt::LeftButton);
-    }
-
-protected:
-    void mousePressEvent(QGraphicsSceneMouseEvent *event) override
-    {
-        m_grab = event->scenePos().y() - pos().y();
-        event->accept();
-    }
-    void mouseMoveEvent(QGraphicsSceneMouseEvent *event) override
-    {
-        const int height = std::max(0, m_designer->snap(qRound(event->scenePos().y() - m_grab - m_top)));
-        setPos(0, m_top + height);
-    }
-    void mouseReleaseEvent(QGraphicsSceneMouseEvent *) override
-    {
-        m_designer->bandDragged(m_band, qRound(pos().y() - m_top));
-    }
-
-private:
-    ReportDesigner *m_designer;
-    BandKind m_band;
-    double m_top;
-    double m_grab = 0; // where in the strip the mouse took hold
-};
-
-// Background of a band with grid dots.
-class BandStrip : public QGraphicsRectItem {
-public:
-    BandStrip(const QRectF &r, int grid) : QGraphicsRectItem(r), m_grid(grid)
-    {
-        setBrush(Qt::white);
-        setPen(QPen(QColor(190, 190, 190), 0, Qt::DashLine));
-        setFlag(ItemClipsChildrenToShape, false);
-    }
-    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override
-    {
-        QGraphicsRectItem::paint(painter, option, widget);
-        // Dots every 5 grid steps keep the strip readable when zoomed out.
-        const int step = m_grid * 5;
-        painter->setPen(QPen(QColor(200, 200, 200), 0));
-        const QRectF r = rect();
-        for (double y = r.top() + step; y < r.bottom(); y += step) {
-            for (double x = r.left() + step; x < r.right(); x += step)
-                painter->drawPoint(QPointF(x, y));
-        }
-    }
-
-private:
-    int m_grid;
-};
-
-// ---------------------------------------------------------------- designer
 
 ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
 {
@@ -318,9 +28,8 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     m_view->setBackgroundBrush(QColor(160, 160, 160));
     m_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     m_view->setRenderHint(QPainter::Antialiasing);
-    const double scale = logicalDpiX() / TenthsPerInch;
-    m_view->setTransform(QTransform::fromScale(scale, scale));
     m_view->installEventFilter(this);
+    m_view->viewport()->installEventFilter(this);
 
     m_toolbar = new QToolBar(this);
     m_toolbar->setObjectName(QStringLiteral("designerToolbar"));
@@ -345,13 +54,17 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     add(QStringLiteral("Delete"), QStringLiteral("删除"), [this] { deleteSelected(); });
     m_toolbar->addSeparator();
     QAction *undo = m_undo->createUndoAction(this, QStringLiteral("撤销"));
-    undo->setObjectName(QStringLiteral("Undo"));
-    undo->setShortcut(QKeySequence::Undo);
+    undo->setObjectName(QStringLiteral("actUndo"));
+    undo->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Z)});
+    undo->setToolTip(QStringLiteral("撤销上一步修改 (Ctrl+Z)"));
     QAction *redo = m_undo->createRedoAction(this, QStringLiteral("重做"));
-    redo->setObjectName(QStringLiteral("Redo"));
-    redo->setShortcut(QKeySequence::Redo);
+    redo->setObjectName(QStringLiteral("actRedo"));
+    redo->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Y), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
+    redo->setToolTip(QStringLiteral("重做撤销的修改 (Ctrl+Y)"));
     m_toolbar->addAction(undo);
     m_toolbar->addAction(redo);
+    m_actions.insert(undo->objectName(), undo);
+    m_actions.insert(redo->objectName(), redo);
     m_toolbar->addSeparator();
     m_normalView = add(QStringLiteral("NormalView"), QStringLiteral("普通视图"), [this] { setViewMode(ViewMode::Normal); });
     m_pageView = add(QStringLiteral("PageView"), QStringLiteral("页面视图"), [this] { setViewMode(ViewMode::Page); });
@@ -365,84 +78,7 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     add(QStringLiteral("Preview"), QStringLiteral("预览"), [this] { preview(); });
     add(QStringLiteral("PrintSetup"), QStringLiteral("页面设置"), [this] { printerSetup(); });
 
-    // Property panel.
-    m_panel = new QWidget;
-    m_panel->setObjectName(QStringLiteral("propertyPanel"));
-    auto *form = new QFormLayout(m_panel);
-    m_panelTitle = new QLabel(QStringLiteral("未选择对象"));
-    form->addRow(m_panelTitle);
-    m_text = new QLineEdit;
-    m_text->setObjectName(QStringLiteral("propText"));
-    form->addRow(QStringLiteral("文字"), m_text);
-    m_field = new QComboBox;
-    m_field->setObjectName(QStringLiteral("propField"));
-    m_field->setEditable(true);
-    form->addRow(QStringLiteral("字段"), m_field);
-    m_format = new QComboBox;
-    m_format->setObjectName(QStringLiteral("propFormat"));
-    m_format->setEditable(true);
-    m_format->addItems({QString(), QStringLiteral("#,##0.00"), QStringLiteral("0.00"), QStringLiteral("#,##0"),
-                        QStringLiteral("0.####"), QStringLiteral("#,##0.00;-#,##0.00;"), QStringLiteral("yyyy-MM-dd"),
-                        QStringLiteral("yyyy年MM月dd日")});
-    form->addRow(QStringLiteral("格式"), m_format);
-    m_fontFamily = new QFontComboBox;
-    m_fontFamily->setObjectName(QStringLiteral("propFontFamily"));
-    form->addRow(QStringLiteral("字体"), m_fontFamily);
-    m_fontSize = new QDoubleSpinBox;
-    m_fontSize->setObjectName(QStringLiteral("propFontSize"));
-    m_fontSize->setRange(0, 200);
-    m_fontSize->setDecimals(1);
-    m_fontSize->setSpecialValueText(QStringLiteral("默认"));
-    form->addRow(QStringLiteral("字号"), m_fontSize);
-    m_bold = new QCheckBox(QStringLiteral("粗体"));
-    m_bold->setObjectName(QStringLiteral("propBold"));
-    form->addRow(m_bold);
-    m_align = new QComboBox;
-    m_align->setObjectName(QStringLiteral("propAlign"));
-    m_align->addItems({QStringLiteral("左对齐"), QStringLiteral("居中"), QStringLiteral("右对齐")});
-    form->addRow(QStringLiteral("对齐"), m_align);
-    auto *frameRow = new QWidget;
-    auto *frameLayout = new QHBoxLayout(frameRow);
-    frameLayout->setContentsMargins(0, 0, 0, 0);
-    const QString frameNames[4] = {QStringLiteral("左"), QStringLiteral("上"), QStringLiteral("右"), QStringLiteral("下")};
-    const char *frameKeys[4] = {"propFrameLeft", "propFrameTop", "propFrameRight", "propFrameBottom"};
-    for (int i = 0; i < 4; ++i) {
-        m_frame[i] = new QCheckBox(frameNames[i]);
-        m_frame[i]->setObjectName(QString::fromLatin1(frameKeys[i]));
-        frameLayout->addWidget(m_frame[i]);
-    }
-    form->addRow(QStringLiteral("边框"), frameRow);
-    m_wordWrap = new QCheckBox(QStringLiteral("自动换行"));
-    m_wordWrap->setObjectName(QStringLiteral("propWordWrap"));
-    m_canGrow = new QCheckBox(QStringLiteral("自动伸展"));
-    m_canGrow->setObjectName(QStringLiteral("propCanGrow"));
-    form->addRow(m_wordWrap);
-    form->addRow(m_canGrow);
-    const QString geometryNames[4] = {QStringLiteral("左 (0.1mm)"), QStringLiteral("顶 (0.1mm)"),
-                                      QStringLiteral("宽 (0.1mm)"), QStringLiteral("高 (0.1mm)")};
-    const char *geometryKeys[4] = {"propX", "propY", "propWidth", "propHeight"};
-    for (int i = 0; i < 4; ++i) {
-        m_geometry[i] = new QSpinBox;
-        m_geometry[i]->setObjectName(QString::fromLatin1(geometryKeys[i]));
-        m_geometry[i]->setRange(i < 2 ? 0 : 0, 100000);
-        form->addRow(geometryNames[i], m_geometry[i]);
-    }
-
-    connect(m_text, &QLineEdit::editingFinished, this, &ReportDesigner::panelEdited);
-    connect(m_field, &QComboBox::textActivated, this, [this](const QString &name) {
-        if (m_updatingPanel || name.isEmpty())
-            return;
-        m_text->setText(u'[' + name + u']');
-        panelEdited();
-    });
-    connect(m_format, &QComboBox::currentTextChanged, this, &ReportDesigner::panelEdited);
-    connect(m_fontFamily, &QFontComboBox::currentFontChanged, this, &ReportDesigner::panelEdited);
-    connect(m_fontSize, &QDoubleSpinBox::valueChanged, this, &ReportDesigner::panelEdited);
-    connect(m_align, &QComboBox::currentIndexChanged, this, &ReportDesigner::panelEdited);
-    for (QCheckBox *box : {m_bold, m_frame[0], m_frame[1], m_frame[2], m_frame[3], m_wordWrap, m_canGrow})
-        connect(box, &QCheckBox::toggled, this, &ReportDesigner::panelEdited);
-    for (QSpinBox *spin : m_geometry)
-        connect(spin, &QSpinBox::valueChanged, this, &ReportDesigner::panelEdited);
+    buildPanel();
 
     auto *splitter = new QSplitter;
     splitter->addWidget(m_view);
@@ -451,12 +87,17 @@ ReportDesigner::ReportDesigner(QWidget *parent) : QWidget(parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_toolbar);
+    buildFormatActions();
+    layout->addWidget(m_formatBar);
     layout->addWidget(splitter);
 
     connect(m_undo, &QUndoStack::cleanChanged, this, [this](bool clean) { emit modifiedChanged(!clean); });
     connect(this, &ReportDesigner::selectionChanged, this, &ReportDesigner::updatePanel);
+    connect(this, &ReportDesigner::selectionChanged, this, &ReportDesigner::updateActions);
+    setZoom(100);
     rebuildScene();
     updatePanel();
+    updateActions();
 }
 
 ReportDesigner::~ReportDesigner()
@@ -539,14 +180,25 @@ QVector<ReportDesigner::ItemRef> ReportDesigner::selectedItems() const
 
 void ReportDesigner::selectItem(BandKind band, int index)
 {
+    selectItems({ItemRef{band, index}});
+}
+
+void ReportDesigner::selectItems(const QVector<ItemRef> &refs)
+{
     m_rebuilding = true;
     m_scene->clearSelection();
+    DesignerItem *focus = nullptr;
     for (QGraphicsItem *g : m_scene->items()) {
-        if (auto *item = dynamic_cast<DesignerItem *>(g); item && item->ref() == ItemRef{band, index}) {
-            item->setSelected(true);
-            m_view->setFocus();
-            m_scene->setFocusItem(item);
-        }
+        auto *item = dynamic_cast<DesignerItem *>(g);
+        if (!item || !refs.contains(item->ref()))
+            continue;
+        item->setSelected(true);
+        if (item->ref() == refs.last())
+            focus = item;
+    }
+    if (focus) {
+        m_view->setFocus();
+        m_scene->setFocusItem(focus);
     }
     m_rebuilding = false;
     emit selectionChanged();
@@ -556,6 +208,17 @@ void ReportDesigner::clearSelection()
 {
     m_scene->clearSelection();
     emit selectionChanged();
+}
+
+std::optional<ReportDesigner::ItemRef> ReportDesigner::anchor() const
+{
+    // The item clicked or selected last has the focus.
+    if (auto *focus = dynamic_cast<DesignerItem *>(m_scene->focusItem()); focus && focus->isSelected())
+        return focus->ref();
+    const auto refs = selectedItems();
+    if (refs.isEmpty())
+        return std::nullopt;
+    return refs.first();
 }
 
 int ReportDesigner::snap(int value) const
@@ -777,6 +440,17 @@ void ReportDesigner::bandDragged(BandKind band, int height)
 
 bool ReportDesigner::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_view->viewport() && event->type() == QEvent::Wheel) {
+        // Control and the wheel zoom, as in most programs.
+        auto *wheel = static_cast<QWheelEvent *>(event);
+        if (wheel->modifiers() & Qt::ControlModifier) {
+            if (wheel->angleDelta().y() > 0)
+                zoomIn();
+            else if (wheel->angleDelta().y() < 0)
+                zoomOut();
+            return true;
+        }
+    }
     if (watched == m_view && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
         const int step = (key->modifiers() & Qt::ControlModifier) || !m_snap ? 1 : m_grid;
@@ -802,80 +476,6 @@ bool ReportDesigner::eventFilter(QObject *watched, QEvent *event)
         return true;
     }
     return QWidget::eventFilter(watched, event);
-}
-
-void ReportDesigner::updatePanel()
-{
-    const auto refs = selectedItems();
-    const bool single = refs.size() == 1;
-    m_updatingPanel = true;
-    for (QWidget *w : m_panel->findChildren<QWidget *>())
-        if (w != m_panelTitle)
-            w->setEnabled(single);
-    if (!single) {
-        m_panelTitle->setText(refs.isEmpty() ? QStringLiteral("未选择对象") : QStringLiteral("选择了 %1 个对象").arg(refs.size()));
-        m_updatingPanel = false;
-        return;
-    }
-    const ReportItem &item = m_tpl.band(refs[0].band).items[refs[0].index];
-    static const QString kindNames[] = {QStringLiteral("文字"), QStringLiteral("线"), QStringLiteral("框"), QStringLiteral("图片")};
-    m_panelTitle->setText(QStringLiteral("%1：%2 第 %3 项").arg(kindNames[int(item.kind)], bandKindCaption(refs[0].band)).arg(refs[0].index + 1));
-    const bool text = item.kind == ItemKind::Text;
-    for (QWidget *w : {static_cast<QWidget *>(m_text), static_cast<QWidget *>(m_field), static_cast<QWidget *>(m_format),
-                       static_cast<QWidget *>(m_fontFamily), static_cast<QWidget *>(m_fontSize), static_cast<QWidget *>(m_bold),
-                       static_cast<QWidget *>(m_align), static_cast<QWidget *>(m_wordWrap), static_cast<QWidget *>(m_canGrow),
-                       static_cast<QWidget *>(m_frame[0]), static_cast<QWidget *>(m_frame[1]),
-                       static_cast<QWidget *>(m_frame[2]), static_cast<QWidget *>(m_frame[3])})
-        w->setEnabled(text);
-    m_text->setText(item.text);
-    m_field->setCurrentText(item.text.startsWith(u'[') && item.text.endsWith(u']') && item.text.count(u'[') == 1
-                                ? item.text.mid(1, item.text.size() - 2)
-                                : QString());
-    m_format->setCurrentText(item.format);
-    m_fontFamily->setCurrentFont(QFont(item.font.family.isEmpty() ? m_tpl.fontFamily : item.font.family));
-    m_fontSize->setValue(item.font.size);
-    m_bold->setChecked(item.font.bold);
-    m_align->setCurrentIndex(int(item.align));
-    m_frame[0]->setChecked(item.frame.left);
-    m_frame[1]->setChecked(item.frame.top);
-    m_frame[2]->setChecked(item.frame.right);
-    m_frame[3]->setChecked(item.frame.bottom);
-    m_wordWrap->setChecked(item.wordWrap);
-    m_canGrow->setChecked(item.canGrow);
-    const QRect g = item.geometry;
-    const int values[4] = {g.x(), g.y(), g.width(), g.height()};
-    for (int i = 0; i < 4; ++i)
-        m_geometry[i]->setValue(values[i]);
-    m_updatingPanel = false;
-}
-
-void ReportDesigner::panelEdited()
-{
-    if (m_updatingPanel || m_rebuilding)
-        return;
-    const auto refs = selectedItems();
-    if (refs.size() != 1)
-        return;
-    ReportTemplate after = m_tpl;
-    ReportItem &item = after.band(refs[0].band).items[refs[0].index];
-    if (item.kind == ItemKind::Text) {
-        item.text = m_text->text();
-        item.format = m_format->currentText();
-        const QString family = m_fontFamily->currentFont().family();
-        if (family != (item.font.family.isEmpty() ? m_tpl.fontFamily : item.font.family))
-            item.font.family = family == m_tpl.fontFamily ? QString() : family;
-        item.font.size = m_fontSize->value();
-        item.font.bold = m_bold->isChecked();
-        item.align = HAlign(m_align->currentIndex());
-        item.frame.left = m_frame[0]->isChecked();
-        item.frame.top = m_frame[1]->isChecked();
-        item.frame.right = m_frame[2]->isChecked();
-        item.frame.bottom = m_frame[3]->isChecked();
-        item.wordWrap = m_wordWrap->isChecked();
-        item.canGrow = m_canGrow->isChecked();
-    }
-    item.geometry = QRect(m_geometry[0]->value(), m_geometry[1]->value(), m_geometry[2]->value(), m_geometry[3]->value());
-    change(after, QStringLiteral("修改属性"));
 }
 
 void ReportDesigner::preview()

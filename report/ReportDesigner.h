@@ -13,7 +13,11 @@
 #include "report/ReportData.h"
 #include "report/ReportModel.h"
 
+#include <QHash>
 #include <QWidget>
+
+#include <functional>
+#include <optional>
 
 class QAction;
 class QCheckBox;
@@ -71,6 +75,8 @@ public:
     };
     QVector<ItemRef> selectedItems() const;
     void selectItem(BandKind band, int index);
+    // Selects these items; the last one becomes the anchor (see sameSize).
+    void selectItems(const QVector<ItemRef> &refs);
     void clearSelection();
 
     // Editing operations, each one undoable step.
@@ -82,6 +88,60 @@ public:
     void setBandHeight(BandKind band, int height);
     void setItemGeometry(const ItemRef &ref, const QRect &geometry);
     void setPageSettings(const PageSettings &page);
+
+    // Formatting of the selected items, each call one undoable step. An
+    // item a property does not apply to is left as it is: font, word wrap
+    // and vertical alignment are for text; line width is a text item's frame
+    // or a line's or box's pen; line style is for lines and boxes; the text
+    // colour is a line's or box's pen colour; fill is for text and boxes.
+    void insertImage(const QByteArray &png);
+    void setItalic(bool on);
+    void setUnderline(bool on);
+    void setTextColor(const QString &color);
+    void setFillColor(const QString &color);
+    void setLineWidth(int tenths);
+    void setLineStyle(LineStyle style);
+    void setWordWrap(bool on);
+    void setVAlign(VAlign align);
+    void setFormat(const QString &format);
+
+    // Lines up the selection (two items or more) with the outermost edge of
+    // it, in band coordinates; gives every selected item the width or height
+    // of the anchor, the item clicked or selected last.
+    enum class Edge { Left, Right, Top, Bottom };
+    void alignSelected(Edge edge);
+    void sameSize(Qt::Orientation orientation);
+
+    // Copies the selected items to the clipboard (with their text as plain
+    // text for other programs); pasting puts them into the bands they came
+    // from, moved down and right one step further with each paste, and
+    // selects them.
+    void copySelected();
+    void paste();
+
+    // Zoom in percent of the real size, from 25 to 400; the steps of zoom in
+    // and zoom out are ZoomSteps.
+    static const QVector<int> &zoomSteps();
+    void setZoom(int percent);
+    int zoom() const { return m_zoom; }
+    void zoomIn();
+    void zoomOut();
+
+    // Replaces the whole template with one read from a file: one undoable
+    // step that marks the template modified. Exporting writes the template
+    // to a file and leaves the modified state alone.
+    bool importTemplate(const QString &path, QString *error = nullptr);
+    bool exportTemplate(const QString &path, QString *error = nullptr) const;
+
+    // The designer's actions by object name ("actCopy", "actUndo", ...).
+    QAction *action(const QString &name) const { return m_actions.value(name); }
+    // Asks the user for a colour: `current` as "#rrggbb", a caption; returns
+    // the colour chosen, or an empty string when cancelled. The default shows
+    // the colour dialog.
+    using ColorChooser = std::function<QString(const QString &current, const QString &caption)>;
+    void setColorChooser(ColorChooser chooser) { m_chooseColor = std::move(chooser); }
+    // The title of the messages the designer shows.
+    void setMessageTitle(const QString &title) { m_messageTitle = title; }
 
     QUndoStack *undoStack() const { return m_undo; }
     QGraphicsView *view() const { return m_view; }
@@ -112,12 +172,25 @@ private:
     // still exists.
     void apply(const ReportTemplate &tpl, const QVector<ItemRef> &select);
     void rebuildScene();
+    void buildPanel();
     void updatePanel();
     void panelEdited();
     int snap(int value) const;
     BandKind targetBand() const;
     void itemDragged(DesignerItem *item, const QRect &geometry);
     void bandDragged(BandKind band, int height);
+    // Applies `edit` to every selected item as one undoable step.
+    void editSelected(const QString &text, const std::function<void(ReportItem &)> &edit);
+    QAction *addToolAction(QToolBar *bar, const QString &name, const QString &text, const QString &tip,
+                       std::function<void()> slot);
+    void buildFormatActions();
+    void updateActions();
+    std::optional<ItemRef> anchor() const;
+    void actInsertImage_Triggered();
+    void actTextColor_Triggered();
+    void actFillColor_Triggered();
+    void actImportTemplate_Triggered();
+    void actExportTemplate_Triggered();
 
     ReportTemplate m_tpl;
     ViewMode m_mode = ViewMode::Normal;
@@ -137,6 +210,13 @@ private:
     QComboBox *m_fieldList;
     QAction *m_normalView;
     QAction *m_pageView;
+    QToolBar *m_formatBar;
+    QHash<QString, QAction *> m_actions;
+    ColorChooser m_chooseColor;
+    QString m_messageTitle;
+    int m_zoom = 100;
+    int m_pasteCount = 0;
+    QLabel *m_zoomLabel = nullptr;
 
     // Property panel.
     QWidget *m_panel;

@@ -42,7 +42,8 @@ QJsonObject fontToJson(const FontSpec &f)
     return QJsonObject{{QStringLiteral("family"), f.family},
                        {QStringLiteral("size"), f.size},
                        {QStringLiteral("bold"), f.bold},
-                       {QStringLiteral("italic"), f.italic}};
+                       {QStringLiteral("italic"), f.italic},
+                       {QStringLiteral("underline"), f.underline}};
 }
 
 QJsonObject frameToJson(const Frame &f)
@@ -76,9 +77,11 @@ QJsonObject itemToJson(const ReportItem &item)
         break;
     case ItemKind::Line:
         o.insert(QStringLiteral("lineWidth"), item.lineWidth);
+        o.insert(QStringLiteral("lineStyle"), lineStyleKey(item.lineStyle));
         break;
     case ItemKind::Rect:
         o.insert(QStringLiteral("lineWidth"), item.lineWidth);
+        o.insert(QStringLiteral("lineStyle"), lineStyleKey(item.lineStyle));
         o.insert(QStringLiteral("fillColor"), item.fillColor);
         break;
     case ItemKind::Image:
@@ -226,7 +229,8 @@ bool readFont(const QJsonObject &o, const QString &path, FontSpec *f, QString *e
     return r.string(QStringLiteral("family"), &f->family, error)
         && r.number(QStringLiteral("size"), &f->size, 0, 400, error)
         && r.boolean(QStringLiteral("bold"), &f->bold, error)
-        && r.boolean(QStringLiteral("italic"), &f->italic, error);
+        && r.boolean(QStringLiteral("italic"), &f->italic, error)
+        && r.boolean(QStringLiteral("underline"), &f->underline, error);
 }
 
 bool readFrame(const QJsonObject &o, const QString &path, Frame *f, QString *error)
@@ -264,6 +268,9 @@ bool readItem(const QJsonObject &o, const QString &path, ReportItem *item, QStri
 
     static const QStringList hAligns{QStringLiteral("left"), QStringLiteral("center"), QStringLiteral("right")};
     static const QStringList vAligns{QStringLiteral("top"), QStringLiteral("center"), QStringLiteral("bottom")};
+    static const QStringList lineStyles{lineStyleKey(LineStyle::Solid), lineStyleKey(LineStyle::Dash),
+                                        lineStyleKey(LineStyle::Dot)};
+    int lineStyle = int(item->lineStyle);
     switch (item->kind) {
     case ItemKind::Text: {
         int ha = int(item->align), va = int(item->valign);
@@ -285,13 +292,17 @@ bool readItem(const QJsonObject &o, const QString &path, ReportItem *item, QStri
         break;
     }
     case ItemKind::Line:
-        if (!r.integer(QStringLiteral("lineWidth"), &item->lineWidth, 0, 100, error))
+        if (!r.integer(QStringLiteral("lineWidth"), &item->lineWidth, 0, 100, error)
+            || !r.choice(QStringLiteral("lineStyle"), lineStyles, &lineStyle, error))
             return false;
+        item->lineStyle = LineStyle(lineStyle);
         break;
     case ItemKind::Rect:
         if (!r.integer(QStringLiteral("lineWidth"), &item->lineWidth, 0, 100, error)
+            || !r.choice(QStringLiteral("lineStyle"), lineStyles, &lineStyle, error)
             || !r.color(QStringLiteral("fillColor"), &item->fillColor, true, error))
             return false;
+        item->lineStyle = LineStyle(lineStyle);
         break;
     case ItemKind::Image: {
         QString base64;

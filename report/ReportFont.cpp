@@ -39,6 +39,7 @@ QFont itemFont(const ReportTemplate &tpl, const ReportItem &item)
     font.setPointSizeF(itemFontSize(tpl, item));
     font.setBold(item.font.bold);
     font.setItalic(item.font.italic);
+    font.setUnderline(item.font.underline);
     font.setHintingPreference(QFont::PreferNoHinting);
     font.setKerning(false);
     // Glyphs straight from the font's character map: a PDF can map every

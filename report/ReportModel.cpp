@@ -50,6 +50,16 @@ QString itemKindKey(ItemKind kind)
     return QString();
 }
 
+QString lineStyleKey(LineStyle style)
+{
+    switch (style) {
+    case LineStyle::Solid: return QStringLiteral("solid");
+    case LineStyle::Dash: return QStringLiteral("dash");
+    case LineStyle::Dot: return QStringLiteral("dot");
+    }
+    return QString();
+}
+
 namespace {
 struct Paper {
     const char *name;

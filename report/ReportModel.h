@@ -54,6 +54,7 @@ struct FontSpec {
     double size = 0;       // points; 0: the template's default size
     bool bold = false;
     bool italic = false;
+    bool underline = false;
     bool operator==(const FontSpec &) const = default;
 };
 
@@ -72,6 +73,9 @@ enum class HAlign { Left, Center, Right };
 enum class VAlign { Top, Center, Bottom };
 
 enum class ItemKind { Text, Line, Rect, Image };
+
+// How lines and rectangle outlines are drawn.
+enum class LineStyle { Solid, Dash, Dot };
 
 struct ReportItem {
     ItemKind kind = ItemKind::Text;
@@ -101,6 +105,7 @@ struct ReportItem {
     QString color = QStringLiteral("#000000");
     QString fillColor;
     int lineWidth = 2; // lines and rectangles, tenths
+    LineStyle lineStyle = LineStyle::Solid; // lines and rectangles
 
     // Image items: the PNG file's bytes.
     QByteArray png;
@@ -142,6 +147,7 @@ void keepItemsInBands(ReportTemplate &tpl);
 QString bandKindKey(BandKind kind);      // "reportHeader", ...
 QString bandKindCaption(BandKind kind);  // "报表头", ...
 QString itemKindKey(ItemKind kind);      // "text", "line", "rect", "image"
+QString lineStyleKey(LineStyle style);   // "solid", "dash", "dot"
 
 // Standard paper sizes in tenths (portrait); false for an unknown name.
 bool standardPaperSize(const QString &name, int *width, int *height);

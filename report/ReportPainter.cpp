@@ -40,6 +40,31 @@ QPen penOf(const QString &color, int width)
     return pen;
 }
 
+} // namespace
+
+QPen itemLinePen(const ReportItem &item)
+{
+    QPen pen = penOf(item.color, item.lineWidth);
+    // Dash lengths are in pen widths; these keep dashes and dots the same
+    // length on paper whatever the line's width.
+    const double w = std::max(1, item.lineWidth);
+    switch (item.lineStyle) {
+    case LineStyle::Solid:
+        break;
+    case LineStyle::Dash:
+        pen.setCapStyle(Qt::FlatCap);
+        pen.setDashPattern({30.0 / w, 15.0 / w});
+        break;
+    case LineStyle::Dot:
+        pen.setCapStyle(Qt::FlatCap);
+        pen.setDashPattern({1.0, std::max(w, 10.0) / w});
+        break;
+    }
+    return pen;
+}
+
+namespace {
+
 void paintFrame(QPainter &painter, const ReportItem &item, const QRectF &r)
 {
     const Frame &f = item.frame;
@@ -115,7 +140,7 @@ void PagePainter::paintBand(QPainter &painter, const PlacedBand &band)
             break;
         case ItemKind::Line:
             if (item.lineWidth > 0) {
-                painter.setPen(penOf(item.color, item.lineWidth));
+                painter.setPen(itemLinePen(item));
                 painter.drawLine(r.topLeft(), r.bottomRight());
             }
             break;
@@ -123,7 +148,7 @@ void PagePainter::paintBand(QPainter &painter, const PlacedBand &band)
             if (!item.fillColor.isEmpty())
                 painter.fillRect(r, QColor(item.fillColor));
             if (item.lineWidth > 0) {
-                painter.setPen(penOf(item.color, item.lineWidth));
+                painter.setPen(itemLinePen(item));
                 painter.setBrush(Qt::NoBrush);
                 painter.drawRect(r);
             }

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QImage>
 #include <QPageLayout>
+#include <QPen>
 
 class QPainter;
 class QPaintDevice;
@@ -17,6 +18,9 @@ namespace report {
 // The paper of the template with no margins: the painting places everything
 // itself, measured from the paper's corner.
 QPageLayout pageLayoutFor(const PageSettings &page);
+
+// The pen of a line or a rectangle's outline: colour, width and style.
+QPen itemLinePen(const ReportItem &item);
 
 // Maps tenths of a millimetre to the device's pixels.
 void scaleToTenths(QPainter &painter, const QPaintDevice *device);

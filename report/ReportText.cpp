@@ -229,7 +229,67 @@ QVector<TextSegment> parseItemText(const QString &text)
 
 bool isNumberFormat(const QString &format)
 {
-    return format.contains(u'0') || format.contains(u'#');
+    return format.contains(u'0') || format.contains(u'#') || format.trimmed() == amountInWordsFormat();
+}
+
+QString amountInWords(Amount value)
+{
+    if (value.isOutOfRange())
+        return QString();
+    static const QString digits = QStringLiteral("零壹贰叁肆伍陆柒捌玖");
+    static const QString places[] = {QString(), QStringLiteral("拾"), QStringLiteral("佰"), QStringLiteral("仟")};
+    // Groups of four digits from the yuan upwards.
+    static const QString groups[] = {QString(), QStringLiteral("万"), QStringLiteral("亿"), QStringLiteral("万亿")};
+    constexpr std::int64_t UnitsPerFen = Amount::Scale / 100;
+    const std::int64_t units = value.units() < 0 ? -value.units() : value.units();
+    const std::int64_t fenTotal = units / UnitsPerFen + (units % UnitsPerFen >= UnitsPerFen / 2 ? 1 : 0);
+    std::int64_t yuan = fenTotal / 100;
+    const int jiao = int(fenTotal / 10 % 10);
+    const int fen = int(fenTotal % 10);
+    if (fenTotal == 0)
+        return QStringLiteral("零元整");
+
+    int groupValues[4] = {0, 0, 0, 0};
+    for (int g = 0; g < 4; ++g) {
+        groupValues[g] = int(yuan % 10000);
+        yuan /= 10000;
+    }
+    QString text;
+    bool zeroPending = false; // places skipped since the last digit written
+    for (int g = 3; g >= 0; --g) {
+        int group = groupValues[g];
+        if (group == 0) {
+            zeroPending = !text.isEmpty();
+            continue;
+        }
+        for (int place = 3; place >= 0; --place) {
+            int divisor = 1;
+            for (int i = 0; i < place; ++i)
+                divisor *= 10;
+            const int digit = group / divisor % 10;
+            if (digit == 0) {
+                zeroPending = zeroPending || !text.isEmpty();
+                continue;
+            }
+            if (zeroPending)
+                text += digits[0];
+            zeroPending = false;
+            text += digits[digit] + places[place];
+        }
+        text += groups[g];
+    }
+    const bool hasYuan = !text.isEmpty();
+    if (hasYuan)
+        text += u'元';
+    if (jiao == 0 && fen == 0) {
+        text += u'整';
+    } else {
+        if (jiao > 0)
+            text += digits[jiao] + u'角';
+        if (fen > 0)
+            text += (jiao == 0 && hasYuan ? QString(digits[0]) : QString()) + digits[fen] + u'分';
+    }
+    return value.isNegative() ? u'负' + text : text;
 }
 
 bool isDateFormat(const QString &format)
@@ -247,6 +307,8 @@ QString formatAmount(Amount value, const QString &format)
 {
     if (format.isEmpty())
         return value.toString();
+    if (format.trimmed() == amountInWordsFormat())
+        return amountInWords(value);
     const QStringList sections = format.split(u';');
     if (sections.size() >= 3 && value.isZero())
         return formatSection(parseSection(sections[2]), value);

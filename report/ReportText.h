@@ -37,9 +37,19 @@ QVector<TextSegment> parseItemText(const QString &text);
 // ";" serve positive, negative (without its own sign) and zero values, e.g.
 // "#,##0.00;(#,##0.00);" prints nothing for zero. A date format uses the
 // letters y M d H h m s ap ("yyyy-MM-dd", "yyyy年M月d日").
+//
+// The format "大写金额" writes an amount in Chinese capital numerals, rounded
+// to the fen: 1234.56 gives 壹仟贰佰叁拾肆元伍角陆分 (see amountInWords).
+inline QString amountInWordsFormat() { return QStringLiteral("大写金额"); }
 bool isNumberFormat(const QString &format);
 bool isDateFormat(const QString &format);
 QString formatAmount(Amount value, const QString &format);
+// An amount in capital numerals, rounded half away from zero to the fen:
+// "整" ends an amount without jiao and fen, "零" stands for skipped places
+// (once for a run of them), "负" leads a negative amount, zero is "零元整"
+// and an amount below one yuan starts at its jiao or fen (0.05: 伍分).
+// Empty for an amount out of range.
+QString amountInWords(Amount value);
 // A value of a record: numbers (including numeric text) take a number
 // format, dates (including "yyyy-MM-dd" text) a date format; everything else,
 // and every value when the format is empty, is printed as it is.

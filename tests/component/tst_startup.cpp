@@ -1,8 +1,13 @@
 #include "modules/Session.h"
-#include "support/TestDatabase.h"
+#include "support/CaseRows.h"
 #include "support/TestSession.h"
 
 #include <QTest>
+
+// Statements run on the new database; the year|period|period start|bill
+// name the session then holds, and the critical message expected, or empty.
+struct DbValues { const char *name; QStringList statements; QString values, message; };
+Q_DECLARE_METATYPE(DbValues)
 
 // Session start-up: which settings are read with which defaults, what the
 // database contributes, and which failures stop the creation.
@@ -47,39 +52,26 @@ private slots:
 
     void databaseValues_data()
     {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QStringList>("statements");
-        QTest::addColumn<QString>("values"); // year|period|period start|bill name
-        QTest::addColumn<QString>("message"); // critical message expected, or empty
 
         const QString maxBillNo = QStringLiteral("insert into tblMaxBillNo(ftypeid,fNewBillName,fbillno,fPreLetter,flength,fYLength) values(71,'采购发票(增值税)',0,'序号',4,2)");
         const QString year = QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(4,'2026')");
         const QString period = QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(5,'11')");
         const QString periodRow = QStringLiteral("insert into tblPeriod(fYear,fPeriod,fstartdate) values(2026,11,'2026-11-01')");
-        for (DbEngine e : TestDatabase::engines()) {
-            engineRow(e, "complete") << QStringList{maxBillNo, year, period, periodRow} << "2026|11|2026-11-01|采购发票(增值税)" << "";
-            engineRow(e, "nothing in the tables") << QStringList{} << "0|0|1900-01-01|采购发票" << "";
-            engineRow(e, "year without period") << QStringList{year, periodRow} << "2026|0|1900-01-01|采购发票" << "";
-            engineRow(e, "null period start")
-                << QStringList{year, period, QStringLiteral("insert into tblPeriod(fYear,fPeriod,fstartdate) values(2026,11,null)")}
-                << "2026|11|1900-01-01|采购发票" << "";
-            engineRow(e, "unreadable year")
-                << QStringList{maxBillNo, QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(4,'abc')"), period, periodRow}
-                << "0|0|1900-01-01|采购发票(增值税)" << "类型不匹配";
-            engineRow(e, "system table missing")
-                << QStringList{maxBillNo, QStringLiteral("drop table tblSystemInfo")}
-                << "0|0|1900-01-01|采购发票(增值税)" << "tblSystemInfo";
-            engineRow(e, "period table missing")
-                << QStringList{year, period, QStringLiteral("drop table tblPeriod")}
-                << "2026|11|1900-01-01|采购发票" << "tblPeriod";
-        }
+        addEngineCaseRows<DbValues>({
+            {"complete", {maxBillNo, year, period, periodRow}, "2026|11|2026-11-01|采购发票(增值税)", ""},
+            {"nothing in the tables", {}, "0|0|1900-01-01|采购发票", ""},
+            {"year without period", {year, periodRow}, "2026|0|1900-01-01|采购发票", ""},
+            {"null period start", {year, period, QStringLiteral("insert into tblPeriod(fYear,fPeriod,fstartdate) values(2026,11,null)")}, "2026|11|1900-01-01|采购发票", ""},
+            {"unreadable year", {maxBillNo, QStringLiteral("insert into tblSystemInfo(ftypeid,fvalue) values(4,'abc')"), period, periodRow}, "0|0|1900-01-01|采购发票(增值税)", "类型不匹配"},
+            {"system table missing", {maxBillNo, QStringLiteral("drop table tblSystemInfo")}, "0|0|1900-01-01|采购发票(增值税)", "tblSystemInfo"},
+            {"period table missing", {year, period, QStringLiteral("drop table tblPeriod")}, "2026|11|1900-01-01|采购发票", "tblPeriod"},
+        });
     }
     void databaseValues()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(QStringList, statements);
-        QFETCH(QString, values);
-        QFETCH(QString, message);
+        QFETCH(DbValues, row);
+        const auto &[caseName, statements, values, message] = row;
 
         TestDatabase db(engine);
         for (const QString &sql : statements)

@@ -6,6 +6,7 @@
 #include "modules/Session.h"
 #include "modules/CodeSelectors.h"
 #include "modules/SetupIni.h"
+#include "modules/StockBillLedger.h"
 #include "platform/FrozenTableView.h"
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
@@ -508,6 +509,41 @@ private slots:
         f = open(0);
         QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 2);
         closeForm(f);
+    }
+    // A new invoice opened on one of the supplier's stock bills, the other
+    // open bills added, then a total beyond what is open spread over them
+    // from the toolbar: every blue bill is filled in full, and it saves.
+    void allocateOverStockBills_data() { addEngineRows(); }
+    void allocateOverStockBills()
+    {
+        QFETCH(DbEngine, engine);
+        StartedSession ss(engine, TestDatabase::Content::Demo, smallDemo());
+        QCOMPARE(ss.startError, QString());
+        TestDatabase &db = ss.db;
+        const OpenStock stock = busiestSupplier(db);
+        const QString blueOpen = QStringLiteral(" from icstockbill where fAllAmount>0 and fsupplyid=") + stock.supplierId + openStockBillCondition();
+        const QString first = db.scalar(QStringLiteral("select min(finterid)") + blueOpen).toString();
+        const Amount open = amountOf(db, QStringLiteral("select sum(fAllAmount-isnull(fKPAmount,0))") + blueOpen);
+
+        frmMainBill::showNewFromStockBill(stock.supplierId, first, false);
+        frmMainBill *f = frmMainBill::existingInstance();
+        QVERIFY(f && f->isVisible());
+        QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), stock.supplierNumber + QStringLiteral("&**&") + stock.supplierId);
+        QCOMPARE(f->grid()->gridRowCount(), 1);
+        QCOMPARE(f->grid()->rowTag(1), first);
+        typeInto(f, QStringLiteral("txt_0"), QStringLiteral("AL-1"));
+        typeInto(f, QStringLiteral("txtAmount"), QStringLiteral("1"));
+        QTest::mouseClick(child<QPushButton>(f, QStringLiteral("cmdList")), Qt::LeftButton);
+        QCOMPARE(f->grid()->gridRowCount(), stock.offered);
+
+        const Amount total = open + Amount::fromInt(1);
+        ss.prompts().inputs = {total.toString()};
+        button(f, QStringLiteral("cmdAllocate"))->trigger();
+        QVERIFY2(ss.prompts().lastMessage().text.endsWith(QStringLiteral("尚余 1.00 没有入库单可分配。")), qPrintable(ss.prompts().lastMessage().text));
+        QCOMPARE(child<QLineEdit>(f, QStringLiteral("txtAmount"))->text(), total.toString());
+        button(f, QStringLiteral("Save"))->trigger();
+        QVERIFY2(ss.prompts().messageTexts().contains(QStringLiteral("数据保存成功！")), qPrintable(ss.prompts().messageTexts().join(u'|')));
+        QCOMPARE(db.scalar(QStringLiteral("select count(*)") + blueOpen).toInt(), 0);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "platform/Amount.h"
 #include "platform/Connection.h"
+#include "modules/StockBillLedger.h"
 #include "platform/SettingsStore.h"
 #include "support/PdfTools.h"
 #include "support/TestDatabase.h"
@@ -282,6 +283,42 @@ private slots:
         conn.close();
         if (const auto text = pdf_tools::runTool(QStringLiteral("pdftotext"), {out + QStringLiteral("/采购发票.pdf"), QStringLiteral("-")}))
             QVERIFY2(QString(*text).remove(QRegularExpression(QStringLiteral("\\s"))).contains(billNo), qPrintable(billNo));
+    }
+    // purfp uninvoiced on the database the settings name: the CSV header, a
+    // line per open stock bill, the open amounts adding up to what the
+    // database holds; a supplier's code keeps its bills only, its name
+    // quoted; the text form ends with the total.
+    void uninvoicedCommand_data() { addEngineRows(); }
+    void uninvoicedCommand()
+    {
+        QFETCH(DbEngine, engine);
+        TestSession t;
+        TestDatabase db(engine, TestDatabase::Content::Demo);
+        t.writeHostSettings(db.connectionString());
+        const QString open = QStringLiteral(" from icstockbill b where 1=1") + openStockBillCondition(QStringLiteral("b."));
+        const QString supplier = db.scalar(QStringLiteral("select max(b.fsupplyid)") + open).toString();
+        db.exec(QStringLiteral("update tblItem set fname='甲,\"商行\"' where fitemid=") + supplier);
+        const QString code = db.scalar(QStringLiteral("select fnumber from tblItem where fitemid=") + supplier).toString();
+
+        for (const QString &only : {QString(), code}) {
+            const QString where = only.isEmpty() ? QString() : QStringLiteral(" and b.fsupplyid=") + supplier;
+            const Run r = purfp(only.isEmpty() ? QStringList{QStringLiteral("uninvoiced"), QStringLiteral("--csv")}
+                                               : QStringList{QStringLiteral("uninvoiced"), QStringLiteral("--supplier"), only, QStringLiteral("--csv")});
+            QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+            const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
+            QCOMPARE(lines.value(0), QStringLiteral("供应商代码,供应商名称,入库单号,日期,金额,已开票金额,未开票金额"));
+            QCOMPARE(lines.size() - 1, db.scalar(QStringLiteral("select count(*)") + open + where).toInt());
+            Amount sum;
+            for (const QString &line : lines.mid(1)) {
+                sum += Amount::parse(line.section(u',', -1)).value_or(Amount::outOfRange());
+                if (!only.isEmpty())
+                    QVERIFY2(line.startsWith(code + QStringLiteral(",\"甲,\"\"商行\"\"\",")), qPrintable(line));
+            }
+            QCOMPARE(sum, Amount::fromVariant(db.scalar(QStringLiteral("select sum(isnull(b.fAllAmount,0)-isnull(b.fKPAmount,0))") + open + where)));
+        }
+        const Run text = purfp({QStringLiteral("uninvoiced"), QStringLiteral("--supplier"), code});
+        QVERIFY2(text.exitCode == 0 && text.out.contains(QStringLiteral("合计")), qPrintable(text.out + text.err));
+        QCOMPARE(purfp({QStringLiteral("uninvoiced"), QStringLiteral("--cvs")}).exitCode, 2);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "modules/frmBatchno.h"
 
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -61,6 +62,12 @@ QStringList rowTexts(const std::vector<BatchRow> &rows)
     return texts;
 }
 } // namespace
+
+// Where the keys go: the search box, the grid, or the search box followed by
+// a double-click on the second data row.
+enum KeysTarget { Search, Grid, DoubleClick };
+struct KeysCase { const char *name; KeysTarget target; int startRow; QTestEventList keys; int row; QString text, chosen; bool closes; };
+Q_DECLARE_METATYPE(KeysCase)
 
 class TestBatchno : public QObject {
     Q_OBJECT
@@ -132,108 +139,73 @@ private slots:
         QCOMPARE(form.isVisible(), rows.empty());
     }
 
-    void keysMoveCurrentRow_data()
+    // Keys in the modal picker as the editor opens it (goods 20), from a
+    // current row; the text and current row after them, the batch chosen
+    // ("OLD": none), and whether the keys closed the picker.
+    void keys_data()
     {
-        QTest::addColumn<bool>("onGrid"); // typed on the grid instead of the search box
-        QTest::addColumn<int>("startRow");
-        QTest::addColumn<QTestEventList>("keys");
-        QTest::addColumn<int>("expectedRow");
-        QTest::addColumn<QString>("expectedText");
-        const auto keys = [](const QString &text, const QList<Qt::Key> &then = {}) {
+        const auto keys = [](const QString &text, const QList<Qt::Key> &then = {}, Qt::KeyboardModifiers modifiers = {}) {
             QTestEventList list;
             list.addKeyClicks(text);
             for (Qt::Key key : then)
-                list.addKeyClick(key);
+                list.addKeyClick(key, modifiers);
             return list;
         };
         const QString a = QStringLiteral("A");
-        QTest::newRow("first of two matches") << false << 4 << keys("B-2") << 2 << "B-2";
-        QTest::newRow("narrowed to one") << false << 1 << keys("201") << 3 << "201";
-        QTest::newRow("match in the middle of the text") << false << 1 << keys("-30") << 4 << "-30";
-        // "#" matches nothing, so only the emptied text can move the row.
-        QTest::newRow("empty text finds first row") << false << 3 << keys("#", {Qt::Key_Backspace}) << 1 << QString();
-        QTest::newRow("no match keeps the row") << false << 3 << keys("zzz") << 3 << "zzz";
-        QTest::newRow("case counts") << false << 4 << keys("b-2") << 4 << "b-2";
-        // The arrows move the grid and leave the typed text alone.
-        QTest::newRow("Down") << false << 1 << keys(a, {Qt::Key_Down}) << 2 << a;
-        QTest::newRow("Down stops at the last row") << false << 1 << keys(a, {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Down}) << 4 << a;
-        QTest::newRow("Up") << false << 1 << keys(a, {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Up}) << 3 << a;
-        QTest::newRow("typing on the grid goes to search") << true << 1 << keys("C-") << 4 << "C-";
+        addCaseRows<KeysCase>({
+            {"first of two matches", Search, 4, keys("B-2"), 2, "B-2", "OLD", false},
+            {"narrowed to one", Search, 1, keys("201"), 3, "201", "OLD", false},
+            {"match in the middle of the text", Search, 1, keys("-30"), 4, "-30", "OLD", false},
+            // "#" matches nothing, so only the emptied text can move the row.
+            {"empty text finds first row", Search, 3, keys("#", {Qt::Key_Backspace}), 1, QString(), "OLD", false},
+            {"no match keeps the row", Search, 3, keys("zzz"), 3, "zzz", "OLD", false},
+            {"case counts", Search, 4, keys("b-2"), 4, "b-2", "OLD", false},
+            // The arrows move the grid and leave the typed text alone.
+            {"Down", Search, 1, keys(a, {Qt::Key_Down}), 2, a, "OLD", false},
+            {"Down stops at the last row", Search, 1, keys(a, {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Down}), 4, a, "OLD", false},
+            {"Up", Search, 1, keys(a, {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Up}), 3, a, "OLD", false},
+            {"typing on the grid goes to search", Grid, 1, keys("C-"), 4, "C-", "OLD", false},
+            {"Enter in search box", Search, 1, keys("C-3", {Qt::Key_Return}), 4, "C-3", "C-300", true},
+            {"keypad Enter", Search, 1, keys("C-3", {Qt::Key_Enter}, Qt::KeypadModifier), 4, "C-3", "C-300", true},
+            {"Enter on the grid", Grid, 1, keys("C-3", {Qt::Key_Return}), 4, "C-3", "C-300", true},
+            // Enter takes the row the arrows moved to, not the match.
+            {"Enter after arrows", Search, 1, keys("C-3", {Qt::Key_Up, Qt::Key_Up, Qt::Key_Return}), 2, "C-3", "B-200", true},
+            {"double-click on the second row", DoubleClick, 1, keys("C-3"), -1, "C-3", "B-200", true},
+            {"Escape leaves the batch", Search, 1, keys("C-3", {Qt::Key_Escape}), 4, "C-3", "OLD", true},
+        });
     }
 
-    void keysMoveCurrentRow()
+    void keys()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(bool, onGrid);
-        QFETCH(int, startRow);
-        QFETCH(QTestEventList, keys);
-        QFETCH(int, expectedRow);
-        QFETCH(QString, expectedText);
-        Env env(engine);
-        frmBatchno &form = env.open(QStringLiteral("20"));
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
-        form.setCurrentRow(startRow);
-        QCOMPARE(form.currentRow(), startRow);
-
-        keys.simulate(onGrid ? static_cast<QWidget *>(grid(form)) : searchBox(&form));
-        QCOMPARE(searchBox(&form)->text(), expectedText);
-        QCOMPARE(form.currentRow(), expectedRow);
-        QVERIFY(form.isVisible());
-    }
-
-    void closingByKeysAndMouse_data()
-    {
-        QTest::addColumn<QString>("how");
-        QTest::addColumn<QString>("expected"); // "OLD": nothing chosen
-        QTest::newRow("Enter in search box") << "enter-search" << "C-300";
-        QTest::newRow("keypad Enter") << "keypad-enter" << "C-300";
-        QTest::newRow("Enter on the grid") << "enter-grid" << "C-300";
-        QTest::newRow("Enter after arrows") << "arrows-enter" << "B-200";
-        QTest::newRow("double-click") << "double-click" << "B-200";
-        QTest::newRow("Escape leaves the batch") << "escape" << "OLD";
-    }
-
-    // Through the modal picker as the editor opens it: it reports whether a
-    // batch was chosen.
-    void closingByKeysAndMouse()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(QString, how);
-        QFETCH(QString, expected);
+        QFETCH(KeysCase, row);
         Env env(engine);
         session().gBatchItemId = QStringLiteral("20");
-        bool sawForm = false;
+        bool sawForm = false, open = false;
+        int current = -1;
+        QString text;
         QTimer::singleShot(0, [&] {
-            QWidget *modal = QApplication::activeModalWidget();
-            sawForm = modal && modal->objectName() == QLatin1String("frmBatchno");
-            if (!sawForm)
+            auto *form = qobject_cast<frmBatchno *>(QApplication::activeModalWidget());
+            if (!(sawForm = form))
                 return;
-            QLineEdit *search = searchBox(modal);
-            QTableView *view = modal->findChild<QTableView *>(QStringLiteral("vsf1"));
-            QTest::keyClicks(search, QStringLiteral("C-3"));
-            if (how == QLatin1String("enter-search")) {
-                QTest::keyClick(search, Qt::Key_Return);
-            } else if (how == QLatin1String("keypad-enter")) {
-                QTest::keyClick(search, Qt::Key_Enter, Qt::KeypadModifier);
-            } else if (how == QLatin1String("enter-grid")) {
-                QTest::keyClick(view, Qt::Key_Return);
-            } else if (how == QLatin1String("arrows-enter")) {
-                // Enter takes the row the arrows moved to, not the match.
-                QTest::keyClick(search, Qt::Key_Up);
-                QTest::keyClick(search, Qt::Key_Up);
-                QTest::keyClick(search, Qt::Key_Return);
-            } else if (how == QLatin1String("double-click")) {
-                // On the second data row, away from the current one.
-                const QRect cell = view->visualRect(view->model()->index(1, 2));
-                if (cell.isValid())
-                    doubleClick(view->viewport(), cell.center());
-            }
-            if (modal->isVisible()) // Escape, or what should have closed it did not
-                QTest::keyClick(search, Qt::Key_Escape);
+            QTableView *view = grid(*form);
+            form->setCurrentRow(row.startRow);
+            QCOMPARE(form->currentRow(), row.startRow);
+            row.keys.simulate(row.target == Grid ? static_cast<QWidget *>(view) : searchBox(form));
+            if (row.target == DoubleClick) // away from the current row
+                doubleClick(view->viewport(), view->visualRect(view->model()->index(1, 2)).center());
+            current = form->currentRow();
+            text = searchBox(form)->text();
+            if ((open = form->isVisible()))
+                QTest::keyClick(searchBox(form), Qt::Key_Escape);
         });
-        QCOMPARE(showBatchPicker(), expected != u"OLD");
+        QCOMPARE(showBatchPicker(), row.chosen != u"OLD");
         QVERIFY(sawForm);
-        QCOMPARE(session().gBatchNo, expected);
+        QCOMPARE(session().gBatchNo, row.chosen);
+        QCOMPARE(!open, row.closes);
+        QCOMPARE(text, row.text);
+        if (row.row >= 0)
+            QCOMPARE(current, row.row);
     }
 
     void databaseErrorShowsMessageAndNoRows()

@@ -1,6 +1,7 @@
 #include "modules/BillNumbering.h"
 
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QTest>
 
@@ -26,6 +27,10 @@ struct Env : DbEnv {
 };
 } // namespace
 
+// yearDigits: -1 = null
+struct RenderingCase { const char *name; QString preLetter; qint64 lastSequence; int length; int yearDigits; QDate billDate; QString number; QString serial; };
+Q_DECLARE_METATYPE(RenderingCase)
+
 class TestBillNumbering : public QObject {
     Q_OBJECT
 
@@ -34,37 +39,27 @@ private slots:
 
     void rendering_data()
     {
-        QTest::addColumn<QString>("preLetter");
-        QTest::addColumn<qint64>("lastSequence");
-        QTest::addColumn<int>("length");
-        QTest::addColumn<int>("yearDigits"); // -1 = null
-        QTest::addColumn<QDate>("billDate");
-        QTest::addColumn<QString>("number");
-        QTest::addColumn<QString>("serial");
 
         const QDate may7(2013, 5, 7);
-        QTest::newRow("padded to length") << "FP序号" << qint64(9) << 4 << -1 << may7 << "FP0010" << "0010";
-        QTest::newRow("exactly the length") << "FP序号" << qint64(999) << 4 << -1 << may7 << "FP1000" << "1000";
-        QTest::newRow("longer than the length is not cut") << "FP序号" << qint64(99999) << 4 << -1 << may7 << "FP100000" << "100000";
-        QTest::newRow("length zero") << "序号" << qint64(0) << 0 << -1 << may7 << "1" << "1";
-        QTest::newRow("null year digits mean 2") << "CG年月日-序号" << qint64(0) << 3 << -1 << may7 << "CG130507-001" << "001";
-        QTest::newRow("two year digits") << "CG年月日-序号" << qint64(0) << 3 << 2 << may7 << "CG130507-001" << "001";
-        QTest::newRow("four year digits") << "CG年月日-序号" << qint64(0) << 3 << 4 << may7 << "CG20130507-001" << "001";
-        QTest::newRow("two-digit month and day") << "月日" << qint64(0) << 3 << -1 << QDate(2024, 12, 25) << "1225" << "001";
-        QTest::newRow("placeholders absent") << "CG-FP" << qint64(41) << 4 << 4 << may7 << "CG-FP" << "0042";
-        QTest::newRow("placeholders repeated") << "年年/序号/序号" << qint64(4) << 2 << -1 << may7 << "1313/05/05" << "05";
+        addCaseRows<RenderingCase>({
+            {"padded to length", "FP序号", qint64(9), 4, -1, may7, "FP0010", "0010"},
+            {"exactly the length", "FP序号", qint64(999), 4, -1, may7, "FP1000", "1000"},
+            {"longer than the length is not cut", "FP序号", qint64(99999), 4, -1, may7, "FP100000", "100000"},
+            {"length zero", "序号", qint64(0), 0, -1, may7, "1", "1"},
+            {"null year digits mean 2", "CG年月日-序号", qint64(0), 3, -1, may7, "CG130507-001", "001"},
+            {"two year digits", "CG年月日-序号", qint64(0), 3, 2, may7, "CG130507-001", "001"},
+            {"four year digits", "CG年月日-序号", qint64(0), 3, 4, may7, "CG20130507-001", "001"},
+            {"two-digit month and day", "月日", qint64(0), 3, -1, QDate(2024, 12, 25), "1225", "001"},
+            {"placeholders absent", "CG-FP", qint64(41), 4, 4, may7, "CG-FP", "0042"},
+            {"placeholders repeated", "年年/序号/序号", qint64(4), 2, -1, may7, "1313/05/05", "05"},
+        });
     }
 
     void rendering()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(QString, preLetter);
-        QFETCH(qint64, lastSequence);
-        QFETCH(int, length);
-        QFETCH(int, yearDigits);
-        QFETCH(QDate, billDate);
-        QFETCH(QString, number);
-        QFETCH(QString, serial);
+        QFETCH(RenderingCase, row);
+        auto [caseName, preLetter, lastSequence, length, yearDigits, billDate, number, serial] = row;
 
         Env env(engine);
         env.addTemplate(71, preLetter, lastSequence, length, yearDigits);

@@ -1,6 +1,7 @@
 #include "modules/CodeLookup.h"
 
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QTest>
 
@@ -68,6 +69,9 @@ QStringList lookupFields()
 }
 } // namespace
 
+struct SeekCodeCase { const char *name; int source; int classId; QString number; QString foundName; QString id; };
+Q_DECLARE_METATYPE(SeekCodeCase)
+
 class TestCodeLookup : public QObject {
     Q_OBJECT
 
@@ -77,38 +81,32 @@ private slots:
     // name empty: not found, and the previous result stays as it was.
     void seekCode_data()
     {
-        QTest::addColumn<int>("source");
-        QTest::addColumn<int>("classId");
-        QTest::addColumn<QString>("number");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("id");
-        QTest::newRow("supplier") << 1 << kSupplier << "S01" << "华强电子" << "20";
-        QTest::newRow("department") << 1 << kDepartment << "D01" << "采购部" << "24";
-        QTest::newRow("quote in the number") << 1 << kSupplier << "O'Neil" << "奥尼尔贸易" << "23";
-        QTest::newRow("goods") << 1 << kGoods << "G001" << "螺丝刀" << "1";
-        QTest::newRow("sub-type") << 2 << 7 << "T01" << "增值税发票" << "70";
-        QTest::newRow("locked goods") << 1 << kGoods << "G004" << "" << "";
-        QTest::newRow("locked supplier") << 1 << kSupplier << "S02" << "" << "";
-        QTest::newRow("non-detail code") << 1 << kSupplier << "S" << "" << "";
-        QTest::newRow("code of another class") << 1 << kDepartment << "S01" << "" << "";
-        QTest::newRow("goods looked up as plain item") << 1 << kSupplier << "G001" << "" << "";
-        QTest::newRow("supplier looked up as goods") << 1 << kGoods << "S01" << "" << "";
-        QTest::newRow("prefix is not a match") << 1 << kSupplier << "S0" << "" << "";
-        QTest::newRow("pattern is not a match") << 1 << kSupplier << "S%" << "" << "";
-        QTest::newRow("pattern is not a match for goods") << 1 << kGoods << "G00_" << "" << "";
-        QTest::newRow("unknown number with a quote") << 1 << kSupplier << "x' or '1'='1" << "" << "";
-        QTest::newRow("goods number with a quote") << 1 << kGoods << "G001'" << "" << "";
-        QTest::newRow("sub-type of another class") << 2 << 8 << "T01" << "" << "";
+        addCaseRows<SeekCodeCase>({
+            {"supplier", 1, kSupplier, "S01", "华强电子", "20"},
+            {"department", 1, kDepartment, "D01", "采购部", "24"},
+            {"quote in the number", 1, kSupplier, "O'Neil", "奥尼尔贸易", "23"},
+            {"goods", 1, kGoods, "G001", "螺丝刀", "1"},
+            {"sub-type", 2, 7, "T01", "增值税发票", "70"},
+            {"locked goods", 1, kGoods, "G004", "", ""},
+            {"locked supplier", 1, kSupplier, "S02", "", ""},
+            {"non-detail code", 1, kSupplier, "S", "", ""},
+            {"code of another class", 1, kDepartment, "S01", "", ""},
+            {"goods looked up as plain item", 1, kSupplier, "G001", "", ""},
+            {"supplier looked up as goods", 1, kGoods, "S01", "", ""},
+            {"prefix is not a match", 1, kSupplier, "S0", "", ""},
+            {"pattern is not a match", 1, kSupplier, "S%", "", ""},
+            {"pattern is not a match for goods", 1, kGoods, "G00_", "", ""},
+            {"unknown number with a quote", 1, kSupplier, "x' or '1'='1", "", ""},
+            {"goods number with a quote", 1, kGoods, "G001'", "", ""},
+            {"sub-type of another class", 2, 8, "T01", "", ""},
+        });
     }
 
     void seekCode()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(int, source);
-        QFETCH(int, classId);
-        QFETCH(QString, number);
-        QFETCH(QString, name);
-        QFETCH(QString, id);
+        QFETCH(SeekCodeCase, row);
+        auto [caseName, source, classId, number, name, id] = row;
 
         Env env(engine);
         // A successful goods lookup first, so every result field holds a

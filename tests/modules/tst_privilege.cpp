@@ -3,6 +3,7 @@
 
 #include "platform/DbError.h"
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QTest>
 
@@ -82,6 +83,9 @@ void addBills(Env &env, const QString &pattern)
 }
 } // namespace
 
+struct HasPrivilegeCase { const char *name; QString database; int admin; QString userId; QString code; bool granted; };
+Q_DECLARE_METATYPE(HasPrivilegeCase)
+
 class TestPrivilege : public QObject {
     Q_OBJECT
 
@@ -91,33 +95,27 @@ private slots:
     // database: "schema", "empty" (no privilege table), "missing" (no file).
     void hasPrivilege_data()
     {
-        QTest::addColumn<QString>("database");
-        QTest::addColumn<int>("admin");
-        QTest::addColumn<QString>("userId");
-        QTest::addColumn<QString>("code");
-        QTest::addColumn<bool>("granted");
         const QString user = QStringLiteral("2");
-        QTest::newRow("granted") << "schema" << 0 << user << "Q04" << true;
-        QTest::newRow("other code of the user") << "schema" << 0 << user << "Q03" << false;
-        QTest::newRow("code of another user") << "schema" << 0 << user << "Q21" << false;
-        QTest::newRow("no login recorded") << "schema" << 0 << "0" << "Q04" << false;
-        QTest::newRow("code without the prefix") << "schema" << 0 << user << "04" << false;
-        QTest::newRow("administrator, code granted to nobody") << "schema" << 1 << user << "Q21" << true;
-        QTest::newRow("administrator flag other than 1") << "schema" << 2 << user << "Q21" << false;
-        QTest::newRow("administrator needs no database") << "missing" << 1 << user << "Q03" << true;
-        // Errors: unlike the other routines, this path keeps the shared connection open.
-        QTest::newRow("no privilege table") << "empty" << 0 << user << "Q04" << false;
-        QTest::newRow("empty user id") << "schema" << 0 << QString() << "Q04" << false;
+        addCaseRows<HasPrivilegeCase>({
+            {"granted", "schema", 0, user, "Q04", true},
+            {"other code of the user", "schema", 0, user, "Q03", false},
+            {"code of another user", "schema", 0, user, "Q21", false},
+            {"no login recorded", "schema", 0, "0", "Q04", false},
+            {"code without the prefix", "schema", 0, user, "04", false},
+            {"administrator, code granted to nobody", "schema", 1, user, "Q21", true},
+            {"administrator flag other than 1", "schema", 2, user, "Q21", false},
+            {"administrator needs no database", "missing", 1, user, "Q03", true},
+            // Errors: unlike the other routines, this path keeps the shared connection open.
+            {"no privilege table", "empty", 0, user, "Q04", false},
+            {"empty user id", "schema", 0, QString(), "Q04", false},
+        });
     }
 
     void hasPrivilege()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(QString, database);
-        QFETCH(int, admin);
-        QFETCH(QString, userId);
-        QFETCH(QString, code);
-        QFETCH(bool, granted);
+        QFETCH(HasPrivilegeCase, row);
+        auto [caseName, database, admin, userId, code, granted] = row;
 
         Env env(engine, database == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
         if (database == u"schema") {

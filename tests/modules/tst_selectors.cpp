@@ -2,6 +2,7 @@
 
 #include "modules/ConnectionRoutines.h"
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -115,6 +116,10 @@ void typeText(QWidget *widget, const QString &text)
 }
 } // namespace
 
+// goods: else the supplier selector; downs: -1: a double-click instead of Enter; expected: empty: nothing chosen
+struct DialogByKeysCase { const char *name; bool goods; QString typed; int downs; bool escape; QString expected; };
+Q_DECLARE_METATYPE(DialogByKeysCase)
+
 class TestSelectors : public QObject {
     Q_OBJECT
 
@@ -206,32 +211,26 @@ private slots:
 
     void dialogByKeys_data()
     {
-        QTest::addColumn<bool>("goods"); // else the supplier selector
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<int>("downs"); // -1: a double-click instead of Enter
-        QTest::addColumn<bool>("escape");
-        QTest::addColumn<QString>("expected"); // empty: nothing chosen
-        QTest::newRow("goods, first row") << true << QString() << 0 << false << "A100";
-        QTest::newRow("goods, model then Down") << true << "M6" << 1 << false << "G002";
-        QTest::newRow("goods, Down stops at the end") << true << "g0" << 9 << false << "G005";
-        QTest::newRow("goods, name") << true << "垫" << 0 << false << "G005";
-        QTest::newRow("goods, double-click") << true << QString() << -1 << false << "G002";
-        QTest::newRow("goods, Enter on empty list") << true << "zz" << 1 << false << QString();
-        QTest::newRow("supplier, first row") << false << QString() << 0 << false << "S01";
-        QTest::newRow("supplier, number then Down") << false << "s0" << 1 << false << "S02";
-        QTest::newRow("supplier, name") << false << "acme" << 0 << false << "S04";
-        QTest::newRow("supplier, locked code not offered") << false << "停用" << 0 << false << QString();
-        QTest::newRow("supplier, Escape") << false << "S0" << 1 << true << QString();
+        addCaseRows<DialogByKeysCase>({
+            {"goods, first row", true, QString(), 0, false, "A100"},
+            {"goods, model then Down", true, "M6", 1, false, "G002"},
+            {"goods, Down stops at the end", true, "g0", 9, false, "G005"},
+            {"goods, name", true, "垫", 0, false, "G005"},
+            {"goods, double-click", true, QString(), -1, false, "G002"},
+            {"goods, Enter on empty list", true, "zz", 1, false, QString()},
+            {"supplier, first row", false, QString(), 0, false, "S01"},
+            {"supplier, number then Down", false, "s0", 1, false, "S02"},
+            {"supplier, name", false, "acme", 0, false, "S04"},
+            {"supplier, locked code not offered", false, "停用", 0, false, QString()},
+            {"supplier, Escape", false, "S0", 1, true, QString()},
+        });
     }
 
     void dialogByKeys()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(bool, goods);
-        QFETCH(QString, typed);
-        QFETCH(int, downs);
-        QFETCH(bool, escape);
-        QFETCH(QString, expected);
+        QFETCH(DialogByKeysCase, row);
+        auto [caseName, goods, typed, downs, escape, expected] = row;
         Env env(engine);
         session().intPriceNumber = 3;
         QString title;

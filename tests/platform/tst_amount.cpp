@@ -1,11 +1,15 @@
 #include "platform/Amount.h"
 #include "platform/VbConvert.h"
 #include "support/TestDatabase.h"
+#include "support/CaseRows.h"
 
 #include <QRandomGenerator>
 #include <QTest>
 
 #include <limits>
+
+struct ArithmeticCase { const char *name; QString op; QString a; QString b; QString expected; };
+Q_DECLARE_METATYPE(ArithmeticCase)
 
 class TestAmount : public QObject {
     Q_OBJECT
@@ -54,41 +58,38 @@ private slots:
     // Arithmetic on units; "out" is the out-of-range amount.
     void arithmetic_data()
     {
-        QTest::addColumn<QString>("op");
-        QTest::addColumn<QString>("a");
-        QTest::addColumn<QString>("b");
-        QTest::addColumn<QString>("expected");
         const QString max = QString::number(INT64_MAX);
         const QString min = QString::number(-INT64_MAX);
-        QTest::newRow("add to the largest") << "+" << QString::number(INT64_MAX - 1) << "1" << max;
-        QTest::newRow("add beyond") << "+" << max << "1" << "out";
-        QTest::newRow("entries of 900 trillion") << "+" << "9000000000000000000" << "9000000000000000000" << "out";
-        QTest::newRow("add below") << "+" << min << min << "out";
-        QTest::newRow("subtract to the smallest") << "-" << QString::number(-INT64_MAX + 1) << "1" << min;
-        QTest::newRow("subtract onto the marker") << "-" << min << "1" << "out";
-        QTest::newRow("subtract beyond") << "-" << max << "-1" << "out";
-        QTest::newRow("negate the largest") << "neg" << max << "" << min;
-        QTest::newRow("abs of the smallest") << "abs" << min << "" << max;
-        QTest::newRow("times a whole") << "*" << "12345" << "-3" << "-37035";
-        QTest::newRow("times a whole beyond") << "*" << QString::number(INT64_MAX / 2 + 1) << "2" << "out";
-        QTest::newRow("product rounded") << "times" << "15000" << "3333" << "5000"; // 1.5 x 0.3333 to 2 places
-        QTest::newRow("product beyond") << "times" << "1000000000000" << "1000000000000" << "out";
-        QTest::newRow("largest times one, to 2 places") << "times" << max << "10000" << "9223372036854775800";
-        QTest::newRow("whole number beyond") << "int" << "1000000000000000" << "" << "out";
-        QTest::newRow("whole number at the edge") << "int" << "922337203685477" << "" << "9223372036854770000";
-        QTest::newRow("out plus 1") << "+" << "out" << "1" << "out";
-        QTest::newRow("1 minus out") << "-" << "1" << "out" << "out";
-        QTest::newRow("out negated") << "neg" << "out" << "" << "out";
-        QTest::newRow("out abs") << "abs" << "out" << "" << "out";
-        QTest::newRow("out times 1") << "*" << "out" << "1" << "out";
-        QTest::newRow("zero times out") << "times" << "0" << "out" << "out";
+        addCaseRows<ArithmeticCase>({
+            {"add to the largest", "+", QString::number(INT64_MAX - 1), "1", max},
+            {"add beyond", "+", max, "1", "out"},
+            {"entries of 900 trillion", "+", "9000000000000000000", "9000000000000000000", "out"},
+            {"add below", "+", min, min, "out"},
+            {"subtract to the smallest", "-", QString::number(-INT64_MAX + 1), "1", min},
+            {"subtract onto the marker", "-", min, "1", "out"},
+            {"subtract beyond", "-", max, "-1", "out"},
+            {"negate the largest", "neg", max, "", min},
+            {"abs of the smallest", "abs", min, "", max},
+            {"times a whole", "*", "12345", "-3", "-37035"},
+            {"times a whole beyond", "*", QString::number(INT64_MAX / 2 + 1), "2", "out"},
+            {"product rounded", "times", "15000", "3333", "5000"},
+            // 1.5 x 0.3333 to 2 places
+            {"product beyond", "times", "1000000000000", "1000000000000", "out"},
+            {"largest times one, to 2 places", "times", max, "10000", "9223372036854775800"},
+            {"whole number beyond", "int", "1000000000000000", "", "out"},
+            {"whole number at the edge", "int", "922337203685477", "", "9223372036854770000"},
+            {"out plus 1", "+", "out", "1", "out"},
+            {"1 minus out", "-", "1", "out", "out"},
+            {"out negated", "neg", "out", "", "out"},
+            {"out abs", "abs", "out", "", "out"},
+            {"out times 1", "*", "out", "1", "out"},
+            {"zero times out", "times", "0", "out", "out"},
+        });
     }
     void arithmetic()
     {
-        QFETCH(QString, op);
-        QFETCH(QString, a);
-        QFETCH(QString, b);
-        QFETCH(QString, expected);
+        QFETCH(ArithmeticCase, row);
+        auto [caseName, op, a, b, expected] = row;
         auto amount = [](const QString &units) {
             return units == u"out" ? Amount::outOfRange() : Amount::fromUnits(units.toLongLong());
         };

@@ -1,5 +1,6 @@
 #include "platform/IniFile.h"
 #include "platform/SettingsStore.h"
+#include "support/CaseRows.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,6 +9,10 @@
 #include <QTest>
 
 #include <sys/stat.h>
+
+// before: -1: no file yet; folderAfter: -1: the folder existed
+struct FileModesCase { const char *name; bool settingsStore; int before; int after; int folderAfter; };
+Q_DECLARE_METATYPE(FileModesCase)
 
 class TestIniFile : public QObject {
     Q_OBJECT
@@ -59,22 +64,18 @@ private slots:
     // owner's alone however it was before; other files keep their rights.
     void fileModes_data()
     {
-        QTest::addColumn<bool>("settingsStore");
-        QTest::addColumn<int>("before"); // -1: no file yet
-        QTest::addColumn<int>("after");
-        QTest::addColumn<int>("folderAfter"); // -1: the folder existed
-        QTest::newRow("new settings store") << true << -1 << 0600 << 0700;
-        QTest::newRow("settings store readable by all") << true << 0644 << 0600 << -1;
-        QTest::newRow("settings store writable by all") << true << 0666 << 0600 << -1;
-        QTest::newRow("settings store already private") << true << 0600 << 0600 << -1;
-        QTest::newRow("shared file keeps its rights") << false << 0640 << 0640 << -1;
+        addCaseRows<FileModesCase>({
+            {"new settings store", true, -1, 0600, 0700},
+            {"settings store readable by all", true, 0644, 0600, -1},
+            {"settings store writable by all", true, 0666, 0600, -1},
+            {"settings store already private", true, 0600, 0600, -1},
+            {"shared file keeps its rights", false, 0640, 0640, -1},
+        });
     }
     void fileModes()
     {
-        QFETCH(bool, settingsStore);
-        QFETCH(int, before);
-        QFETCH(int, after);
-        QFETCH(int, folderAfter);
+        QFETCH(FileModesCase, row);
+        auto [caseName, settingsStore, before, after, folderAfter] = row;
         QTemporaryDir dir;
         qputenv("XDG_CONFIG_HOME", dir.path().toUtf8());
         const QString path = settingsStore ? SettingsStore::filePath(QStringLiteral("Velkam")) : dir.filePath(QStringLiteral("SetupInfo.ini"));

@@ -1,6 +1,7 @@
 #include "platform/DbError.h"
 #include "support/QuerySqlSamples.h"
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QTest>
 
@@ -11,6 +12,10 @@ namespace {
 // Keeps a statement to kTypedBills, which are dated before every demo bill.
 const QString kSeededOnly = QStringLiteral(" and fdate<'2002-01-01'");
 } // namespace
+// A value typed on a page ("grid", "simple") for a field with an operator,
+// and the bill numbers it finds.
+struct TypedValue { const char *name; QString page, field, op, value; QStringList expected; };
+Q_DECLARE_METATYPE(TypedValue)
 
 // Every kind of statement the query builders produce — each operator of each
 // value kind, both connectors, every code of every fixed list, the simple
@@ -76,19 +81,7 @@ private slots:
     // bills holding it, and the bills are the same afterwards.
     void typedValuesAreData_data()
     {
-        QTest::addColumn<QString>("page"); // "grid", "simple"
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("op");
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QStringList>("expected"); // bill numbers
-        const struct {
-            const char *name;
-            const char *page;
-            const char *field;
-            const char *op;
-            QString value;
-            QStringList expected;
-        } cases[] = {
+        addCaseRows<TypedValue>({
             {"number with a quote", "grid", "fbillno", "等于", "CGFP-O'K-001", {"CGFP-O'K-001"}},
             {"quote in a note", "grid", "fNote", "包含", "O'K", {"CGFP-O'K-001"}},
             {"percent in a note", "grid", "fNote", "包含", "50%", {"CGFP-50%-002"}},
@@ -114,17 +107,12 @@ private slots:
             {"simple page backslash", "simple", "fNote", "", "\\", {"CGFP-BS-006"}},
             {"simple page always true", "simple", "fNote", "", kAlwaysTrue, {"CGFP-OR-011"}},
             {"simple page delete", "simple", "fNote", "", kDeleteBills, {"CGFP-DEL-012"}},
-        };
-        for (const auto &c : cases)
-            QTest::newRow(c.name) << c.page << c.field << c.op << c.value << c.expected;
+        });
     }
     void typedValuesAreData()
     {
-        QFETCH(QString, page);
-        QFETCH(QString, field);
-        QFETCH(QString, op);
-        QFETCH(QString, value);
-        QFETCH(QStringList, expected);
+        QFETCH(TypedValue, row);
+        auto [caseName, page, field, op, value, expected] = row;
         ConditionTable grid;
         grid.setRowTexts(1, {QString(), field, field, "2", op, operatorSymbols(2).value(operatorNames(2).indexOf(op)), value, "0", "", "0"});
         for (auto &[engine, db] : m_db) {

@@ -2,11 +2,14 @@
 
 #include "report/ReportDesigner.h"
 #include "report/ReportFile.h"
+#include "platform/Prompt.h"
 
 #include <QAction>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QGraphicsView>
 #include <QLineEdit>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -29,6 +32,44 @@ void drag(QGraphicsView *view, QPointF from, QPointF to)
         QApplication::sendEvent(viewport, &move);
     }
     QTest::mouseRelease(viewport, Qt::LeftButton, Qt::NoModifier, b);
+}
+
+// "reportHeader:1,detail:2" as item references.
+QVector<ReportDesigner::ItemRef> refs(const QString &text)
+{
+    QVector<ReportDesigner::ItemRef> out;
+    for (const QString &part : text.split(u',', Qt::SkipEmptyParts)) {
+        const QStringList p = part.split(u':');
+        for (int k = 0; k < BandKindCount; ++k)
+            if (bandKindKey(BandKind(k)) == p[0])
+                out.append({BandKind(k), p[1].toInt()});
+    }
+    return out;
+}
+
+// One property of an item as text.
+QString property(const ReportItem &item, const QString &name)
+{
+    const QRect g = item.geometry;
+    const QString values[] = {
+        item.font.underline ? "underline" : "", item.color, item.fillColor,
+        QString::number(item.kind == ItemKind::Text ? item.frame.width : item.lineWidth), lineStyleKey(item.lineStyle),
+        QStringList{"top", "center", "bottom"}[int(item.valign)],
+        QStringLiteral("%1 %2 %3 %4").arg(g.x()).arg(g.y()).arg(g.width()).arg(g.height())};
+    static const QStringList names{"underline", "color", "fill", "lineWidth", "lineStyle", "valign", "geometry"};
+    return values[names.indexOf(name)];
+}
+
+// Triggers an action, or "actLineWidth/lineWidth5": an entry of its menu.
+void trigger(ReportDesigner *designer, const QString &path)
+{
+    const QStringList parts = path.split(u'/');
+    QAction *a = designer->action(parts[0]);
+    QVERIFY2(a && !a->toolTip().isEmpty(), qPrintable(path));
+    if (parts.size() > 1)
+        a = a->menu()->findChild<QAction *>(parts[1]);
+    QVERIFY2(a, qPrintable(path));
+    a->trigger();
 }
 
 } // namespace
@@ -88,10 +129,10 @@ private slots:
         QVERIFY(designer->isModified());
         QCOMPARE(modified.count(), 1);
 
-        designer->findChild<QAction *>(QStringLiteral("Undo"))->trigger();
+        designer->findChild<QAction *>(QStringLiteral("actUndo"))->trigger();
         QVERIFY(designer->reportTemplate() == original);
         QVERIFY(!designer->isModified());
-        designer->findChild<QAction *>(QStringLiteral("Redo"))->trigger();
+        designer->findChild<QAction *>(QStringLiteral("actRedo"))->trigger();
         QCOMPARE(designer->reportTemplate().band(BandKind::Summary).items.size(), before + 1);
     }
 
@@ -102,8 +143,8 @@ private slots:
         QTest::addColumn<QStringList>("actions");
         QTest::newRow("untouched") << QStringList{};
         QTest::newRow("modified") << QStringList{QStringLiteral("InsertText")};
-        QTest::newRow("modified and undone") << QStringList{QStringLiteral("InsertText"), QStringLiteral("Undo")};
-        QTest::newRow("two changes, one undone") << QStringList{QStringLiteral("InsertLine"), QStringLiteral("InsertBox"), QStringLiteral("Undo")};
+        QTest::newRow("modified and undone") << QStringList{QStringLiteral("InsertText"), QStringLiteral("actUndo")};
+        QTest::newRow("two changes, one undone") << QStringList{QStringLiteral("InsertLine"), QStringLiteral("InsertBox"), QStringLiteral("actUndo")};
     }
     void destructionSignalsNothing()
     {
@@ -240,6 +281,140 @@ private slots:
         QCOMPARE(designer->bandRect(BandKind::ReportHeader).left(), 0.0);
         QVERIFY(designer->bandRect(BandKind::PageFooter).bottom() < footer.bottom());
         QVERIFY(!designer->isModified());
+    }
+
+    // Each formatting command changes the selected items it applies to in
+    // one undoable step.
+    void formatSelection_data()
+    {
+        QTest::addColumn<QString>("selection"); // the last one is the anchor
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<QStringList>("expected"); // per selected item, in order
+        using L = QStringList;
+        QTest::newRow("underline two") << "detail:1,detail:2" << "actUnderline" << "underline" << L{"underline", "underline"};
+        QTest::newRow("text colour, line colour") << "detail:1,reportHeader:1" << "actTextColor" << "color" << L{"#c00000", "#c00000"};
+        QTest::newRow("fill: not for a line") << "reportHeader:0,reportHeader:1" << "actFillColor" << "fill" << L{"#c00000", ""};
+        QTest::newRow("line width: pen and frame") << "reportHeader:1,detail:1" << "actLineWidth/lineWidth5" << "lineWidth" << L{"5", "5"};
+        QTest::newRow("dash: not for text") << "reportHeader:0,reportHeader:1" << "actLineStyle/lineStyleDash" << "lineStyle" << L{"solid", "dash"};
+        QTest::newRow("bottom") << "detail:1,detail:2" << "actVAlignBottom" << "valign" << L{"bottom", "bottom"};
+        // Report header: 3 at (600,150) 600 x 60, 5 at (0,220) 1200 x 60, 6 at (1200,220) 600 x 60.
+        QTest::newRow("align left") << "reportHeader:3,reportHeader:6" << "actAlignLeft" << "geometry" << L{"600 150 600 60", "600 220 600 60"};
+        QTest::newRow("align right") << "reportHeader:3,reportHeader:6" << "actAlignRight" << "geometry" << L{"1200 150 600 60", "1200 220 600 60"};
+        QTest::newRow("align top") << "reportHeader:3,reportHeader:6" << "actAlignTop" << "geometry" << L{"600 150 600 60", "1200 150 600 60"};
+        QTest::newRow("align bottom") << "reportHeader:3,reportHeader:6" << "actAlignBottom" << "geometry" << L{"600 220 600 60", "1200 220 600 60"};
+        QTest::newRow("same width as the anchor") << "reportHeader:3,reportHeader:5" << "actSameWidth" << "geometry" << L{"600 150 1200 60", "0 220 1200 60"};
+        QTest::newRow("same width, other anchor") << "reportHeader:5,reportHeader:3" << "actSameWidth" << "geometry" << L{"0 220 600 60", "600 150 600 60"};
+        QTest::newRow("same height") << "reportHeader:3,reportHeader:0" << "actSameHeight" << "geometry" << L{"600 150 600 120", "0 0 1800 120"};
+        QTest::newRow("align needs two") << "reportHeader:3" << "actAlignBottom" << "geometry" << L{"600 150 600 60"};
+    }
+    void formatSelection()
+    {
+        QFETCH(QString, selection);
+        QFETCH(QString, action);
+        QFETCH(QString, property);
+        QFETCH(QStringList, expected);
+        designer->setColorChooser([](const QString &, const QString &) { return QStringLiteral("#c00000"); });
+        const auto selected = refs(selection);
+        designer->selectItems(selected);
+        trigger(designer.get(), action);
+        QStringList got;
+        for (const auto &r : selected)
+            got << ::property(designer->reportTemplate().band(r.band).items[r.index], property);
+        QCOMPARE(got, expected);
+        QCOMPARE(designer->undoStack()->count(), designer->reportTemplate() == original ? 0 : 1);
+        trigger(designer.get(), QStringLiteral("actUndo"));
+        QVERIFY(designer->reportTemplate() == original);
+    }
+
+    // Copied items paste into their own bands, each paste one step further
+    // down and right, selected; the clipboard also gets their text.
+    void copyAndPaste_data()
+    {
+        QTest::addColumn<QString>("selection");
+        QTest::addColumn<int>("pastes");
+        QTest::newRow("one text") << "detail:1" << 1;
+        QTest::newRow("two bands, pasted twice") << "reportHeader:1,detail:2" << 2;
+    }
+    void copyAndPaste()
+    {
+        QFETCH(QString, selection);
+        QFETCH(int, pastes);
+        const auto selected = refs(selection);
+        designer->selectItems(selected);
+        QTest::keyClick(designer->view(), Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QApplication::clipboard()->text(), original.band(selected.last().band).items[selected.last().index].text);
+        for (int n = 1; n <= pastes; ++n) {
+            QTest::keyClick(designer->view(), Qt::Key_V, Qt::ControlModifier);
+            QVector<ReportDesigner::ItemRef> pasted;
+            for (const auto &r : selected) {
+                const Band &band = designer->reportTemplate().band(r.band);
+                const int index = int(original.band(r.band).items.size()) + n - 1;
+                pasted.append({r.band, index});
+                ReportItem expected = original.band(r.band).items[r.index];
+                expected.geometry.translate(20 * n, 20 * n);
+                QVERIFY(band.items.value(index) == expected);
+            }
+            QCOMPARE(designer->selectedItems(), pasted);
+        }
+        QCOMPARE(designer->undoStack()->count(), pastes);
+        for (int n = 0; n < pastes; ++n)
+            QTest::keyClick(designer->view(), Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(designer->reportTemplate() == original);
+    }
+
+    void zoom_data()
+    {
+        QTest::addColumn<QStringList>("actions");
+        QTest::addColumn<int>("zoom");
+        QTest::newRow("in twice") << QStringList{"actZoomIn", "actZoomIn"} << 150;
+        QTest::newRow("out to the least") << QStringList(5, "actZoomOut") << 25;
+        QTest::newRow("in to the most") << QStringList(12, "actZoomIn") << 400;
+        QTest::newRow("in and out") << QStringList{"actZoomIn", "actZoomOut", "actZoomOut"} << 75;
+    }
+    void zoom()
+    {
+        QFETCH(QStringList, actions);
+        QFETCH(int, zoom);
+        designer->setZoom(100);
+        const double full = designer->view()->transform().m11();
+        for (const QString &a : actions)
+            designer->action(a)->trigger();
+        QCOMPARE(designer->zoom(), zoom);
+        QCOMPARE(designer->view()->transform().m11(), full * zoom / 100);
+        QCOMPARE(designer->action(QStringLiteral("actZoomIn"))->isEnabled(), zoom < 400);
+        QCOMPARE(designer->action(QStringLiteral("actZoomOut"))->isEnabled(), zoom > 25);
+        QVERIFY(!designer->isModified());
+    }
+
+    // An import replaces the template as one undoable step; a file that is
+    // no template says why and changes nothing.
+    void importTemplate_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        ReportTemplate other = samples::invoiceTemplate();
+        other.band(BandKind::Detail).items.removeLast();
+        QTest::newRow("template") << templateToJson(other);
+        QTest::newRow("not a template") << QByteArray("<report/>");
+    }
+    void importTemplate()
+    {
+        QFETCH(QByteArray, content);
+        QTemporaryDir dir;
+        QFile file(dir.filePath(QStringLiteral("模板.grf")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        file.close();
+        Prompt::RecordingResponder prompts;
+        Prompt::setResponder(&prompts);
+        prompts.fileNames.push_back(file.fileName());
+        trigger(designer.get(), QStringLiteral("actImportTemplate"));
+        Prompt::setResponder(nullptr);
+        const auto imported = templateFromJson(content);
+        QCOMPARE(prompts.messageTexts().size(), imported ? 0 : 1);
+        QVERIFY(designer->reportTemplate() == (imported ? *imported : original));
+        QCOMPARE(designer->isModified(), bool(imported));
+        designer->undoStack()->undo();
+        QVERIFY(designer->reportTemplate() == original);
     }
 
     void saveAndLoad()

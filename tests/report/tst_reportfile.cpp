@@ -45,7 +45,7 @@ ReportTemplate everyKindOfItem()
     ReportItem t = samples::text(-5, 1, 333, 72, QStringLiteral("[fqty|#,##0.00] [[x] 数量\n第二行"), HAlign::Right, true);
     t.name = QStringLiteral("txtQty");
     t.format = QStringLiteral("0.00;-0.00;");
-    t.font = FontSpec{QStringLiteral("Noto Sans CJK SC"), 12.25, true, true};
+    t.font = FontSpec{QStringLiteral("Noto Sans CJK SC"), 12.25, true, true, true};
     t.valign = VAlign::Bottom;
     t.frame = Frame{true, false, true, false, 7};
     t.wordWrap = true;
@@ -56,11 +56,13 @@ ReportTemplate everyKindOfItem()
     line.kind = ItemKind::Line;
     line.geometry = QRect(0, 72, 1000, 0);
     line.lineWidth = 5;
+    line.lineStyle = LineStyle::Dash;
     ReportItem box;
     box.kind = ItemKind::Rect;
     box.geometry = QRect(10, 10, 50, 50);
     box.fillColor = QStringLiteral("#00ff00");
     box.lineWidth = 0;
+    box.lineStyle = LineStyle::Dot;
     ReportItem image;
     image.kind = ItemKind::Image;
     image.geometry = QRect(100, 0, 80, 40);
@@ -155,12 +157,17 @@ private slots:
         QVERIFY(templateFromJson("\xEF\xBB\xBF" + validJson()));
 
         const QByteArray minimal = R"({"format":"purfp-report","version":1,"page":{"width":2100,"height":2970},
-            "bands":[{"kind":"detail","height":50,"items":[{"type":"text","x":0,"y":0,"width":100,"height":50}]}]})";
+            "bands":[{"kind":"detail","height":50,"items":[{"type":"text","x":0,"y":0,"width":100,"height":50},
+            {"type":"line","x":0,"y":0,"width":100,"height":0}]}]})";
         QString text;
         const auto tpl = templateFromJson(minimal, &text);
         QVERIFY2(tpl, qPrintable(text));
         QCOMPARE(tpl->fontFamily, QStringLiteral("Noto Sans CJK SC"));
-        QCOMPARE(tpl->band(BandKind::Detail).items.size(), 1);
+        // A template from before underline and line styles looks as it did.
+        const QVector<ReportItem> &items = tpl->band(BandKind::Detail).items;
+        QCOMPARE(items.size(), 2);
+        QVERIFY(!items[0].font.underline && !items[0].font.italic);
+        QVERIFY(items[1].lineStyle == LineStyle::Solid);
         QCOMPARE(tpl->band(BandKind::Summary).height, 0);
         QCOMPARE(tpl->page.margins, Margins());
     }
@@ -189,6 +196,8 @@ private slots:
         QTest::newRow("fractional x") << withValue(QStringLiteral("bands.3.items.0.x"), 1.5) << "bands[3].items[0].x";
         QTest::newRow("negative width") << withValue(QStringLiteral("bands.3.items.0.width"), -10) << "width";
         QTest::newRow("bold as text") << withValue(QStringLiteral("bands.3.items.0.font.bold"), QStringLiteral("yes")) << "font.bold";
+        QTest::newRow("unknown line style") << withValue(QStringLiteral("bands.0.items.1.lineStyle"), QStringLiteral("wavy")) << "bands[0].items[1].lineStyle";
+        QTest::newRow("underline as number") << withValue(QStringLiteral("bands.3.items.0.font.underline"), 1) << "font.underline";
         QTest::newRow("bad colour") << withValue(QStringLiteral("bands.3.items.0.color"), QStringLiteral("#zz")) << "颜色";
         QTest::newRow("item not an object") << withValue(QStringLiteral("bands.3.items.0"), 5) << "items[0]";
         const QByteArray image = withValue(QStringLiteral("bands.0.items.1.type"), QStringLiteral("image"));

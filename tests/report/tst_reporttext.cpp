@@ -88,6 +88,23 @@ private slots:
         QTest::newRow("date without format") << QVariant(QDate(2024, 3, 5)) << "" << "2024-03-05";
         QTest::newRow("text that is no date") << QVariant(QStringLiteral("not a date")) << "yyyy-MM-dd" << "not a date";
         QTest::newRow("number with a date format") << QVariant(12) << "yyyy-MM-dd" << "12";
+        // Capital numerals: 整 without jiao and fen, one 零 for a run of
+        // skipped places, 负 before a negative amount.
+        QTest::newRow("words") << QVariant(1234.56) << "大写金额" << "壹仟贰佰叁拾肆元伍角陆分";
+        QTest::newRow("words: zero") << QVariant(0) << "大写金额" << "零元整";
+        QTest::newRow("words: fen only") << QVariant(0.05) << "大写金额" << "伍分";
+        QTest::newRow("words: ten") << QVariant(10) << "大写金额" << "壹拾元整";
+        QTest::newRow("words: jiao after zeros") << QVariant(QStringLiteral("100.10")) << "大写金额" << "壹佰元壹角";
+        QTest::newRow("words: zero jiao before fen") << QVariant(1000.01) << "大写金额" << "壹仟元零壹分";
+        QTest::newRow("words: empty groups") << QVariant(100000) << "大写金额" << "壹拾万元整";
+        QTest::newRow("words: zero inside a group") << QVariant(10010000.5) << "大写金额" << "壹仟零壹万元伍角";
+        QTest::newRow("words: empty ten-thousands place") << QVariant(105000) << "大写金额" << "壹拾万零伍仟元整";
+        QTest::newRow("words: negative") << QVariant(-12.3) << "大写金额" << "负壹拾贰元叁角";
+        QTest::newRow("words: hundred million and one") << QVariant(100000001) << "大写金额" << "壹亿零壹元整";
+        QTest::newRow("words: trillions") << QVariant(QStringLiteral("1000000050000")) << "大写金额" << "壹万亿零伍万元整";
+        QTest::newRow("words: half a fen rounds up") << QVariant(QStringLiteral("0.005")) << "大写金额" << "壹分";
+        QTest::newRow("words: negative rounding to zero") << QVariant(-0.004) << "大写金额" << "零元整";
+        QTest::newRow("words: text that is no number") << QVariant(QStringLiteral("abc")) << "大写金额" << "abc";
     }
     void formatValue()
     {
