@@ -40,18 +40,32 @@ RawEngine::~RawEngine()
         PQfinish(m_pg);
 }
 
-RawResult RawEngine::query(const QString &sql)
+// The positions of the named columns among `names`, or every position.
+static std::vector<int> pickColumns(const QStringList &names, const QStringList &wanted)
+{
+    std::vector<int> picked;
+    for (int i = 0; i < names.size(); ++i)
+        if (wanted.isEmpty() || wanted.contains(names[i], Qt::CaseInsensitive))
+            picked.push_back(i);
+    return picked;
+}
+
+RawResult RawEngine::query(const QString &sql, const QStringList &columns)
 {
     RawResult result;
     const QByteArray text = sql.toUtf8();
+    QStringList names;
     if (m_engine == DbEngine::SQLite) {
         sqlite3_stmt *stmt = nullptr;
         if (sqlite3_prepare_v2(m_sqlite, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK)
             fail("prepare", sqlite3_errmsg(m_sqlite));
-        result.columns = sqlite3_column_count(stmt);
+        for (int c = 0; c < sqlite3_column_count(stmt); ++c)
+            names << QString::fromUtf8(sqlite3_column_name(stmt, c));
+        const std::vector<int> picked = pickColumns(names, columns);
+        result.columns = int(picked.size());
         while (sqlite3_step(stmt) == SQLITE_ROW) {
             ++result.rows;
-            for (int c = 0; c < result.columns; ++c) {
+            for (int c : picked) {
                 switch (sqlite3_column_type(stmt, c)) {
                 case SQLITE_INTEGER:
                 case SQLITE_FLOAT:
@@ -71,9 +85,12 @@ RawResult RawEngine::query(const QString &sql)
     if (PQresultStatus(res) != PGRES_TUPLES_OK)
         fail("query", PQerrorMessage(m_pg));
     result.rows = PQntuples(res);
-    result.columns = PQnfields(res);
+    for (int c = 0; c < PQnfields(res); ++c)
+        names << QString::fromUtf8(PQfname(res, c));
+    const std::vector<int> picked = pickColumns(names, columns);
+    result.columns = int(picked.size());
     for (int r = 0; r < result.rows; ++r)
-        for (int c = 0; c < result.columns; ++c) {
+        for (int c : picked) {
             if (PQgetisnull(res, r, c))
                 continue;
             const Oid type = PQftype(res, c);

@@ -5,6 +5,7 @@
 #include "platform/ConnectionString.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <string>
 #include <vector>
@@ -33,8 +34,9 @@ public:
 
     DbEngine engine() const { return m_engine; }
     // Runs a statement written for this engine (already translated) and
-    // reads every column of every row.
-    RawResult query(const QString &sql);
+    // reads every column of every row, or only the named ones (names
+    // compared without regard to case).
+    RawResult query(const QString &sql, const QStringList &columns = {});
     // Runs a statement that returns no rows; exits on failure.
     void exec(const QString &sql);
     // Runs one statement many times with the given parameter rows, prepared

@@ -18,4 +18,9 @@ int runTour(const QStringList &args);
 // purfp uninvoiced [--supplier CODE] [--as-of yyyy-MM-dd] [--csv]: the
 // stock-in bills received but not yet invoiced, per supplier.
 int runUninvoiced(const QStringList &args);
+// purfp print --ids ID,ID,... --pdf FILE: the invoices with those internal
+// ids into one PDF through the default template, each on new pages, in the
+// order given; exits 1 with the reason (nothing written) when an id names
+// no invoice, 2 for wrong arguments.
+int runPrint(const QStringList &args);
 void printUsage();

@@ -231,7 +231,8 @@ int runInit(const QStringList &args)
             DatabaseSetup::dropSchema(conn);
         QElapsedTimer timer;
         timer.start();
-        DatabaseSetup::createSchema(conn);
+        if (!o.demo)
+            DatabaseSetup::createSchema(conn);
         if (o.demo) {
             const DemoOptions options = o.scale > 0 ? DemoOptions::scaled(o.scale) : DemoOptions();
             DemoOptions seeded = options;
@@ -248,7 +249,7 @@ int runInit(const QStringList &args)
                 std::fprintf(stderr, "  %s %d/%d (%d%%), 每秒 %.0f 张\n", qPrintable(what), done, total,
                              total > 0 ? int(qint64(done) * 100 / total) : 100, done / seconds);
             };
-            const DemoSummary summary = generateDemoData(conn, seeded);
+            const DemoSummary summary = createDemoDatabase(conn, seeded);
             std::printf("演示数据: %d 张入库单, %d 张采购发票 (%.1f 秒)\n", summary.stockBills, summary.invoices,
                         timer.elapsed() / 1000.0);
         }

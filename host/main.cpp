@@ -32,6 +32,7 @@ int main(int argc, char **argv)
     if (args.isEmpty() || args[0] == u"--help" || args[0] == u"-h" || args[0] == u"help") {
         printUsage();
         std::printf("  purfp uninvoiced [--supplier 供应商代码] [--as-of yyyy-MM-dd] [--csv]    (已入库未开票的入库单)\n");
+        std::printf("  purfp print --ids 单据内码,单据内码,... --pdf 文件    (按默认模板把这些发票打印到一个 PDF, 每张另起一页)\n");
         std::printf("  purfp tour --out 目录    (无显示器时走一遍各窗体, 图片、PDF 和 Excel 文件写入该目录)\n");
         std::printf("  连接字符串不含 Pwd 时, init 从环境变量 PURFP_DB_PASSWORD 取密码, 或加 --password-stdin 从标准输入读一行\n");
         return args.isEmpty() ? 2 : 0;
@@ -44,6 +45,8 @@ int main(int argc, char **argv)
         return runTour(args);
     if (command == u"uninvoiced")
         return runUninvoiced(args);
+    if (command == u"print")
+        return runPrint(args);
     args.prepend(command);
     return runMethod(args);
 }

@@ -1,18 +1,14 @@
 #include "list/BillListModel.h"
 
 #include "platform/Connection.h"
-#include "platform/DbError.h"
 #include "platform/Recordset.h"
 
 #include <QFont>
 #include <QSet>
-#include <QSqlError>
-#include <QSqlField>
-#include <QSqlQuery>
-#include <QSqlRecord>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace {
 const QString kInterIdField = QStringLiteral("finterid");
@@ -164,47 +160,6 @@ QString plainText(const QVariant &value)
     return Recordset::variantText(value);
 }
 
-bool isVoidValue(const QVariant &value)
-{
-    if (value.isNull())
-        return false;
-    if (value.typeId() == QMetaType::Bool)
-        return value.toBool();
-    if (value.typeId() == QMetaType::LongLong || value.typeId() == QMetaType::Int) {
-        const qint64 n = value.toLongLong();
-        return n == 1 || n == -1;
-    }
-    const QString text = Recordset::variantText(value).trimmed().toLower();
-    return text == u"1" || text == u"-1" || text == u"true";
-}
-
-bool isOne(const QVariant &value)
-{
-    if (value.isNull())
-        return false;
-    bool ok = false;
-    const qint64 n = value.toLongLong(&ok);
-    if (ok)
-        return n == 1;
-    return Recordset::variantText(value).trimmed() == u"1";
-}
-
-// An amount as exact decimals. Doubles with at most four decimals (all that
-// the database keeps) are converted arithmetically; anything else goes
-// through the exact text conversion.
-Amount exactAmount(const QVariant &value)
-{
-    if (value.typeId() == QMetaType::Double) {
-        const double scaled = value.toDouble() * double(Amount::Scale);
-        if (std::isfinite(scaled) && std::fabs(scaled) < 1e15) {
-            const double nearest = std::nearbyint(scaled);
-            if (std::fabs(scaled - nearest) <= 1e-3)
-                return Amount::fromUnits(std::int64_t(nearest));
-        }
-    }
-    return Amount::fromVariant(value);
-}
-
 Qt::Alignment alignmentOf(int align)
 {
     switch (align) {
@@ -296,121 +251,42 @@ void BillListModel::setColumns(const QList<ListColumn> &columns)
 {
     beginResetModel();
     m_columns = columns;
-    m_cells.clear();
-    m_flags.clear();
-    m_totals.assign(size_t(m_columns.size()), Amount());
+    dropRows();
     m_numeric.clear();
-    m_rows = 0;
-    m_bills = 0;
-    m_filled = false;
     endResetModel();
 }
 
-void BillListModel::clearRows()
+void BillListModel::dropRows()
 {
-    setColumns(m_columns);
-}
-
-void BillListModel::fill(Connection &conn, const QString &statement)
-{
-    // Read straight from the engine into the rows: a forward-only query
-    // holds one row at a time, where a recordset would keep a second copy of
-    // the whole result. The statement runs before the rows are dropped, so
-    // one the engine refuses leaves the list as it was.
-    QSqlQuery query = conn.forwardQuery(statement);
-
-    beginResetModel();
-    m_cells.clear();
-    m_cells.shrink_to_fit();
+    m_values.assign(size_t(m_columns.size()), ListColumnValues());
     m_flags.clear();
     m_flags.shrink_to_fit();
     m_totals.assign(size_t(m_columns.size()), Amount());
     m_rows = 0;
     m_bills = 0;
     m_filled = false;
+}
 
-    try {
-        const QSqlRecord record = query.record();
-        const int columnCount = int(m_columns.size());
-        std::vector<int> source(size_t(columnCount), -1);
-        std::vector<int> summed;
-        m_numeric.assign(size_t(columnCount), false);
-        for (int c = 0; c < columnCount; ++c) {
-            source[size_t(c)] = record.indexOf(m_columns[c].field);
-            if (source[size_t(c)] >= 0) {
-                const int type = record.field(source[size_t(c)]).metaType().id();
-                m_numeric[size_t(c)] = type == QMetaType::Double || type == QMetaType::Float;
-            }
-            if (m_columns[c].sum && source[size_t(c)] >= 0)
-                summed.push_back(c);
-        }
-        const int statusColumn = record.indexOf(QStringLiteral("fstatus"));
-        const int voidColumn = record.indexOf(QStringLiteral("fcancellation"));
-        const int redColumn = record.indexOf(QStringLiteral("frob"));
-        const int idColumn = record.indexOf(kInterIdField);
-
-        // Bill ids, to count the bills: lines of one bill follow each other,
-        // so each id is noted once per run and duplicates removed at the end.
-        std::vector<qint64> bills;
-        bills.reserve(size_t(kMaxRows));
-        QSet<QString> textBills; // ids that are not whole numbers
-        qint64 previousId = 0;
-        bool havePrevious = false;
-        // finterid is column 0 of every list; its value is taken from there.
-        const bool idIsFirstColumn = columnCount > 0 && source[0] == idColumn;
-        // The statement asks for at most kMaxRows rows; the untouched part
-        // of the reservation costs no memory and is given back below.
-        m_cells.reserve(size_t(kMaxRows) * size_t(columnCount));
-        m_flags.reserve(size_t(kMaxRows));
-        while (m_rows < kMaxRows && query.next()) {
-            for (int c = 0; c < columnCount; ++c) {
-                const int s = source[size_t(c)];
-                m_cells.push_back(s >= 0 ? query.value(s) : QVariant());
-            }
-            quint8 flags = 0;
-            if (statusColumn >= 0 && isOne(query.value(statusColumn)))
-                flags |= Audited;
-            if (voidColumn >= 0 && isVoidValue(query.value(voidColumn)))
-                flags |= Void;
-            if (redColumn >= 0 && isOne(query.value(redColumn)))
-                flags |= Red;
-            m_flags.push_back(flags);
-            if (idColumn >= 0) {
-                const size_t rowStart = m_cells.size() - size_t(columnCount);
-                const QVariant id = idIsFirstColumn ? m_cells[rowStart] : query.value(idColumn);
-                bool ok = false;
-                const qint64 n = id.toLongLong(&ok);
-                if (ok) {
-                    if (!havePrevious || n != previousId)
-                        bills.push_back(n);
-                    previousId = n;
-                    havePrevious = true;
-                } else
-                    textBills.insert(id.toString());
-            }
-            const size_t rowStart = m_cells.size() - size_t(columnCount);
-            for (int c : summed)
-                m_totals[size_t(c)] += exactAmount(m_cells[rowStart + size_t(c)]);
-            ++m_rows;
-        }
-        if (query.lastError().isValid())
-            throw DbError(sqlErrorText(query.lastError()));
-        m_cells.shrink_to_fit();
-        m_flags.shrink_to_fit();
-        std::sort(bills.begin(), bills.end());
-        m_bills = int(std::unique(bills.begin(), bills.end()) - bills.begin()) + int(textBills.size());
-        m_filled = true;
-    } catch (...) {
-        m_cells.clear();
-        m_flags.clear();
-        m_totals.assign(size_t(m_columns.size()), Amount());
-        m_rows = 0;
-        m_bills = 0;
-        m_filled = false;
-        endResetModel();
-        throw;
+QVariant BillListModel::at(int row, int column) const
+{
+    const ListColumnValues &values = m_values[size_t(column)];
+    switch (values.kind(row)) {
+    case ListColumnValues::Null:
+        return {};
+    case ListColumnValues::Integer:
+        return values.integer(row);
+    case ListColumnValues::Real:
+        return values.real(row);
+    case ListColumnValues::Text:
+        break;
     }
-    endResetModel();
+    const QByteArrayView bytes = values.bytes(row);
+    return QString::fromUtf8(bytes.data(), bytes.size());
+}
+
+void BillListModel::clearRows()
+{
+    setColumns(m_columns);
 }
 
 QString BillListModel::cellText(int row, int column) const
@@ -426,11 +302,11 @@ QString BillListModel::cellText(int row, int column) const
     }
     if (row >= m_rows)
         return {};
-    const QVariant &value = at(row, column);
+    const QVariant value = at(row, column);
     // Exact decimals may come from the engine as text with trailing zeros
     // ("12.5000"); without a format they read as the number they are.
-    if (m_columns[column].format.trimmed().isEmpty() && value.typeId() == QMetaType::QString
-        && size_t(column) < m_numeric.size() && m_numeric[size_t(column)]) {
+    const bool numeric = size_t(column) < m_numeric.size() && m_numeric[size_t(column)];
+    if (m_columns[column].format.trimmed().isEmpty() && value.typeId() == QMetaType::QString && numeric) {
         if (const std::optional<Amount> number = Amount::parse(value.toString()))
             return number->toString();
     }
@@ -453,6 +329,9 @@ QString BillListModel::interIdText(int row) const
 {
     if (row < 0 || row >= m_rows || m_columns.isEmpty())
         return {};
+    const ListColumnValues &ids = m_values[0];
+    if (ids.kind(row) == ListColumnValues::Integer)
+        return QString::number(ids.integer(row));
     return Recordset::variantText(at(row, 0));
 }
 
@@ -473,18 +352,88 @@ bool BillListModel::continuesMerge(int row, int column) const
 {
     if (row <= 0 || row >= m_rows || column < 0 || column >= m_columns.size() || !m_columns[column].merge)
         return false;
-    const QVariant &value = at(row, column);
-    return !value.isNull() && value == at(row - 1, column);
+    const ListColumnValues &values = m_values[size_t(column)];
+    const ListColumnValues::Kind kind = values.kind(row);
+    return kind != ListColumnValues::Null && kind == values.kind(row - 1) && values.bytes(row) == values.bytes(row - 1);
 }
 
 qint64 BillListModel::approximateBytes() const
 {
-    qint64 bytes = qint64(m_cells.capacity() * sizeof(QVariant)) + qint64(m_flags.capacity());
-    for (const QVariant &v : m_cells) {
-        if (v.typeId() == QMetaType::QString)
-            bytes += 16 + 2 * (v.toString().capacity() + 1); // shared block header and characters
-    }
+    qint64 bytes = qint64(m_flags.capacity());
+    for (const ListColumnValues &values : m_values)
+        bytes += values.byteSize();
     return bytes;
+}
+
+// ------------------------------------------------------- column values
+
+void ListColumnValues::shrink()
+{
+    m_kinds.shrink_to_fit();
+    m_ends.shrink_to_fit();
+    m_bytes.shrink_to_fit();
+}
+
+void ListColumnValues::reserve(size_t rows)
+{
+    m_kinds.reserve(rows);
+    m_ends.reserve(rows);
+}
+
+void ListColumnValues::addBytes(const void *data, size_t size)
+{
+    const char *from = static_cast<const char *>(data);
+    m_bytes.insert(m_bytes.end(), from, from + size);
+    m_ends.push_back(quint32(m_bytes.size()));
+}
+
+void ListColumnValues::addNull()
+{
+    m_kinds.push_back(Null);
+    m_ends.push_back(quint32(m_bytes.size()));
+}
+
+void ListColumnValues::addInteger(qint64 value)
+{
+    m_kinds.push_back(Integer);
+    addBytes(&value, sizeof value);
+}
+
+void ListColumnValues::addReal(double value)
+{
+    m_kinds.push_back(Real);
+    addBytes(&value, sizeof value);
+}
+
+void ListColumnValues::addText(const char *utf8, size_t size)
+{
+    m_kinds.push_back(Text);
+    addBytes(utf8, size);
+}
+
+QByteArrayView ListColumnValues::bytes(int row) const
+{
+    const size_t begin = row > 0 ? m_ends[size_t(row) - 1] : 0;
+    return QByteArrayView(m_bytes.data() + begin, qsizetype(m_ends[size_t(row)] - begin));
+}
+
+qint64 ListColumnValues::integer(int row) const
+{
+    qint64 value = 0;
+    std::memcpy(&value, bytes(row).data(), sizeof value);
+    return value;
+}
+
+double ListColumnValues::real(int row) const
+{
+    double value = 0;
+    std::memcpy(&value, bytes(row).data(), sizeof value);
+    return value;
+}
+
+qint64 ListColumnValues::byteSize() const
+{
+    return qint64(m_kinds.capacity() + m_ends.capacity() * sizeof(quint32) + m_bytes.capacity());
 }
 
 int BillListModel::rowCount(const QModelIndex &parent) const

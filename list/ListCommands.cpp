@@ -95,3 +95,13 @@ std::optional<int> lockedColumnCount(const QString &answer, int gridColumnCount)
         return std::nullopt;
     return count;
 }
+
+QList<qint32> selectedBillIds(const BillListModel &model, const std::vector<bool> &selectedRows)
+{
+    QList<qint32> ids;
+    if (const std::optional<SelectionReturn> chosen = selectionReturn(model, selectedRows)) {
+        for (const QString &id : chosen->ids.split(u','))
+            ids << qint32(id.toLongLong());
+    }
+    return ids;
+}

@@ -38,6 +38,10 @@ struct SelectionReturn {
 };
 std::optional<SelectionReturn> selectionReturn(const BillListModel &model, const std::vector<bool> &selectedRows);
 
+// The selected bills' finterid values in grid order, each once, for the
+// batch print commands; empty when no bill row is selected.
+QList<qint32> selectedBillIds(const BillListModel &model, const std::vector<bool> &selectedRows);
+
 // The number of columns to lock that an answer (or a stored value) asks for:
 // a whole number greater than 0 that leaves at least one column free after
 // it and the two leading columns. No value otherwise ("abc", "0", too many).

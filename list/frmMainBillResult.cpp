@@ -13,6 +13,7 @@
 #include "platform/GridColumns.h"
 #include "platform/Prompt.h"
 #include "platform/VbConvert.h"
+#include "printing/BatchPrinting.h"
 #include "query/frmMainBillFind.h"
 
 #include <QAction>
@@ -192,6 +193,8 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     QAction *unCancel = addCommand(QStringLiteral("MenuEditUnCancel"), QStringLiteral("反作废"), &frmMainBillResult::MenuEditUnCancel_Click);
     QAction *excel = addCommand(QStringLiteral("MenuExcel"), QStringLiteral("导出到Excel..."), &frmMainBillResult::MenuExcel_Click);
     QAction *text = addCommand(QStringLiteral("MenuText"), QStringLiteral("导出到文本文件..."), &frmMainBillResult::MenuText_Click);
+    QAction *batchPdf = addCommand(QStringLiteral("menuBatchPdf"), QStringLiteral("批量打印为PDF"), &frmMainBillResult::menuBatchPdf_Click);
+    QAction *batchPrint = addCommand(QStringLiteral("menuBatchPrint"), QStringLiteral("批量打印"), &frmMainBillResult::menuBatchPrint_Click);
     QAction *lock = addCommand(QStringLiteral("MenuLockCol"), QStringLiteral("锁定列..."), &frmMainBillResult::MenuLockCol_Click);
     QAction *restore = addCommand(QStringLiteral("MenuRestoreColWidth"), QStringLiteral("恢复列宽"), &frmMainBillResult::MenuRestoreColWidth_Click);
     QAction *exit = addCommand(QStringLiteral("MenuFileExit"), QStringLiteral("退出"), &frmMainBillResult::MenuFileExit_Click);
@@ -203,6 +206,8 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     m_menuEdit->addActions({check, unCheck, cancel, unCancel});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({excel, text, uninvoiced});
+    m_menuEdit->addSeparator();
+    m_menuEdit->addActions({batchPdf, batchPrint});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({lock, restore});
     m_menuEdit->addSeparator();
@@ -588,6 +593,8 @@ void frmMainBillResult::exportTo(bool spreadsheet)
 }
 
 void frmMainBillResult::MenuExcel_Click() { exportTo(true); }
+void frmMainBillResult::menuBatchPdf_Click() { menuBatchPdf(selectedBillIds(*m_model, selectedRowFlags()), this); }
+void frmMainBillResult::menuBatchPrint_Click() { menuBatchPrint(selectedBillIds(*m_model, selectedRowFlags()), this); }
 void frmMainBillResult::MenuText_Click() { exportTo(false); }
 void frmMainBillResult::menuUninvoiced_Click() { frmUninvoiced::showForm(); }
 

@@ -79,6 +79,8 @@ public:
     void MenuText_Click();
     // Received, not yet invoiced (frmUninvoiced).
     void menuUninvoiced_Click();
+    void menuBatchPdf_Click();
+    void menuBatchPrint_Click();
     void MenuLockCol_Click();
     void MenuRestoreColWidth_Click();
     void MenuFileExit_Click();

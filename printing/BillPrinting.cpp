@@ -31,8 +31,6 @@ PrintSource &source()
     return s;
 }
 
-const QString kNoPrintView = QStringLiteral("默认打印模板没有指定数据视图, 无法打印。请在打印模板设计中重新保存模板。");
-
 const QString &connectionFailed()
 {
     static const QString text = QStringLiteral("数据库连接失败!");
@@ -83,6 +81,11 @@ bool isWritableFolder(const QString &path)
 }
 
 } // namespace
+
+QString noPrintViewText()
+{
+    return QStringLiteral("默认打印模板没有指定数据视图, 无法打印。请在打印模板设计中重新保存模板。");
+}
 
 report::Report &billReport()
 {
@@ -185,7 +188,7 @@ bool initReport()
         // The records would be read from no view at all.
         QFile::remove(fileName);
         rep.loadFromData(QByteArray());
-        Prompt::msgBox(kNoPrintView, Prompt::Exclamation, s.msgTitle);
+        Prompt::msgBox(noPrintViewText(), Prompt::Exclamation, s.msgTitle);
         return false;
     }
     const bool loaded = rep.loadFromFile(fileName);
@@ -251,18 +254,25 @@ void menuPrint(bool isNewBill, QWidget *parent)
         printBill(parent);
 }
 
+QString askPdfFileName(const QString &caption)
+{
+    QString file = Prompt::saveFileName(caption, QStringLiteral("PDF文件(*.pdf)|*.pdf"), session().gBillName + QStringLiteral(".pdf"));
+    if (file.trimmed().isEmpty())
+        return QString();
+    if (QFileInfo(file).suffix().isEmpty())
+        file += QStringLiteral(".pdf");
+    return file;
+}
+
 void menuExportPdf(bool isNewBill, QWidget *parent)
 {
     Q_UNUSED(parent);
     if (!mayPrint(isNewBill))
         return;
     Session &s = session();
-    QString file = Prompt::saveFileName(QStringLiteral("导出PDF"), QStringLiteral("PDF文件(*.pdf)|*.pdf"),
-                                        s.gBillName + QStringLiteral(".pdf"));
-    if (file.trimmed().isEmpty())
+    const QString file = askPdfFileName(QStringLiteral("导出PDF"));
+    if (file.isEmpty())
         return;
-    if (QFileInfo(file).suffix().isEmpty())
-        file += QStringLiteral(".pdf");
     QString error;
     if (!exportBillPdf(file, &error)) {
         // Without a template nothing is written and nothing is said, as for

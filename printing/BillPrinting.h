@@ -64,6 +64,8 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
 // default row: the report has no layout and nothing is said. A default row
 // without a view says so (exclamation) and prepares nothing.
 bool initReport();
+// What is said when the default template names no view.
+QString noPrintViewText();
 // The report's request for records: the rows of the template's view for
 // session().gCurInterId. Closes the shared connection.
 void Report_FetchRecord(report::ReportData &data);
@@ -78,6 +80,9 @@ bool exportBillPdf(const QString &path, QString *error = nullptr);
 // The editor's commands.
 void menuPreview(bool isNewBill, QWidget *parent = nullptr);
 void menuPrint(bool isNewBill, QWidget *parent = nullptr);
+// Asks for a PDF file name ("PDF文件(*.pdf)|*.pdf", the bill name suggested);
+// ".pdf" is added to a name without a suffix; empty when cancelled.
+QString askPdfFileName(const QString &caption);
 // Asks for a file name ("PDF文件(*.pdf)|*.pdf"), writes the PDF and says
 // "文件导出成功!".
 void menuExportPdf(bool isNewBill, QWidget *parent = nullptr);

@@ -183,20 +183,28 @@ QString buildMainSQL(const FilterCodes &codes, int currentYear, int currentPerio
     using namespace FixedFilters;
     QString s;
 
+    // Today, this month and this year are ranges on the column itself, from
+    // the first day up to (not including) the first day after, which the
+    // date index answers; the bills they find are those whose year, month
+    // and day are today's.
     const int range = codes[DateRange];
     if (range >= 1 && range <= 20) {
         const QDate today = Clock::today();
+        auto dateRange = [](const QDate &from, const QDate &until) {
+            return QStringLiteral(" and fdate>='") + sqlDateText(from) + QStringLiteral("' and fdate<'") + sqlDateText(until)
+                + u'\'';
+        };
+        const QDate month(today.year(), today.month(), 1);
+        const QDate year(today.year(), 1, 1);
         switch (range) {
         case 1:
-            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year()) + QStringLiteral(" and month(fdate)=")
-                + QString::number(today.month()) + QStringLiteral(" and day(fdate)=") + QString::number(today.day());
+            s += dateRange(today, today.addDays(1));
             break;
         case 2:
-            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year()) + QStringLiteral(" and month(fdate)=")
-                + QString::number(today.month());
+            s += dateRange(month, month.addMonths(1));
             break;
         case 3:
-            s += QStringLiteral(" and year(fdate)=") + QString::number(today.year());
+            s += dateRange(year, year.addYears(1));
             break;
         case 20:
             s += QStringLiteral(" and fYear=") + QString::number(currentYear) + QStringLiteral(" and fperiod=")

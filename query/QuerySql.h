@@ -66,8 +66,9 @@ QString buildSeekSQL(const ConditionTable &conditions);
 QString buildSeekSQLB(const QDate &startDate, const QDate &endDate, const TextBoxes &textBoxes);
 
 // The fixed filters, in the order date range, audit, cancellation, red or
-// blue, matching. "今天", "本月" and "今年" use Clock::today(); "本期" the
-// given accounting year and period.
+// blue, matching. "今天", "本月" and "今年" are ranges of fdate around
+// Clock::today() (" and fdate>='first day' and fdate<'day after'"); "本期"
+// the given accounting year and period.
 QString buildMainSQL(const FilterCodes &codes, int currentYear, int currentPeriod);
 
 // The order clause; empty, so the statement takes its default order.

@@ -33,11 +33,7 @@ Qt::Alignment alignmentOf(const ReportItem &item)
 
 QPen penOf(const QString &color, int width)
 {
-    QPen pen(QColor(color.isEmpty() ? QStringLiteral("#000000") : color));
-    pen.setWidthF(width);
-    pen.setCapStyle(Qt::SquareCap);
-    pen.setJoinStyle(Qt::MiterJoin);
-    return pen;
+    return reportPen(QColor(color.isEmpty() ? QStringLiteral("#000000") : color), width);
 }
 
 } // namespace
@@ -65,12 +61,12 @@ QPen itemLinePen(const ReportItem &item)
 
 namespace {
 
-void paintFrame(QPainter &painter, const ReportItem &item, const QRectF &r)
+// The frame drawn side by side, inside a band that is clipped.
+void paintFrame(QPainter &painter, const FramePen &pen, const Frame &f, const QRectF &r)
 {
-    const Frame &f = item.frame;
-    if (!f.any() || f.width <= 0)
+    if (!f.any() || pen.width <= 0)
         return;
-    painter.setPen(penOf(item.color, f.width));
+    painter.setPen(reportPen(QColor::fromRgba(pen.color), pen.width, Qt::PenStyle(pen.style)));
     if (f.top)
         painter.drawLine(r.topLeft(), r.topRight());
     if (f.bottom)
@@ -113,17 +109,27 @@ const QFont &PagePainter::fontFor(const ReportItem &item, int key)
     return *it;
 }
 
+const FramePen &PagePainter::framePenFor(const ReportItem &item, int key)
+{
+    auto it = m_framePens.find(key);
+    if (it == m_framePens.end())
+        it = m_framePens.insert(key, framePenOf(item));
+    return *it;
+}
+
 void PagePainter::paint(QPainter &painter, int page)
 {
     if (page < 0 || page >= m_layout.pageCount())
         return;
     painter.setRenderHint(QPainter::Antialiasing, true);
     painter.setRenderHint(QPainter::TextAntialiasing, true);
+    GridLines grid;
     for (const PlacedBand &band : m_layout.pages[page].bands)
-        paintBand(painter, band);
+        paintBand(painter, band, grid);
+    grid.paint(painter);
 }
 
-void PagePainter::paintBand(QPainter &painter, const PlacedBand &band)
+void PagePainter::paintBand(QPainter &painter, const PlacedBand &band, GridLines &grid)
 {
     const Band &model = m_layout.tpl.band(band.kind);
     if (band.clip) {
@@ -137,6 +143,12 @@ void PagePainter::paintBand(QPainter &painter, const PlacedBand &band)
         switch (item.kind) {
         case ItemKind::Text:
             paintText(painter, item, placed, key);
+            // Frames join the page's grid, except in a clipped band, whose
+            // lines must stop at its edge.
+            if (band.clip)
+                paintFrame(painter, framePenFor(item, key), item.frame, r);
+            else
+                grid.addFrame(framePenFor(item, key), item.frame, r);
             break;
         case ItemKind::Line:
             if (item.lineWidth > 0) {
@@ -213,7 +225,6 @@ void PagePainter::paintText(QPainter &painter, const ReportItem &item, const Pla
                 painter.restore();
         }
     }
-    paintFrame(painter, item, r);
 }
 
 QList<int> requestedPages(const QPrinter &printer, int pageCount)

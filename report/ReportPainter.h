@@ -2,6 +2,7 @@
 // Painting of laid-out pages. Screen preview, printer, PDF and page images all
 // go through PagePainter, so they show the same thing.
 #include "report/ReportLayout.h"
+#include "report/ReportPainterGrid.h"
 
 #include <QHash>
 #include <QImage>
@@ -32,14 +33,16 @@ public:
     void paint(QPainter &painter, int page);
 
 private:
-    void paintBand(QPainter &painter, const PlacedBand &band);
+    void paintBand(QPainter &painter, const PlacedBand &band, GridLines &grid);
     void paintText(QPainter &painter, const ReportItem &item, const PlacedItem &placed, int key);
     const QFont &fontFor(const ReportItem &item, int key);
+    const FramePen &framePenFor(const ReportItem &item, int key);
 
     const ReportLayout &m_layout;
     const QPaintDevice *m_device;
     QHash<int, QFont> m_fonts;
     QHash<int, QImage> m_images;
+    QHash<int, FramePen> m_framePens;
 };
 
 // The pages (from 0) a printer asks for: those of its page range (from and

@@ -143,15 +143,51 @@ QString formatSection(const NumberSection &s, Amount value)
     return text + s.suffix;
 }
 
+// The number in s[at, at + n) when those are all ASCII digits, else -1.
+int digitsAt(const QString &s, int at, int n)
+{
+    int v = 0;
+    for (int i = at; i < at + n; ++i) {
+        const char16_t c = s[i].unicode();
+        if (c < u'0' || c > u'9')
+            return -1;
+        v = v * 10 + (c - u'0');
+    }
+    return v;
+}
+
+// The forms a database gives dates in, "yyyy-MM-dd" with an optional
+// " HH:mm:ss" or "THH:mm:ss", read without a format parser. The value is
+// taken as written (no time zone to look up): formatting shows the same
+// fields. No value for anything else.
+std::optional<QDateTime> isoDateTime(const QString &s)
+{
+    if ((s.size() != 10 && s.size() != 19) || s[4] != u'-' || s[7] != u'-')
+        return std::nullopt;
+    const QDate date(digitsAt(s, 0, 4), digitsAt(s, 5, 2), digitsAt(s, 8, 2));
+    if (!date.isValid())
+        return std::nullopt;
+    if (s.size() == 10)
+        return QDateTime(date, QTime(0, 0), Qt::UTC);
+    if ((s[10] != u' ' && s[10] != u'T') || s[13] != u':' || s[16] != u':')
+        return std::nullopt;
+    const QTime time(digitsAt(s, 11, 2), digitsAt(s, 14, 2), digitsAt(s, 17, 2));
+    if (!time.isValid())
+        return std::nullopt;
+    return QDateTime(date, time, Qt::UTC);
+}
+
 std::optional<QDateTime> dateFromVariant(const QVariant &value)
 {
     switch (value.typeId()) {
     case QMetaType::QDate:
-        return QDateTime(value.toDate(), QTime(0, 0));
+        return QDateTime(value.toDate(), QTime(0, 0), Qt::UTC);
     case QMetaType::QDateTime:
         return value.toDateTime();
     case QMetaType::QString: {
         const QString s = value.toString().trimmed();
+        if (const auto dt = isoDateTime(s))
+            return dt;
         static const char *const formats[] = {"yyyy-MM-dd", "yyyy-MM-dd HH:mm:ss", "yyyy-MM-ddTHH:mm:ss",
                                               "yyyy-MM-dd HH:mm:ss.zzz", "yyyy/M/d", "yyyy/M/d H:mm:ss",
                                               "yyyyMMdd"};

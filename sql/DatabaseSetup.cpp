@@ -116,9 +116,30 @@ QString schemaScript(DbEngine engine)
     return engineSchemaScript(schemaSource(), engine);
 }
 
-void createSchema(Connection &conn)
+// Whether a statement of the schema script creates an index.
+static bool isIndexStatement(const QString &statement)
 {
-    const QString script = schemaScript(conn.engine());
+    static const QRegularExpression index(QStringLiteral("^\\s*create\\s+(unique\\s+)?index\\b"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    QStringList code = statement.split(u'\n');
+    while (!code.isEmpty() && (code.first().trimmed().isEmpty() || code.first().trimmed().startsWith(QStringLiteral("--"))))
+        code.removeFirst();
+    return index.match(code.join(u'\n')).hasMatch();
+}
+
+// The statements of the engine's script that create indexes, or the others.
+static QString scriptPart(DbEngine engine, bool indexes)
+{
+    QStringList part;
+    for (const QString &statement : splitSqlScript(schemaScript(engine)))
+        if (isIndexStatement(statement) == indexes)
+            part << statement;
+    return part.join(QStringLiteral(";\n"));
+}
+
+void createSchema(Connection &conn, Indexes indexes)
+{
+    const QString script = indexes == Indexes::WithTables ? schemaScript(conn.engine()) : scriptPart(conn.engine(), false);
     // One transaction: SQLite then writes the file once instead of once per
     // statement, and on PostgreSQL a failure leaves nothing half made.
     std::optional<Transaction> transaction;
@@ -128,6 +149,16 @@ void createSchema(Connection &conn)
     if (transaction)
         transaction->commit();
     makeSqliteFilesPrivate(conn);
+}
+
+void createIndexes(Connection &conn)
+{
+    std::optional<Transaction> transaction;
+    if (!conn.inTransaction())
+        transaction.emplace(conn);
+    conn.executeScript(scriptPart(conn.engine(), true));
+    if (transaction)
+        transaction->commit();
 }
 
 void dropSchema(Connection &conn)

@@ -15,10 +15,16 @@ QString engineSchemaScript(const QString &source, DbEngine engine);
 QString schemaSource();
 // The script for the engine: engineSchemaScript of the compiled source.
 QString schemaScript(DbEngine engine);
+// Whether createSchema makes the secondary indexes ("create [unique] index")
+// with the tables, or leaves them to createIndexes after a bulk load, which
+// then need not keep them up to date row by row.
+enum class Indexes { WithTables, Later };
 // Runs the schema script on an open connection whose database is empty. A
 // SQLite database file (and its journal) is then readable and writable by
 // its owner alone.
-void createSchema(Connection &conn);
+void createSchema(Connection &conn, Indexes indexes = Indexes::WithTables);
+// Runs the index statements of the schema script.
+void createIndexes(Connection &conn);
 // Removes every object the schema script creates (PostgreSQL: the whole
 // public schema), so createSchema can run again on the same database.
 void dropSchema(Connection &conn);

@@ -4,6 +4,8 @@
 #include "platform/Clock.h"
 #include "platform/DbError.h"
 #include "platform/Transaction.h"
+#include "sql/DatabaseSetup.h"
+#include "sql/DemoDataInsert.h"
 
 #include <QFile>
 #include <QSet>
@@ -16,6 +18,11 @@
 #include <vector>
 
 namespace {
+
+using DemoInsert::BulkInsert;
+using DemoInsert::Value;
+using DemoInsert::money;
+using DemoInsert::nullValue;
 
 // splitmix64: small, fast and the same on every platform, so a seed always
 // gives the same data.
@@ -50,87 +57,6 @@ QString dateText(const QDate &d)
 {
     return d.toString(QStringLiteral("yyyy-MM-dd"));
 }
-
-// Amounts are generated in cents and written as exact decimal text.
-QVariant money(qint64 cents)
-{
-    return Amount::fromUnits(cents * (Amount::Scale / 100)).toString();
-}
-
-QVariant nullValue()
-{
-    return QVariant();
-}
-
-// Insert through one prepared statement that is reused for every batch of
-// rows; the rows left over at the end go through a second statement. Values
-// are always bound, never spliced into the text.
-// PostgreSQL gets many rows per statement, which saves a round trip per row.
-// SQLite gets one: a multi-row statement makes it keep a statement journal
-// on disk, and a prepared single-row insert is cheap there anyway.
-class BulkInsert {
-public:
-    BulkInsert(const QSqlDatabase &db, const QString &table, const QStringList &columns)
-        : m_db(db), m_table(table), m_columns(columns),
-          m_batchRows(db.driverName() == QLatin1String("QPSQL") ? std::max<int>(1, 960 / int(columns.size())) : 1)
-    {
-    }
-
-    void add(const QVariantList &row)
-    {
-        Q_ASSERT(row.size() == m_columns.size());
-        m_pending += row;
-        if (m_pending.size() == qsizetype(m_batchRows) * m_columns.size()) {
-            if (!m_fullPrepared) {
-                m_full = QSqlQuery(m_db);
-                prepare(m_full, m_batchRows);
-                m_fullPrepared = true;
-            }
-            run(m_full);
-        }
-    }
-
-    void finish()
-    {
-        if (m_pending.isEmpty())
-            return;
-        QSqlQuery tail(m_db);
-        prepare(tail, int(m_pending.size() / m_columns.size()));
-        run(tail);
-    }
-
-private:
-    void prepare(QSqlQuery &query, int rows)
-    {
-        const QString one = u'(' + QStringList(m_columns.size(), QStringLiteral("?")).join(u',') + u')';
-        const QString sql = QStringLiteral("insert into %1(%2) values ").arg(m_table, m_columns.join(u','))
-            + QStringList(rows, one).join(u',');
-        if (!query.prepare(sql))
-            fail(query);
-    }
-
-    void run(QSqlQuery &query)
-    {
-        for (qsizetype i = 0; i < m_pending.size(); ++i)
-            query.bindValue(int(i), m_pending[i]);
-        if (!query.exec())
-            fail(query);
-        m_pending.clear();
-    }
-
-    [[noreturn]] void fail(const QSqlQuery &query)
-    {
-        throw DbError(sqlErrorText(query.lastError()));
-    }
-
-    QSqlDatabase m_db;
-    QString m_table;
-    QStringList m_columns;
-    int m_batchRows;
-    QSqlQuery m_full;
-    bool m_fullPrepared = false;
-    QVariantList m_pending;
-};
 
 // Renders a bill-number template: 年 becomes the last `yearDigits` digits of
 // the year, 月 and 日 the two-digit month and day, 序号 the sequence padded
@@ -239,16 +165,18 @@ struct Item {
     bool locked = false;
 };
 
+// Kept small: a million invoices match four million of them. Bill i of the
+// plan has the id i + 1.
 struct StockBill {
-    int id = 0;
-    QDate date;
-    int supplierId = 0;
-    int tranType = 1;
+    qint32 day = 0;        // Julian day of the bill date
+    qint32 supplierId = 0;
+    qint32 amount = 0;     // cents, negative on red bills
+    qint32 invoiced = 0;   // sum of the entries of non-void invoices
+    qint8 tranType = 1;
+    qint8 invoiceable = 1; // fISKP: 1, 0, or -1 for null
     bool cancelled = false;
-    qint64 amount = 0;   // cents, negative on red bills
-    int invoiceable = 1; // fISKP: 1, 0, or -1 for null
-    qint64 invoiced = 0; // sum of the entries of non-void invoices
-    bool named = false;  // some invoice (void or not) has an entry for it
+    bool named = false;    // some invoice (void or not) has an entry for it
+    QDate date() const { return QDate::fromJulianDay(day); }
 };
 
 struct Entry {
@@ -343,10 +271,10 @@ struct StockPlan {
     std::vector<std::array<OpenList, 2>> open;
 };
 
-// Invoices with their entries; the entries also update the stock bills'
-// invoiced amounts.
+// What was written of the invoices, which are written one by one as they
+// are planned; their entries also update the stock bills' invoiced amounts.
 struct InvoicePlan {
-    std::vector<Invoice> invoices;
+    int invoices = 0;
     int entryCount = 0;
 };
 
@@ -448,14 +376,13 @@ StockPlan planStockBills(Random &rng, const DemoOptions &options, const DemoCale
     plan.open.resize(ref.supplierIds.size());
     for (int i = 0; i < stockCount; ++i) {
         StockBill &b = plan.bills[size_t(i)];
-        b.id = i + 1;
-        b.date = stockDates[size_t(i)];
+        b.day = qint32(stockDates[size_t(i)].toJulianDay());
         const int supplierIndex = ref.supplierWeights[size_t(rng.below(int(ref.supplierWeights.size())))];
         b.supplierId = ref.supplierIds[size_t(supplierIndex)];
         b.tranType = rng.percent(4) ? (rng.percent(50) ? 2 : 10) : Demo::kStockInTranType;
         b.cancelled = rng.percent(3);
         const bool red = rng.percent(6);
-        b.amount = stockAmount(rng, red);
+        b.amount = qint32(stockAmount(rng, red));
         const int roll = rng.below(100);
         b.invoiceable = roll < 3 ? 0 : roll < 15 ? -1 : 1;
         if (b.tranType == Demo::kStockInTranType && !b.cancelled && b.invoiceable != 0)
@@ -469,7 +396,7 @@ StockPlan planStockBills(Random &rng, const DemoOptions &options, const DemoCale
 // counting toward what is invoiced. The invoice amount is the matched sum,
 // sometimes more (partly matched), or a free amount without entries.
 InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCalendar &cal, const ReferenceData &ref,
-                         StockPlan &stockPlan)
+                         StockPlan &stockPlan, const std::function<void(const Invoice &)> &write)
 {
     std::vector<StockBill> &stock = stockPlan.bills;
     const std::vector<int> &supplierWeights = ref.supplierWeights;
@@ -482,9 +409,8 @@ InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCale
     std::sort(invoiceDates.begin(), invoiceDates.end());
 
     InvoicePlan plan;
-    plan.invoices.resize(static_cast<size_t>(invoiceCount));
     for (int i = 0; i < invoiceCount; ++i) {
-        Invoice &inv = plan.invoices[size_t(i)];
+        Invoice inv;
         inv.date = invoiceDates[size_t(i)];
         inv.red = rng.percent(5);
         inv.cancelled = rng.percent(4);
@@ -500,7 +426,7 @@ InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCale
                 while (list.first < list.bills.size() && stock[size_t(list.bills[list.first])].amount
                                                                == stock[size_t(list.bills[list.first])].invoiced)
                     ++list.first;
-                if (list.first < list.bills.size() && stock[size_t(list.bills[list.first])].date <= inv.date)
+                if (list.first < list.bills.size() && stock[size_t(list.bills[list.first])].date() <= inv.date)
                     supplierIndex = candidate;
             }
         }
@@ -517,7 +443,7 @@ InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCale
             OpenList &list = stockPlan.open[size_t(supplierIndex)][size_t(sign)];
             for (size_t k = list.first; k < list.bills.size() && int(inv.entries.size()) < wanted; ++k) {
                 StockBill &b = stock[size_t(list.bills[k])];
-                if (b.date > inv.date)
+                if (b.date() > inv.date)
                     break;
                 const qint64 remaining = b.amount - b.invoiced;
                 if (remaining == 0)
@@ -562,6 +488,8 @@ InvoicePlan planInvoices(Random &rng, const DemoOptions &options, const DemoCale
             inv.note = rng.percent(35) ? text(rng.pick(kInvoiceNotes)) : QString();
         if (inv.note.isNull())
             inv.note = QStringLiteral("");
+        write(inv);
+        ++plan.invoices;
     }
     return plan;
 }
@@ -629,7 +557,7 @@ void writeReferenceData(const QSqlDatabase &db, Random &rng, const DemoCalendar 
                 for (int r = 0; r < rows; ++r) {
                     const int qty = rng.between(1, 500);
                     // The same batch may lie in several stores; some stock has no batch.
-                    QVariant batchNo = r == 0 || rng.percent(50) ? QVariant(batch) : nullValue();
+                    Value batchNo = r == 0 || rng.percent(50) ? Value(batch) : nullValue();
                     if (rng.percent(30))
                         batchNo = nullValue();
                     stockRows.add({g.id, g.unitId, r + 1, qty, money(g.inPrice * qty), batchNo});
@@ -725,58 +653,88 @@ void writeStockBills(const QSqlDatabase &db, const std::vector<StockBill> &stock
                  {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fdate"), QStringLiteral("fsupplyid"),
                   QStringLiteral("ftrantype"), QStringLiteral("fcancellation"), QStringLiteral("fAllAmount"),
                   QStringLiteral("fKPAmount"), QStringLiteral("fISKP")});
+    int id = 0;
     for (const StockBill &b : stock) {
-        q.add({b.id, QStringLiteral("WIN%1").arg(b.id, 6, 10, QLatin1Char('0')), dateText(b.date), b.supplierId, b.tranType,
-               b.cancelled ? 1 : 0, money(b.amount),
+        ++id;
+        q.add({id, Value::code("WIN", id, 6), Value::date(b.date()), b.supplierId, int(b.tranType), b.cancelled ? 1 : 0,
+               money(b.amount),
                // Never named by an invoice: left empty, as the stock module writes it.
                b.named ? money(b.invoiced) : nullValue(),
-               b.invoiceable < 0 ? nullValue() : QVariant(b.invoiceable)});
+               b.invoiceable < 0 ? nullValue() : Value(int(b.invoiceable))});
         progress.advance();
     }
     q.finish();
 }
 
 // Invoice heads numbered by the template, with their matched totals, and
-// their entries.
-void writeInvoices(const QSqlDatabase &db, const QString &invoiceTemplate, const std::vector<Invoice> &invoices,
-                   const std::vector<StockBill> &stock, const DemoOptions &options)
-{
-    ProgressSteps progress(options, "采购发票", int(invoices.size()));
-    BulkInsert head(db, QStringLiteral("tblFP"),
-                    {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fstatus"), QStringLiteral("fchecker"),
-                     QStringLiteral("fcancellation"), QStringLiteral("fyear"), QStringLiteral("fperiod"), QStringLiteral("fdate"),
-                     QStringLiteral("fOperator"), QStringLiteral("ftrantype"), QStringLiteral("frob"), QStringLiteral("fAmount"),
-                     QStringLiteral("fEndAmount"), QStringLiteral("fbillNumber"), QStringLiteral("fSupplyId"),
-                     QStringLiteral("fDeptId"), QStringLiteral("fInvoiceNo"), QStringLiteral("fNote")});
-    BulkInsert lines(db, QStringLiteral("tblFPEntry"),
-                     {QStringLiteral("fInterId"), QStringLiteral("fEntryId"), QStringLiteral("fStockInterId"), QStringLiteral("fHXAmount")});
-    const int invoiceCount = int(invoices.size());
-    for (int i = 0; i < invoiceCount; ++i) {
-        const Invoice &inv = invoices[size_t(i)];
-        const int id = i + 1;
-        const int sequence = i + 1;
-        QString serial = QString::number(sequence);
-        if (serial.size() < Demo::kInvoiceSequenceLength)
-            serial.prepend(QString(Demo::kInvoiceSequenceLength - serial.size(), u'0'));
+// their entries, written as they are planned.
+class InvoiceWriter {
+public:
+    InvoiceWriter(const QSqlDatabase &db, const QString &invoiceTemplate, const DemoOptions &options)
+        : m_template(invoiceTemplate), m_progress(options, "采购发票", std::max(0, options.invoices)),
+          m_head(db, QStringLiteral("tblFP"),
+                 {QStringLiteral("finterid"), QStringLiteral("fbillno"), QStringLiteral("fstatus"), QStringLiteral("fchecker"),
+                  QStringLiteral("fcancellation"), QStringLiteral("fyear"), QStringLiteral("fperiod"), QStringLiteral("fdate"),
+                  QStringLiteral("fOperator"), QStringLiteral("ftrantype"), QStringLiteral("frob"), QStringLiteral("fAmount"),
+                  QStringLiteral("fEndAmount"), QStringLiteral("fbillNumber"), QStringLiteral("fSupplyId"),
+                  QStringLiteral("fDeptId"), QStringLiteral("fInvoiceNo"), QStringLiteral("fNote")}),
+          m_lines(db, QStringLiteral("tblFPEntry"),
+                  {QStringLiteral("fInterId"), QStringLiteral("fEntryId"), QStringLiteral("fStockInterId"), QStringLiteral("fHXAmount")})
+    {
+    }
+
+    void add(const Invoice &inv)
+    {
+        const int id = ++m_count;
+        const int sequence = id;
+        // The number is the template rendered with the date around the
+        // sequence; the rendered parts change with the date only.
+        if (inv.date != m_numberDate) {
+            const qsizetype at = m_template.indexOf(QStringLiteral("序号"));
+            const QString before = at < 0 ? m_template : m_template.left(at);
+            const QString after = at < 0 ? QString() : m_template.mid(at + 2);
+            m_numberHead = renderBillNo(before, inv.date, Demo::kInvoiceYearLength, 0, 0).toUtf8();
+            m_numberTail = renderBillNo(after, inv.date, Demo::kInvoiceYearLength, 0, 0).toUtf8();
+            m_numberHasSequence = at >= 0;
+            m_numberDate = inv.date;
+        }
+        const Value serial = Value::code("", sequence, Demo::kInvoiceSequenceLength);
+        QByteArray number = m_numberHead;
+        if (m_numberHasSequence)
+            number.append(serial.data(), qsizetype(serial.size()));
+        number += m_numberTail;
         qint64 matched = 0;
         for (const Entry &e : inv.entries)
             matched += e.amount;
-        head.add({id,
-                  renderBillNo(invoiceTemplate, inv.date, Demo::kInvoiceYearLength, Demo::kInvoiceSequenceLength, sequence),
-                  inv.audited ? 1 : 0, inv.audited ? Demo::kAuditorUserId : 0, inv.cancelled ? 1 : 0,
-                  inv.date.year(), inv.date.month(), dateText(inv.date), inv.operatorId, Demo::kInvoiceTypeId,
-                  inv.red ? 1 : 0, money(inv.amount),
-                  // An invoice saved without entries never had its matched amount written.
-                  inv.entries.empty() ? nullValue() : money(matched),
-                  serial, inv.supplierId, inv.deptId, inv.invoiceNo, inv.note});
+        m_head.add({id, Value::text(number.constData(), size_t(number.size())), inv.audited ? 1 : 0,
+                    inv.audited ? Demo::kAuditorUserId : 0, inv.cancelled ? 1 : 0, inv.date.year(), inv.date.month(),
+                    Value::date(inv.date), inv.operatorId, Demo::kInvoiceTypeId, inv.red ? 1 : 0, money(inv.amount),
+                    // An invoice saved without entries never had its matched amount written.
+                    inv.entries.empty() ? nullValue() : money(matched), serial, inv.supplierId, inv.deptId, inv.invoiceNo,
+                    inv.note});
         int line = 0;
         for (const Entry &e : inv.entries)
-            lines.add({id, ++line, stock[size_t(e.stockIndex)].id, money(e.amount)});
-        progress.advance();
+            m_lines.add({id, ++line, e.stockIndex + 1, money(e.amount)});
+        m_progress.advance();
     }
-    head.finish();
-    lines.finish();
-}
+
+    void finish()
+    {
+        m_head.finish();
+        m_lines.finish();
+    }
+
+private:
+    const QString &m_template;
+    ProgressSteps m_progress;
+    BulkInsert m_head;
+    BulkInsert m_lines;
+    int m_count = 0;
+    QDate m_numberDate;
+    QByteArray m_numberHead;
+    QByteArray m_numberTail;
+    bool m_numberHasSequence = false;
+};
 
 // The numbering templates and counters, continuing after the generated bills.
 void writeCounters(const QSqlDatabase &db, const QString &invoiceTemplate, int invoiceCount, int stockCount)
@@ -913,7 +871,7 @@ void writePrintTemplate(const QSqlDatabase &db)
                  {QStringLiteral("finterid"), QStringLiteral("ftypeid"), QStringLiteral("fReportName"), QStringLiteral("fViewName"),
                   QStringLiteral("fFileName"), QStringLiteral("fOrderSQL"), QStringLiteral("fIsDefault"), QStringLiteral("fcontent")});
     q.add({1, Demo::kInvoiceTypeId, QStringLiteral("采购发票"), QStringLiteral("vPurFPPrint"), QStringLiteral("PurFP.grf"),
-           nullValue(), 1, templateContent});
+           nullValue(), 1, Value::blob(templateContent)});
     q.finish();
 }
 
@@ -929,9 +887,10 @@ DemoOptions DemoOptions::scaled(int invoices)
     return o;
 }
 
-// Everything is planned in memory first, then written in one transaction.
-// The random stream is drawn in a fixed order (codes, stock bills, invoices,
-// then goods attributes while writing), so the steps must keep this order.
+// The codes and stock bills are planned in memory first, then everything is
+// written in one transaction, the invoices as they are planned. The random
+// stream is drawn in a fixed order (codes, stock bills, invoices, then goods
+// attributes while writing), so the steps must keep this order.
 DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
 {
     const DemoCalendar cal = demoCalendar(options);
@@ -939,20 +898,23 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
 
     const ReferenceData ref = planReferenceData(rng, options);
     StockPlan stockPlan = planStockBills(rng, options, cal, ref);
-    const InvoicePlan invoicePlan = planInvoices(rng, options, cal, ref, stockPlan);
     const int stockCount = int(stockPlan.bills.size());
-    const int invoiceCount = int(invoicePlan.invoices.size());
 
     const QSqlDatabase db = conn.database();
     const QString invoiceTemplate = QString::fromUtf8(Demo::kInvoiceNumberTemplate);
     std::optional<Transaction> transaction;
     if (!conn.inTransaction())
         transaction.emplace(conn);
+    // The invoices are written as they are planned: none is kept.
+    InvoiceWriter invoiceWriter(db, invoiceTemplate, options);
+    const InvoicePlan invoicePlan = planInvoices(rng, options, cal, ref, stockPlan,
+                                                 [&invoiceWriter](const Invoice &inv) { invoiceWriter.add(inv); });
+    invoiceWriter.finish();
+    const int invoiceCount = invoicePlan.invoices;
     writeReferenceData(db, rng, cal, ref);
     writeUsersAndRights(db);
     writeSystemInfoAndPeriods(db, cal.today);
     writeStockBills(db, stockPlan.bills, options);
-    writeInvoices(db, invoiceTemplate, invoicePlan.invoices, stockPlan.bills, options);
     writeCounters(db, invoiceTemplate, invoiceCount, stockCount);
     writeHeaderLayout(db);
     writeListColumns(db);
@@ -968,5 +930,13 @@ DemoSummary generateDemoData(Connection &conn, const DemoOptions &options)
     summary.entries = invoicePlan.entryCount;
     summary.lastInvoiceId = invoiceCount;
     summary.lastSequence = invoiceCount;
+    return summary;
+}
+
+DemoSummary createDemoDatabase(Connection &conn, const DemoOptions &options)
+{
+    DatabaseSetup::createSchema(conn, DatabaseSetup::Indexes::Later);
+    const DemoSummary summary = generateDemoData(conn, options);
+    DatabaseSetup::createIndexes(conn);
     return summary;
 }

@@ -38,6 +38,9 @@ struct DemoSummary {
 
 // Fills a database that holds the empty schema. Runs in one transaction.
 DemoSummary generateDemoData(Connection &conn, const DemoOptions &options = {});
+// A new demo database on an empty one: the schema without its secondary
+// indexes, the demo data, then the indexes, made once over all the rows.
+DemoSummary createDemoDatabase(Connection &conn, const DemoOptions &options = {});
 
 // Fixed facts of the demo data that tests and the host rely on.
 namespace Demo {

@@ -67,6 +67,8 @@ create table tblFP (
 create unique index ux_tblFP_fbillno on tblFP(fbillno);
 create index ix_tblFP_fdate on tblFP(fdate, fbillno, finterid);
 create index ix_tblFP_fSupplyId on tblFP(fSupplyId);
+-- The list's "本期": the bills of one accounting period in the list's order.
+create index ix_tblFP_fyear_fperiod on tblFP(fyear, fperiod, fdate, fbillno, finterid);
 
 -- Invoice entries: one stock bill matched by the invoice and the amount taken.
 create table tblFPEntry (

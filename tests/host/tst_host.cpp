@@ -320,6 +320,52 @@ private slots:
         QVERIFY2(text.exitCode == 0 && text.out.contains(QStringLiteral("合计")), qPrintable(text.out + text.err));
         QCOMPARE(purfp({QStringLiteral("uninvoiced"), QStringLiteral("--cvs")}).exitCode, 2);
     }
+
+    // purfp print writes the invoices asked for into one PDF, one bill after
+    // the other; an id that names no invoice, or no id at all, writes nothing.
+    void printWritesTheChosenInvoices_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("ids");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("said"); // in the error output
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "two invoices") << "3, 1" << 0 << "";
+            engineRow(e, "unknown id") << "1,999999" << 1 << "单据内码 999999 不存在";
+            engineRow(e, "not an id") << "1,x" << 2 << "\"x\" 不是单据内码";
+        }
+    }
+    void printWritesTheChosenInvoices()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, ids);
+        QFETCH(int, exitCode);
+        QFETCH(QString, said);
+        TestSession t;
+        QString connection = QStringLiteral("Driver=SQLite;Database=") + t.folder() + QStringLiteral("/demo.db");
+        std::unique_ptr<TestDatabase> server;
+        if (engine != DbEngine::SQLite) {
+            server = std::make_unique<TestDatabase>(engine, TestDatabase::Content::Empty);
+            connection = server->connectionString();
+        }
+        Run r = purfp({QStringLiteral("init"), QStringLiteral("--connection"), connection, QStringLiteral("--demo"), QStringLiteral("--force")});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QString pdf = t.folder() + QStringLiteral("/批量.pdf");
+        r = purfp({QStringLiteral("print"), QStringLiteral("--ids"), ids, QStringLiteral("--pdf"), pdf});
+        QCOMPARE(r.exitCode, exitCode);
+        QVERIFY2(r.err.contains(said), qPrintable(r.err));
+        QCOMPARE(QFileInfo::exists(pdf), exitCode == 0);
+        if (exitCode != 0)
+            return;
+        QVERIFY2(r.out.startsWith(pdf + u'\n') && r.out.contains(QStringLiteral("2 张单据")), qPrintable(r.out));
+        Connection conn(connection);
+        conn.open();
+        auto billNo = [&conn](int id) { return conn.openRecordset(QStringLiteral("select fbillno from tblFP where finterid=%1").arg(id)).text(QStringLiteral("fbillno")); };
+        if (const auto text = pdf_tools::runTool(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")})) {
+            const qsizetype third = text->indexOf(billNo(3)), first = text->indexOf(billNo(1));
+            QVERIFY2(third >= 0 && first > third && text->count(u'\f') >= 2, qPrintable(*text));
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(TestHost)

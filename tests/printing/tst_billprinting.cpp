@@ -1,6 +1,7 @@
 #include "PrintingSession.h"
 
 #include "modules/SetupIni.h"
+#include "printing/BatchPrinting.h"
 #include "platform/IniFile.h"
 #include "report/Report.h"
 #include "report/ReportFile.h"
@@ -10,6 +11,7 @@
 #include <QApplication>
 #include <QDialog>
 #include <QFileInfo>
+#include <QPrinter>
 #include <QRegularExpression>
 #include <QTimer>
 
@@ -391,6 +393,139 @@ private slots:
         QVERIFY(pages.first().contains(printed[1]));
         QVERIFY(!pages.last().contains(printed[1]));
         QVERIFY(pages.last().contains(QStringLiteral("87.50")));
+    }
+
+    // A batch is the bills one after the other, in the order given, each
+    // starting on a new page with the pages it has when printed alone; a bill
+    // chosen twice is printed once. Directly, to a printer, and through the
+    // list's commands.
+    void batchPages_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QStringList>("picks"); // "first", "busiest", "last" bill
+        QTest::addColumn<QString>("how");       // "pdf", "printer", "list pdf", "list printer"
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "in order") << QStringList{"first", "busiest", "last"} << "pdf";
+            engineRow(e, "reversed, printer") << QStringList{"last", "busiest", "first"} << "printer";
+            engineRow(e, "one bill") << QStringList{"busiest"} << "pdf";
+            engineRow(e, "chosen twice, list") << QStringList{"busiest", "first", "busiest"} << "list pdf";
+            engineRow(e, "list printer") << QStringList{"first", "last"} << "list printer";
+        }
+    }
+    void batchPages()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QStringList, picks);
+        QFETCH(QString, how);
+        START_ENV(env, engine);
+        // Tall rows: the busiest bill runs over several pages.
+        auto tpl = report::templateFromJson(env.storedContent());
+        tpl->band(report::BandKind::Detail).height = 700;
+        env.db.conn().execute(QStringLiteral("update tblBillPrint set fcontent=?"), {report::templateToJson(*tpl)});
+        const QHash<QString, int> known{{"first", env.db.scalar(QStringLiteral("select min(finterid) from tblFP")).toInt()},
+                                        {"busiest", env.busiestInvoice()},
+                                        {"last", env.db.scalar(QStringLiteral("select max(finterid) from tblFP")).toInt()}};
+        QList<qint32> ids;
+        for (const QString &pick : picks)
+            if (!ids.contains(known[pick]))
+                ids << known[pick];
+
+        QList<int> starts; // each bill printed alone
+        int pages = 0;
+        for (const qint32 id : ids) {
+            session().gCurInterId = id;
+            QVERIFY(initReport());
+            starts << pages;
+            pages += billReport().prepare().pageCount();
+        }
+        QVERIFY(pages > ids.size());
+
+        const QString path = env.ts.folder() + QStringLiteral("/batch.pdf");
+        QList<int> told;
+        const BatchProgress progress = [&told](int done, int total) { return told << done << total, true; };
+        const PrinterChooser toPdf = [&path](QPrinter *p, QWidget *) {
+            p->setOutputFormat(QPrinter::PdfFormat);
+            p->setOutputFileName(path);
+            return true;
+        };
+        setBatchPrinterChooser(toPdf);
+        QPrinter printer(QPrinter::HighResolution);
+        toPdf(&printer, nullptr);
+        if (how.startsWith(u"list")) {
+            env.prompts().fileNames.push_back(path);
+            how == u"list pdf" ? menuBatchPdf(ids) : menuBatchPrint(ids);
+            QCOMPARE(env.prompts().messageTexts(), how == u"list pdf" ? QStringList{QStringLiteral("文件导出成功!")} : QStringList{});
+        } else {
+            const BatchRequest request{71, ids, QStringLiteral("采购发票")};
+            const BatchOutcome out = how == u"pdf" ? writeBatchPdf(env.db.conn(), request, path, progress)
+                                                   : printBatch(env.db.conn(), request, &printer, progress);
+            QCOMPARE(out.status, BatchOutcome::Done);
+            QCOMPARE(out.pageStarts, starts);
+            QCOMPARE(out.pageCount, pages);
+            QCOMPARE(told.size(), 2 * ids.size());
+            QCOMPARE(told.mid(told.size() - 2), (QList<int>{int(ids.size()), int(ids.size())}));
+        }
+        setBatchPrinterChooser({});
+
+        const auto info = pdf_tools::runTool(QStringLiteral("pdfinfo"), {path});
+        if (!info)
+            QSKIP("pdfinfo (poppler-utils) is not installed: the pages are not read back");
+        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+%1\\n").arg(pages))), qPrintable(*info));
+        for (int i = 0; i < ids.size(); ++i) {
+            const QString page = QString::number(starts[i] + 1);
+            const auto text = pdf_tools::runTool(QStringLiteral("pdftotext"), {QStringLiteral("-f"), page, QStringLiteral("-l"), page, path, QStringLiteral("-")});
+            const QString billNo = env.db.scalar(QStringLiteral("select fbillno from tblFP where finterid=%1").arg(ids[i])).toString();
+            QVERIFY2(text && text->contains(QStringLiteral("单据编号：") + billNo), qPrintable(billNo + u'@' + page));
+        }
+    }
+
+    // A batch that cannot be printed whole writes nothing: an older file of
+    // the name stays as it was and no temporary file is left.
+    void batchRefused_data()
+    {
+        QTest::addColumn<DbEngine>("engine");
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("message"); // empty: cancelled
+        for (DbEngine e : TestDatabase::engines()) {
+            engineRow(e, "unknown id") << "unknown" << QStringLiteral("单据内码 999999 不存在, 没有打印任何单据。");
+            engineRow(e, "no default template") << "no template" << QStringLiteral("没有默认打印模板, 无法打印。请先在打印模板设计中保存模板。");
+            engineRow(e, "template without view") << "no view" << noPrintViewText();
+            engineRow(e, "nothing chosen") << "none" << QStringLiteral("请先选择要打印的单据!");
+            engineRow(e, "cancelled after the first bill") << "cancel" << QString();
+        }
+    }
+    void batchRefused()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(QString, fault);
+        QFETCH(QString, message);
+        START_ENV(env, engine);
+        QList<qint32> ids{env.busiestInvoice(), env.db.scalar(QStringLiteral("select min(finterid) from tblFP")).toInt()};
+        if (fault == u"unknown")
+            ids.insert(1, 999999);
+        else if (fault == u"no template")
+            env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
+        else if (fault == u"no view")
+            env.db.exec(QStringLiteral("update tblBillPrint set fViewName=' '"));
+        else if (fault == u"none")
+            ids.clear();
+        const QString folder = env.ts.folder() + QStringLiteral("/out");
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + QStringLiteral("/batch.pdf");
+        QFile old(path);
+        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("old") == 3);
+        old.close();
+        int told = 0;
+        const BatchOutcome out = writeBatchPdf(env.db.conn(), {71, ids, QStringLiteral("采购发票")}, path, [&](int, int) {
+            ++told;
+            return fault != u"cancel";
+        });
+        QCOMPARE(out.status, message.isEmpty() ? BatchOutcome::Cancelled : BatchOutcome::Failed);
+        QCOMPARE(out.message, message);
+        QCOMPARE(told, fault == u"cancel" ? 1 : 0);
+        QVERIFY(old.open(QIODevice::ReadOnly));
+        QCOMPARE(old.readAll(), QByteArray("old"));
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("batch.pdf")});
     }
 };
 

@@ -257,11 +257,18 @@ void TestQuerySql::mainSql_data()
     QTest::newRow("all 全部") << all << 2024 << 3 << today << QString();
     QTest::newRow("nothing selected") << QList<int>{-1, -1, -1, -1, -1} << 2024 << 3 << today << QString();
 
-    QTest::newRow("today") << with(1, 1) << 2024 << 3 << today << " and year(fdate)=2025 and month(fdate)=11 and day(fdate)=2";
-    QTest::newRow("this month") << with(1, 2) << 2024 << 3 << today << " and year(fdate)=2025 and month(fdate)=11";
-    QTest::newRow("this year") << with(1, 3) << 2024 << 3 << today << " and year(fdate)=2025";
-    QTest::newRow("today on another day") << with(1, 1) << 2024 << 3 << QDate(2023, 1, 31)
-                                          << " and year(fdate)=2023 and month(fdate)=1 and day(fdate)=31";
+    QTest::newRow("today") << with(1, 1) << 2024 << 3 << today << " and fdate>='2025-11-02' and fdate<'2025-11-03'";
+    QTest::newRow("this month") << with(1, 2) << 2024 << 3 << today << " and fdate>='2025-11-01' and fdate<'2025-12-01'";
+    QTest::newRow("this year") << with(1, 3) << 2024 << 3 << today << " and fdate>='2025-01-01' and fdate<'2026-01-01'";
+    // Ranges that end in the next month or year.
+    QTest::newRow("today at a month's end") << with(1, 1) << 2024 << 3 << QDate(2023, 1, 31)
+                                            << " and fdate>='2023-01-31' and fdate<'2023-02-01'";
+    QTest::newRow("today, new year's eve") << with(1, 1) << 2024 << 3 << QDate(2025, 12, 31)
+                                           << " and fdate>='2025-12-31' and fdate<'2026-01-01'";
+    QTest::newRow("this month, December") << with(1, 2) << 2024 << 3 << QDate(2025, 12, 31)
+                                          << " and fdate>='2025-12-01' and fdate<'2026-01-01'";
+    QTest::newRow("this month, leap February") << with(1, 2) << 2024 << 3 << QDate(2024, 2, 29)
+                                               << " and fdate>='2024-02-01' and fdate<'2024-03-01'";
     QTest::newRow("period uses the session, not today") << with(1, 20) << 2024 << 3 << today << " and fYear=2024 and fperiod=3";
     QTest::newRow("period 12") << with(1, 20) << 2019 << 12 << today << " and fYear=2019 and fperiod=12";
     QTest::newRow("date range code 0") << with(1, 0) << 2024 << 3 << today << QString();

@@ -1,13 +1,37 @@
 #include "report/ReportLayout.h"
 #include "report/ReportModel.h"
+#include "ReportSamples.h"
+
 #include "report/ReportPainter.h"
 #include "support/PdfTools.h"
 
 #include <QPrinter>
+#include <set>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace report;
+
+namespace {
+
+struct Cell {
+    QRectF rect;
+    Frame frame;
+    QRgb color = 0xff000000;
+};
+
+QString describe(const QVector<GridLine> &lines)
+{
+    QStringList out;
+    for (const GridLine &l : lines)
+        out << QStringLiteral("%1,%2-%3,%4/w%5/%6")
+                   .arg(l.line.x1()).arg(l.line.y1()).arg(l.line.x2()).arg(l.line.y2()).arg(l.pen.width)
+                   .arg(QColor::fromRgba(l.pen.color).name());
+    out.sort();
+    return out.join(u' ');
+}
+
+} // namespace
 
 // What reaches the paper: the pages the clerk chose in the print dialog, and
 // items that stay inside their band when dragged past its edge.
@@ -66,6 +90,87 @@ private slots:
         const auto info = pdf_tools::runTool(QStringLiteral("pdfinfo"), {printer.outputFileName()});
         QVERIFY(info);
         QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+2\\n"))), qPrintable(*info));
+    }
+
+    // Frame sides are drawn as joined lines: collinear sides with the same
+    // pen that touch or overlap make one line, anything else stays apart.
+    void framesJoin_data()
+    {
+        QTest::addColumn<QVector<Cell>>("cells");
+        QTest::addColumn<QString>("lines");
+        const Frame box = Frame::box(3);
+        const Frame thick = Frame::box(5);
+        const Frame topOnly{false, true, false, false, 3};
+        QTest::newRow("one cell") << QVector<Cell>{{QRectF(0, 0, 10, 5), box}}
+                                  << "0,0-0,5/w3/#000000 0,0-10,0/w3/#000000 0,5-10,5/w3/#000000 10,0-10,5/w3/#000000";
+        QTest::newRow("two cells side by side share a side")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), box}, {QRectF(10, 0, 10, 5), box}}
+            << "0,0-0,5/w3/#000000 0,0-20,0/w3/#000000 0,5-20,5/w3/#000000 10,0-10,5/w3/#000000 20,0-20,5/w3/#000000";
+        QTest::newRow("rows stacked: columns run through")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), box}, {QRectF(0, 5, 10, 5), box}, {QRectF(0, 10, 10, 5), box}}
+            << "0,0-0,15/w3/#000000 0,0-10,0/w3/#000000 0,10-10,10/w3/#000000 0,15-10,15/w3/#000000 "
+               "0,5-10,5/w3/#000000 10,0-10,15/w3/#000000";
+        QTest::newRow("a gap keeps two lines")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(11, 0, 10, 5), topOnly}}
+            << "0,0-10,0/w3/#000000 11,0-21,0/w3/#000000";
+        QTest::newRow("overlap and containment")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(5, 0, 10, 5), topOnly}, {QRectF(2, 0, 3, 5), topOnly}}
+            << "0,0-15,0/w3/#000000";
+        QTest::newRow("other width stays apart")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), Frame{false, true, false, false, 5}}}
+            << "0,0-10,0/w3/#000000 10,0-20,0/w5/#000000";
+        QTest::newRow("other colour stays apart")
+            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), topOnly, 0xffff0000}}
+            << "0,0-10,0/w3/#000000 10,0-20,0/w3/#ff0000";
+        QTest::newRow("no frame, zero width") << QVector<Cell>{{QRectF(0, 0, 10, 5), Frame{}}, {QRectF(0, 0, 10, 5), Frame::box(0)}}
+                                              << "";
+        QTest::newRow("thick box around thin ones keeps both")
+            << QVector<Cell>{{QRectF(0, 0, 20, 5), thick}, {QRectF(0, 0, 10, 5), topOnly}} << 
+               "0,0-0,5/w5/#000000 0,0-10,0/w3/#000000 0,0-20,0/w5/#000000 0,5-20,5/w5/#000000 20,0-20,5/w5/#000000";
+    }
+    void framesJoin()
+    {
+        QFETCH(QVector<Cell>, cells);
+        QFETCH(QString, lines);
+        GridLines grid;
+        for (const Cell &c : cells)
+            grid.addFrame(FramePen{c.color, c.frame.width}, c.frame, c.rect);
+        QCOMPARE(describe(grid.joined()), lines);
+    }
+
+    // On every page of a long framed table the joined lines ink exactly the
+    // unit steps (the layout places frames on whole tenths) that the frame
+    // sides drawn one by one ink, with the same pens, in far fewer lines.
+    void joinedGridCoversTheSameSides()
+    {
+        const ReportLayout layout = layoutReport(samples::invoiceTemplate(), samples::invoiceRecords(120), QString());
+        QVERIFY(layout.pageCount() > 2);
+        auto steps = [](const QVector<GridLine> &lines) {
+            std::set<std::tuple<QRgb, int, bool, int, int>> out; // pen, vertical, where, step
+            for (const GridLine &g : lines) {
+                const QLineF &l = g.line;
+                const bool vertical = l.x1() == l.x2();
+                for (int i = qRound(vertical ? l.y1() : l.x1()); i < qRound(vertical ? l.y2() : l.x2()); ++i)
+                    out.insert({g.pen.color, g.pen.width, vertical, qRound(vertical ? l.x1() : l.y1()), i});
+            }
+            return out;
+        };
+        for (const LayoutPage &page : layout.pages) {
+            GridLines grid;
+            QVector<GridLine> sides; // each side on its own
+            for (const PlacedBand &band : page.bands) {
+                for (const PlacedItem &placed : band.items) {
+                    const ReportItem &item = layout.tpl.band(band.kind).items[placed.item];
+                    grid.addFrame(framePenOf(item), item.frame, placed.rect);
+                    GridLines one;
+                    one.addFrame(framePenOf(item), item.frame, placed.rect);
+                    sides += one.joined(); // a single box joins nothing
+                }
+            }
+            const QVector<GridLine> joined = grid.joined();
+            QVERIFY(joined.size() * 4 < grid.sideCount());
+            QCOMPARE(steps(joined), steps(sides));
+        }
     }
 
     void itemsStayInTheirBand_data()

@@ -87,6 +87,11 @@ private slots:
         QTest::newRow("date time value") << QVariant(QDateTime(QDate(2024, 12, 31), QTime(8, 5))) << "yyyy/MM/dd" << "2024/12/31";
         QTest::newRow("date without format") << QVariant(QDate(2024, 3, 5)) << "" << "2024-03-05";
         QTest::newRow("text that is no date") << QVariant(QStringLiteral("not a date")) << "yyyy-MM-dd" << "not a date";
+        QTest::newRow("date text, no such day") << QVariant(QStringLiteral("2024-02-30")) << "yyyy-MM-dd" << "2024-02-30";
+        QTest::newRow("date text, no such hour") << QVariant(QStringLiteral("2024-02-03 25:00:00")) << "yyyy-MM-dd" << "2024-02-03 25:00:00";
+        QTest::newRow("date text with T") << QVariant(QStringLiteral("2024-03-05T14:30:09")) << "HH:mm:ss d日" << "14:30:09 5日";
+        QTest::newRow("date text with milliseconds") << QVariant(QStringLiteral("2024-03-05 14:30:09.120")) << "M/d H:mm" << "3/5 14:30";
+        QTest::newRow("date text, letters in the digits") << QVariant(QStringLiteral("2024-0a-05")) << "yyyy" << "2024-0a-05";
         QTest::newRow("number with a date format") << QVariant(12) << "yyyy-MM-dd" << "12";
         // Capital numerals: 整 without jiao and fen, one 零 for a run of
         // skipped places, 负 before a negative amount.

@@ -1,0 +1,454 @@
+// Filling the bill list: the statement runs on the engine itself (sqlite3 or
+// libpq, through the handle of the connection's driver) and only the columns
+// the list keeps are read. When the engine's handle cannot take the
+// statement, it goes through the connection as any other, which reports the
+// engine's refusal (or reconnects to a server that dropped an idle session).
+#include "list/BillListModel.h"
+
+#include "platform/Connection.h"
+#include "platform/DbError.h"
+#include "platform/Recordset.h"
+#include "platform/SqlDialect.h"
+
+#include <QSet>
+#include <QSqlDriver>
+#include <QSqlField>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+#include <libpq-fe.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+// One cell as the engine hands it over; `text` stays valid until the next row.
+struct ListCell {
+    ListColumnValues::Kind kind = ListColumnValues::Null;
+    qint64 integer = 0;
+    double real = 0;
+    const char *text = nullptr;
+    size_t size = 0;
+    QByteArrayView bytes() const { return QByteArrayView(text, qsizetype(size)); }
+};
+
+// The rows of a statement, one at a time.
+class ListRowSource {
+public:
+    virtual ~ListRowSource() = default;
+    int columnIndex(const QString &field) const
+    {
+        for (int i = 0; i < int(m_names.size()); ++i)
+            if (m_names[size_t(i)].compare(field, Qt::CaseInsensitive) == 0)
+                return i;
+        return -1;
+    }
+    bool isDecimal(int column) const { return m_decimal[size_t(column)]; }
+    // Moves to the next row; false after the last. Throws DbError.
+    virtual bool next() = 0;
+    virtual ListCell cell(int column) = 0;
+
+protected:
+    std::vector<QString> m_names;
+    std::vector<bool> m_decimal; // the engine calls the column a decimal number
+};
+
+namespace {
+
+// The driver's handle when it is of the type named (PGconn is a name of
+// struct pg_conn, which Qt may report either way).
+template <typename Handle>
+Handle *driverHandle(Connection &conn, std::initializer_list<const char *> typeNames)
+{
+    const QVariant handle = conn.database().driver()->handle();
+    if (!handle.isValid())
+        return nullptr;
+    for (const char *name : typeNames)
+        if (qstrcmp(handle.typeName(), name) == 0)
+            return *static_cast<Handle *const *>(handle.constData());
+    return nullptr;
+}
+
+class SqliteRows final : public ListRowSource {
+public:
+    // Null when the statement does not prepare; the connection then runs it
+    // and says why.
+    static std::unique_ptr<SqliteRows> open(Connection &conn, const QString &sql)
+    {
+        sqlite3 *db = driverHandle<sqlite3>(conn, {"sqlite3*"});
+        if (!db || holdsSeveralStatements(sql, DbEngine::SQLite))
+            return nullptr;
+        const QByteArray text = sql.toUtf8();
+        sqlite3_stmt *stmt = nullptr;
+        if (sqlite3_prepare_v2(db, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK || !stmt) {
+            sqlite3_finalize(stmt);
+            return nullptr;
+        }
+        return std::unique_ptr<SqliteRows>(new SqliteRows(db, stmt));
+    }
+    ~SqliteRows() override { sqlite3_finalize(m_stmt); }
+
+    bool next() override
+    {
+        const int rc = sqlite3_step(m_stmt);
+        if (rc == SQLITE_ROW)
+            return true;
+        if (rc == SQLITE_DONE)
+            return false;
+        const QString code = QString::number(sqlite3_extended_errcode(m_db));
+        throw DbError(dbFaultText(dbFault(DbEngine::SQLite, code), QString::fromUtf8(sqlite3_errmsg(m_db))), code);
+    }
+
+    ListCell cell(int column) override
+    {
+        ListCell c;
+        switch (sqlite3_column_type(m_stmt, column)) {
+        case SQLITE_NULL:
+            break;
+        case SQLITE_INTEGER:
+            c.kind = ListColumnValues::Integer;
+            c.integer = sqlite3_column_int64(m_stmt, column);
+            break;
+        case SQLITE_FLOAT:
+            c.kind = ListColumnValues::Real;
+            c.real = sqlite3_column_double(m_stmt, column);
+            break;
+        default:
+            c.kind = ListColumnValues::Text;
+            c.text = reinterpret_cast<const char *>(sqlite3_column_text(m_stmt, column));
+            c.size = size_t(sqlite3_column_bytes(m_stmt, column));
+        }
+        return c;
+    }
+
+private:
+    SqliteRows(sqlite3 *db, sqlite3_stmt *stmt)
+        : m_db(db), m_stmt(stmt)
+    {
+        const int columns = sqlite3_column_count(stmt);
+        for (int i = 0; i < columns; ++i) {
+            m_names.push_back(QString::fromUtf8(sqlite3_column_name(stmt, i)));
+            // Declared types as Qt's driver reads them.
+            const QString type = QString::fromLatin1(sqlite3_column_decltype(stmt, i)).toLower();
+            m_decimal.push_back(type.startsWith(u"numeric") || type == u"double" || type == u"float" || type == u"real");
+        }
+    }
+
+    sqlite3 *m_db;
+    sqlite3_stmt *m_stmt;
+};
+
+class PostgresRows final : public ListRowSource {
+public:
+    // Null when the connection is busy or in a transaction, or the server
+    // refuses the statement; the connection then runs it and says why.
+    static std::unique_ptr<PostgresRows> open(Connection &conn, const QString &sql)
+    {
+        PGconn *pg = driverHandle<PGconn>(conn, {"PGconn*", "pg_conn*"});
+        if (!pg || conn.inTransaction() || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
+            return nullptr;
+        PGresult *result = PQexec(pg, sql.toUtf8().constData());
+        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
+            PQclear(result);
+            return nullptr;
+        }
+        return std::unique_ptr<PostgresRows>(new PostgresRows(result));
+    }
+    ~PostgresRows() override { PQclear(m_result); }
+
+    bool next() override { return ++m_row < m_rows; }
+
+    ListCell cell(int column) override
+    {
+        ListCell c;
+        if (PQgetisnull(m_result, m_row, column))
+            return c;
+        c.kind = ListColumnValues::Text;
+        c.text = PQgetvalue(m_result, m_row, column);
+        c.size = size_t(PQgetlength(m_result, m_row, column));
+        if (m_boolean[size_t(column)]) { // as the driver shows a boolean
+            const bool on = c.size > 0 && c.text[0] == 't';
+            c.text = on ? "true" : "false";
+            c.size = on ? 4 : 5;
+        }
+        return c;
+    }
+
+private:
+    explicit PostgresRows(PGresult *result)
+        : m_result(result), m_rows(PQntuples(result))
+    {
+        const int columns = PQnfields(result);
+        for (int i = 0; i < columns; ++i) {
+            m_names.push_back(QString::fromUtf8(PQfname(result, i)));
+            const Oid type = PQftype(result, i);
+            m_decimal.push_back(type == 1700 || type == 700 || type == 701); // numeric, float4, float8
+            m_boolean.push_back(type == 16);
+        }
+    }
+
+    PGresult *m_result;
+    int m_rows;
+    int m_row = -1;
+    std::vector<bool> m_boolean;
+};
+
+// Any engine through Qt's driver.
+class DriverRows final : public ListRowSource {
+public:
+    explicit DriverRows(QSqlQuery query)
+        : m_query(std::move(query))
+    {
+        const QSqlRecord record = m_query.record();
+        for (int i = 0; i < record.count(); ++i) {
+            m_names.push_back(record.fieldName(i));
+            const int type = record.field(i).metaType().id();
+            m_decimal.push_back(type == QMetaType::Double || type == QMetaType::Float);
+        }
+        m_texts.resize(size_t(record.count()));
+    }
+
+    bool next() override
+    {
+        if (m_query.next())
+            return true;
+        if (m_query.lastError().isValid())
+            throw DbError(sqlErrorText(m_query.lastError()));
+        return false;
+    }
+
+    ListCell cell(int column) override
+    {
+        ListCell c;
+        const QVariant v = m_query.value(column);
+        if (v.isNull())
+            return c;
+        switch (v.typeId()) {
+        case QMetaType::Int:
+        case QMetaType::LongLong:
+        case QMetaType::UInt:
+            c.kind = ListColumnValues::Integer;
+            c.integer = v.toLongLong();
+            return c;
+        default:
+            break;
+        }
+        QByteArray &text = m_texts[size_t(column)];
+        text = Recordset::variantText(v).toUtf8();
+        c.kind = ListColumnValues::Text;
+        c.text = text.constData();
+        c.size = size_t(text.size());
+        return c;
+    }
+
+private:
+    QSqlQuery m_query;
+    std::vector<QByteArray> m_texts;
+};
+
+QString textOf(const ListCell &c)
+{
+    return QString::fromUtf8(c.text, qsizetype(c.size));
+}
+
+// A whole number written in plain digits with an optional minus sign.
+bool plainInteger(const ListCell &c, qint64 *value)
+{
+    size_t i = c.size > 0 && c.text[0] == '-' ? 1 : 0;
+    if (c.size == i || c.size - i > 18)
+        return false;
+    qint64 n = 0;
+    for (size_t k = i; k < c.size; ++k) {
+        if (c.text[k] < '0' || c.text[k] > '9')
+            return false;
+        n = n * 10 + (c.text[k] - '0');
+    }
+    *value = i ? -n : n;
+    return true;
+}
+
+// Audited, red: the value 1.
+bool isOne(const ListCell &c)
+{
+    if (c.kind == ListColumnValues::Integer)
+        return c.integer == 1;
+    if (c.kind == ListColumnValues::Real)
+        return qRound64(c.real) == 1;
+    if (c.kind != ListColumnValues::Text)
+        return false;
+    qint64 n = 0;
+    if (plainInteger(c, &n))
+        return n == 1;
+    bool ok = false;
+    n = textOf(c).toLongLong(&ok);
+    return ok ? n == 1 : textOf(c).trimmed() == u"1";
+}
+
+// Void: 1, -1 or true.
+bool isVoid(const ListCell &c)
+{
+    if (c.kind == ListColumnValues::Integer)
+        return c.integer == 1 || c.integer == -1;
+    if (c.kind == ListColumnValues::Real)
+        return QString::number(c.real) == u"1" || QString::number(c.real) == u"-1";
+    if (c.kind != ListColumnValues::Text)
+        return false;
+    const QString text = textOf(c).trimmed().toLower();
+    return text == u"1" || text == u"-1" || text == u"true";
+}
+
+// An amount as exact decimals: whole numbers and decimal text with at most
+// four places directly, reals with at most four places arithmetically,
+// other text through the exact text conversion.
+Amount exactAmount(const ListCell &c)
+{
+    switch (c.kind) {
+    case ListColumnValues::Null:
+        return Amount();
+    case ListColumnValues::Integer:
+        return Amount::fromInt(c.integer);
+    case ListColumnValues::Real: {
+        const double scaled = c.real * double(Amount::Scale);
+        if (std::isfinite(scaled) && std::fabs(scaled) < 1e15) {
+            const double nearest = std::nearbyint(scaled);
+            if (std::fabs(scaled - nearest) <= 1e-3)
+                return Amount::fromUnits(std::int64_t(nearest));
+        }
+        return Amount::fromDouble(c.real);
+    }
+    case ListColumnValues::Text:
+        break;
+    }
+    const QByteArrayView text = c.bytes();
+    const qsizetype point = text.indexOf('.');
+    ListCell whole = c;
+    whole.size = size_t(point < 0 ? text.size() : point);
+    qint64 units = 0;
+    const qsizetype places = point < 0 ? 0 : text.size() - point - 1;
+    if (places <= Amount::Decimals && plainInteger(whole, &units) && std::llabs(units) < 100'000'000'000'000) {
+        qint64 fraction = 0;
+        for (qsizetype k = 1; k <= places; ++k) {
+            const char d = text[point + k];
+            if (d < '0' || d > '9')
+                return Amount::fromVariant(textOf(c));
+            fraction = fraction * 10 + (d - '0');
+        }
+        for (qsizetype k = places; k < Amount::Decimals; ++k)
+            fraction *= 10;
+        const bool negative = text.startsWith('-');
+        return Amount::fromUnits(units * Amount::Scale + (negative ? -fraction : fraction));
+    }
+    return Amount::fromVariant(textOf(c));
+}
+
+std::unique_ptr<ListRowSource> openRows(Connection &conn, const QString &statement)
+{
+    if (conn.isOpen()) {
+        const QString sql = translateSql(statement, conn.engine());
+        std::unique_ptr<ListRowSource> direct;
+        if (conn.engine() == DbEngine::SQLite)
+            direct = SqliteRows::open(conn, sql);
+        else
+            direct = PostgresRows::open(conn, sql);
+        if (direct)
+            return direct;
+    }
+    return std::make_unique<DriverRows>(conn.forwardQuery(statement));
+}
+
+} // namespace
+
+void BillListModel::fill(Connection &conn, const QString &statement)
+{
+    // The statement runs before the rows are dropped, so one the engine
+    // refuses leaves the list as it was.
+    const std::unique_ptr<ListRowSource> rows = openRows(conn, statement);
+    beginResetModel();
+    dropRows();
+    try {
+        takeRows(*rows);
+    } catch (...) {
+        dropRows();
+        endResetModel();
+        throw;
+    }
+    endResetModel();
+}
+
+void BillListModel::takeRows(ListRowSource &source)
+{
+    const int columnCount = int(m_columns.size());
+    std::vector<int> from(size_t(columnCount), -1);
+    std::vector<int> summed;
+    m_numeric.assign(size_t(columnCount), false);
+    for (int c = 0; c < columnCount; ++c) {
+        from[size_t(c)] = source.columnIndex(m_columns[c].field);
+        if (from[size_t(c)] >= 0) {
+            m_numeric[size_t(c)] = source.isDecimal(from[size_t(c)]);
+            if (m_columns[c].sum)
+                summed.push_back(c);
+        }
+        m_values[size_t(c)].reserve(size_t(kMaxRows));
+    }
+    const int statusColumn = source.columnIndex(QStringLiteral("fstatus"));
+    const int voidColumn = source.columnIndex(QStringLiteral("fcancellation"));
+    const int redColumn = source.columnIndex(QStringLiteral("frob"));
+    const int idColumn = source.columnIndex(QStringLiteral("finterid"));
+    // finterid is column 0 of every list; its value is taken from there.
+    const bool idIsFirstColumn = columnCount > 0 && from[0] == idColumn;
+
+    // Bill ids, to count the bills: lines of one bill follow each other, so
+    // each id is noted once per run and duplicates removed at the end.
+    std::vector<qint64> bills;
+    bills.reserve(size_t(kMaxRows));
+    QSet<QString> textBills; // ids that are not whole numbers
+    qint64 previousId = 0;
+    bool havePrevious = false;
+    std::vector<ListCell> row(static_cast<size_t>(columnCount));
+    m_flags.reserve(size_t(kMaxRows));
+    while (m_rows < kMaxRows && source.next()) {
+        for (int c = 0; c < columnCount; ++c) {
+            const int s = from[size_t(c)];
+            ListCell &cell = row[size_t(c)];
+            cell = s >= 0 ? source.cell(s) : ListCell();
+            ListColumnValues &values = m_values[size_t(c)];
+            switch (cell.kind) {
+            case ListColumnValues::Null: values.addNull(); break;
+            case ListColumnValues::Integer: values.addInteger(cell.integer); break;
+            case ListColumnValues::Real: values.addReal(cell.real); break;
+            case ListColumnValues::Text: values.addText(cell.text, cell.size); break;
+            }
+        }
+        quint8 flags = 0;
+        if (statusColumn >= 0 && isOne(source.cell(statusColumn)))
+            flags |= Audited;
+        if (voidColumn >= 0 && isVoid(source.cell(voidColumn)))
+            flags |= Void;
+        if (redColumn >= 0 && isOne(source.cell(redColumn)))
+            flags |= Red;
+        m_flags.push_back(flags);
+        if (idColumn >= 0) {
+            const ListCell id = idIsFirstColumn ? row[0] : source.cell(idColumn);
+            qint64 n = id.kind == ListColumnValues::Real ? qRound64(id.real) : id.integer;
+            if (id.kind == ListColumnValues::Integer || id.kind == ListColumnValues::Real
+                || (id.kind == ListColumnValues::Text && plainInteger(id, &n))) {
+                if (!havePrevious || n != previousId)
+                    bills.push_back(n);
+                previousId = n;
+                havePrevious = true;
+            } else {
+                textBills.insert(id.kind == ListColumnValues::Text ? textOf(id) : QString());
+            }
+        }
+        for (int c : summed)
+            m_totals[size_t(c)] += exactAmount(row[size_t(c)]);
+        ++m_rows;
+    }
+    for (ListColumnValues &values : m_values)
+        values.shrink();
+    m_flags.shrink_to_fit();
+    std::sort(bills.begin(), bills.end());
+    m_bills = int(std::unique(bills.begin(), bills.end()) - bills.begin()) + int(textBills.size());
+    m_filled = true;
+}
