@@ -122,8 +122,14 @@ void RawEngine::exec(const QString &sql)
 
 void RawEngine::execPrepared(const QString &sql, const std::vector<std::vector<std::string>> &rows)
 {
-    const QByteArray text = sql.toUtf8();
     exec(QStringLiteral("begin"));
+    runPrepared(sql, rows);
+    exec(QStringLiteral("commit"));
+}
+
+void RawEngine::runPrepared(const QString &sql, const std::vector<std::vector<std::string>> &rows)
+{
+    const QByteArray text = sql.toUtf8();
     if (m_engine == DbEngine::SQLite) {
         sqlite3_stmt *stmt = nullptr;
         if (sqlite3_prepare_v2(m_sqlite, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK)
@@ -154,7 +160,6 @@ void RawEngine::execPrepared(const QString &sql, const std::vector<std::vector<s
         }
         exec(QStringLiteral("deallocate raw_bench"));
     }
-    exec(QStringLiteral("commit"));
 }
 
 double medianOf(std::vector<double> values)

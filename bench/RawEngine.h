@@ -43,6 +43,8 @@ public:
     // once and bound per row ("?" placeholders on SQLite, $1.. on
     // PostgreSQL), inside one transaction.
     void execPrepared(const QString &sql, const std::vector<std::vector<std::string>> &rows);
+    // The same inside the caller's transaction (exec("begin") .. "commit").
+    void runPrepared(const QString &sql, const std::vector<std::vector<std::string>> &rows);
 
     sqlite3 *sqliteHandle() const { return m_sqlite; }
     pg_conn *pgHandle() const { return m_pg; }

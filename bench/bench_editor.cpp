@@ -1,39 +1,40 @@
-// Bill editor: saving an invoice with 1,000 entries, and opening it again.
+// Bill editor: saving an invoice with 1,000 entries, and opening it again,
+// each against the database engine itself in the same run on the same data.
 //
-// Save: BillStore::insertBill (counters in their own short transactions, then
-// header and 3,000 entry statements in one transaction) against the same
-// statements, translated beforehand, run directly through QSqlQuery on the
-// same connection in one transaction. Target: ratio at most 2.
+// Save: BillStore::insertBill against the raw engine (sqlite3's C API or
+// libpq) doing the same work in one transaction: the two counters advanced
+// and read, the header inserted, the stock bills read (as the save reads
+// them to check and lock them), then one prepared statement per kind of
+// write bound per row (the entries; the stock bills' invoiced amounts) and
+// the invoice's matched amount moved once. Goal: at most 1.5 times the raw
+// engine on SQLite, 1.2 times on PostgreSQL.
 //
-// Open: the editor showing the bill (MenuFirst over a one-bill list: the
-// shared connection taken, the two statements read, the grid filled, the
-// lookup texts refreshed) against the bill's two statements run directly on
-// an open connection, every value read. Target: ratio at most 2. Printed
-// beside it: the same with the form's first paint, which costs the same for
-// any bill that fills the visible rows; the bill read into a grid model on
-// the open connection; and what connecting and closing costs when the
-// connection is kept idle in between.
+// Open: BillStore::loadBill (the header and the entries statements read, the
+// rows made up as the grid shows them) and the rows handed to the grid
+// model, against the raw engine reading every column of the same two
+// statements. Goal: at most 1.3 times on SQLite, 1.2 times on PostgreSQL.
+//
+// Each side is timed in turns with the other, `runs` times for a save and
+// ten times as often for an open; the ratio is of the best times, which on
+// a machine shared with other work are the ones least disturbed by it (the
+// medians are printed beside them). A ratio beyond its goal prints a FAIL
+// line (and the exit status is 1).
 //
 //   bench_editor [--runs N] [--entries N] [--pg "Driver=PostgreSQL;..."]
 // Without --pg the database is a SQLite file in a temporary folder. With
 // --pg a database purfp_bench_<pid> is created on that server and dropped
 // afterwards.
-#include "modules/Session.h"
+#include "RawEngine.h"
 #include "editor/BillStore.h"
 #include "editor/EntryGridModel.h"
-#include "editor/frmMainBill.h"
-#include "modules/ConnectionRoutines.h"
 #include "platform/Connection.h"
 #include "platform/DbError.h"
-#include "platform/Prompt.h"
 #include "platform/SqlDialect.h"
+#include "platform/SqliteFunctions.h"
 #include "sql/DatabaseSetup.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QSqlRecord>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -41,13 +42,6 @@
 #include <vector>
 
 namespace {
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
 
 double msSince(const QElapsedTimer &t)
 {
@@ -112,111 +106,82 @@ BillDraft draftWith(int entries)
     return d;
 }
 
-struct Prepared {
-    QString sql;
-    QVariantList params;
-};
-
-// The statements a save of `draft` runs, in their order, already translated
-// for the engine, with the bill's id and number fixed.
-std::vector<Prepared> saveStatements(BillStore &store, const BillDraft &draft, int id, const QString &number, DbEngine engine)
+// "?" placeholders as the engine numbers them.
+QString placeholders(QString sql, DbEngine engine)
 {
-    std::vector<Prepared> out;
-    auto add = [&](const QString &sql, const QVariantList &params = {}) { out.push_back({translateSql(sql, engine), params}); };
-    add(QStringLiteral("update tblmaxNum set fmaxnum=fmaxnum+1 where ftablename='tblFP'"));
-    add(QStringLiteral("select * from tblmaxNum where ftablename='tblFP'"));
-    add(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+1 where ftypeid=71"));
-    add(QStringLiteral("select * from tblMaxBillNo where ftypeid=71"));
+    if (engine == DbEngine::PostgreSQL)
+        for (int n = 1, at = 0; (at = int(sql.indexOf(u'?', at))) >= 0; ++n)
+            sql.replace(at, 1, u'$' + QString::number(n));
+    return sql;
+}
+
+std::string utf8(const QVariant &value)
+{
+    return value.toString().toStdString();
+}
+
+// The save of `draft` under the id `id`, done by the raw engine: what
+// insertBill writes, each kind of write one prepared statement.
+void rawSave(RawEngine &raw, BillStore &store, const BillDraft &draft, int id)
+{
+    const DbEngine engine = raw.engine();
+    auto sql = [&](const QString &text) { return placeholders(translateSql(text, engine), engine); };
     const HeaderStatement h = store.insertHeader(draft);
-    QVariantList params = h.params;
-    params << QStringLiteral("0001") << number;
-    add(h.sql + QString::number(id) + h.tail, params);
-    const QString key = QString::number(id);
+    std::vector<std::string> header;
+    for (const QVariant &v : h.params)
+        header.push_back(utf8(v));
+    header.push_back("0001");
+    header.push_back(QStringLiteral("RAW-%1").arg(id).toStdString());
+
+    std::vector<std::vector<std::string>> entries, stocks;
+    Amount total;
+    QStringList stockIds;
     for (size_t r = 0; r < draft.rows.size(); ++r) {
-        const QString amount = cellAmount(draft.rows[r].cell(ColThisAmount))->toString();
-        const QString stock = draft.rows[r].stockId;
-        add(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(") + key + u',' + QString::number(r + 1)
-            + u',' + stock + u',' + amount + u')');
-        add(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + amount + QStringLiteral(" where finterid=") + stock);
-        add(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + amount + QStringLiteral(" where finterid=") + key);
+        const Amount amount = *cellAmount(draft.rows[r].cell(ColThisAmount));
+        total += amount;
+        const std::string stock = draft.rows[r].stockId.toStdString();
+        entries.push_back({std::to_string(id), std::to_string(r + 1), stock, amount.toString().toStdString()});
+        stocks.push_back({amount.toString().toStdString(), stock});
+        stockIds << draft.rows[r].stockId;
     }
-    return out;
+
+    raw.exec(QStringLiteral("begin"));
+    raw.exec(sql(QStringLiteral("update tblmaxNum set fmaxnum=fmaxnum+1 where ftablename='tblFP'")));
+    raw.query(sql(QStringLiteral("select * from tblmaxNum where ftablename='tblFP'")));
+    raw.exec(sql(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+1 where ftypeid=71")));
+    raw.query(sql(QStringLiteral("select * from tblMaxBillNo where ftypeid=71")));
+    raw.runPrepared(sql(h.sql + QString::number(id) + h.tail), {header});
+    raw.query(sql(QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fallamount,isnull(fKPAmount,0) as fkpamount "
+                                 "from icstockbill where finterid in (")
+                  + stockIds.join(u',') + QStringLiteral(") order by finterid")
+                  + (engine == DbEngine::PostgreSQL ? QStringLiteral(" for no key update") : QString())));
+    raw.runPrepared(sql(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(?,?,?,?)")), entries);
+    raw.runPrepared(sql(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+? where finterid=?")), stocks);
+    raw.exec(sql(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + total.toString()
+                 + QStringLiteral(" where finterid=") + QString::number(id)));
+    raw.exec(QStringLiteral("commit"));
 }
 
-double runDirect(Connection &conn, const std::vector<Prepared> &statements)
+// Prints the line of one comparison; false when the ratio of the best
+// times misses its goal.
+bool report(const char *what, const char *component, const std::vector<double> &mine, const std::vector<double> &raw, double goal)
 {
-    QSqlDatabase db = conn.database();
-    QElapsedTimer t;
-    t.start();
-    if (!db.transaction())
-        die(db.lastError().text());
-    for (const Prepared &p : statements) {
-        QSqlQuery q(db);
-        q.setForwardOnly(true);
-        bool ok;
-        if (p.params.isEmpty()) {
-            ok = q.exec(p.sql);
-        } else {
-            ok = q.prepare(p.sql);
-            for (const QVariant &v : p.params)
-                q.addBindValue(v);
-            ok = ok && q.exec();
-        }
-        if (!ok)
-            die(q.lastError().text() + QStringLiteral(" in ") + p.sql);
-        while (q.isSelect() && q.next()) {
-        }
-    }
-    if (!db.commit())
-        die(db.lastError().text());
-    return msSince(t);
+    const double best = *std::min_element(mine.begin(), mine.end());
+    const double rawBest = *std::min_element(raw.begin(), raw.end());
+    const double ratio = best / rawBest;
+    std::printf("%s: %s %.2f ms, raw engine %.2f ms, ratio %.2f (goal <= %.1f); medians %.2f / %.2f ms\n", what, component, best,
+                rawBest, ratio, goal, medianOf(mine), medianOf(raw));
+    if (ratio <= goal)
+        return true;
+    std::printf("FAIL: %s is %.2f times the raw engine, beyond the goal of %.1f\n", what, ratio, goal);
+    return false;
 }
-
-// The two statements that load a bill, every value of every row read.
-double readDirect(Connection &conn, const QString &viewName, int id, int *rows)
-{
-    QSqlDatabase db = conn.database();
-    const DbEngine engine = conn.engine();
-    const QString head = translateSql(billHeaderSql(viewName, id), engine);
-    const QString lines = translateSql(billEntriesSql(id), engine);
-    QElapsedTimer t;
-    t.start();
-    int n = 0;
-    for (const QString &sql : {head, lines}) {
-        QSqlQuery q(db);
-        q.setForwardOnly(true);
-        q.setNumericalPrecisionPolicy(QSql::HighPrecision);
-        if (!q.exec(sql))
-            die(q.lastError().text());
-        const int columns = q.record().count();
-        while (q.next()) {
-            for (int c = 0; c < columns; ++c) {
-                const QVariant v = q.value(c);
-                Q_UNUSED(v);
-            }
-            ++n;
-        }
-    }
-    *rows = n;
-    return msSince(t);
-}
-
-class SilentResponder : public Prompt::RecordingResponder {
-public:
-    int message(const Prompt::Call &call) override
-    {
-        if (call.icon == Prompt::Critical || call.icon == Prompt::Exclamation)
-            std::fprintf(stderr, "message: %s\n", qPrintable(call.text));
-        return Prompt::RecordingResponder::message(call);
-    }
-};
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
+    QCoreApplication app(argc, argv);
     int runs = 9;
     int entries = 1000;
     QString pg;
@@ -231,21 +196,15 @@ int main(int argc, char **argv)
     }
 
     QTemporaryDir dir;
-    qputenv("XDG_CONFIG_HOME", dir.filePath(QStringLiteral("config")).toUtf8());
-    qputenv("XDG_DATA_HOME", dir.filePath(QStringLiteral("data")).toUtf8());
-    SilentResponder responder;
-    Prompt::setResponder(&responder);
-
-    QString connectionString;
     QString benchDatabase;
     ConnectionString server;
+    bool met = true;
     try {
+        ConnectionString cs;
         if (pg.isEmpty()) {
-            ConnectionString cs;
             cs.engine = DbEngine::SQLite;
             cs.database = dir.filePath(QStringLiteral("bench.db"));
-            connectionString = cs.toString();
-            Connection create(connectionString, Connection::OpenMode::CreateIfMissing);
+            Connection create(cs.toString(), Connection::OpenMode::CreateIfMissing);
             create.open();
         } else {
             server = ConnectionString::parse(pg);
@@ -254,25 +213,28 @@ int main(int argc, char **argv)
             admin.open();
             admin.executeNative(QStringLiteral("drop database if exists %1").arg(benchDatabase));
             admin.executeNative(QStringLiteral("create database %1 encoding 'UTF8' template template0").arg(benchDatabase));
-            ConnectionString cs = server;
+            cs = server;
             cs.database = benchDatabase;
-            connectionString = cs.toString();
         }
 
-        Connection conn(connectionString);
+        Connection conn(cs.toString());
         conn.open();
         DatabaseSetup::createSchema(conn);
         seed(conn, entries);
         const DbEngine engine = conn.engine();
+        RawEngine raw(cs);
+        // The statements call the module's functions, which SQLite knows on
+        // the connections that register them.
+        if (engine == DbEngine::SQLite && !registerSqliteFunctions(raw.sqliteHandle()))
+            die(QStringLiteral("cannot register the SQLite functions"));
         BillStore store(conn, benchSettings());
         const BillDraft draft = draftWith(entries);
 
-        // Warm both paths once.
+        // Both paths warmed once; then each run saves one bill each way.
         if (!store.insertBill(store.insertHeader(draft), draft).saved)
             die(QStringLiteral("save failed"));
-        runDirect(conn, saveStatements(store, draft, 900000, QStringLiteral("DIRECT-0"), engine));
-
-        std::vector<double> saves, directs;
+        rawSave(raw, store, draft, 900000);
+        std::vector<double> saves, raws;
         int lastId = 0;
         for (int r = 0; r < runs; ++r) {
             QElapsedTimer t;
@@ -282,78 +244,40 @@ int main(int argc, char **argv)
             if (!saved.saved)
                 die(QStringLiteral("save failed: ") + (saved.message ? saved.message->text : QString()));
             lastId = saved.interId;
-            const std::vector<Prepared> statements = saveStatements(store, draft, 900001 + r, QStringLiteral("DIRECT-%1").arg(r + 1), engine);
-            directs.push_back(runDirect(conn, statements));
+            t.restart();
+            rawSave(raw, store, draft, 900001 + r);
+            raws.push_back(msSince(t));
         }
-        const double save = median(saves), direct = median(directs);
-        std::printf("engine: %s, entries per invoice: %d, runs: %d\n", engine == DbEngine::SQLite ? "SQLite" : "PostgreSQL", entries, runs);
-        std::printf("save:  insertBill %.2f ms, same statements directly %.2f ms, ratio %.2f (target <= 2)\n", save, direct, save / direct);
+        std::printf("engine: %s, entries per invoice: %d, runs: %d\n", engine == DbEngine::SQLite ? "SQLite" : "PostgreSQL",
+                    entries, runs);
+        const bool pgEngine = engine == DbEngine::PostgreSQL;
+        met &= report("save", "insertBill", saves, raws, pgEngine ? 1.2 : 1.5);
 
-        // Opening: the editor on a one-bill list, browsed to that bill.
-        Session &s = session();
-        resetSession();
-        s.DBConnectionString = connectionString;
-        s.gLoginUserId = QStringLiteral("1");
-        s.gLoginUserName = QStringLiteral("管理员");
-        s.IsAdmin = 1;
-        s.gAppPath = dir.filePath(QStringLiteral("app"));
-        s.gPeriodStartDate = QDate(2025, 3, 1);
-        s.gListInterIds = QStringList{QString::number(lastId)};
-        s.gListIndex = 0;
-        s.gCurInterId = lastId;
-        s.gBillMode = 1;
-        frmMainBill *form = frmMainBill::defaultInstance();
-        form->show();
-        QCoreApplication::processEvents();
-        if (form->grid()->gridRowCount() != entries)
-            die(QStringLiteral("the editor shows %1 rows").arg(form->grid()->gridRowCount()));
-
-        std::vector<double> opens, shows, reads;
-        int rows = 0;
-        for (int r = 0; r < runs; ++r) {
-            form->grid()->clear();
-            QCoreApplication::processEvents();
-            QElapsedTimer t;
-            t.start();
-            form->MenuFirst_Click();
-            opens.push_back(msSince(t));
-            QCoreApplication::processEvents(); // what changed is laid out and painted
-            shows.push_back(msSince(t));
-            if (form->grid()->gridRowCount() != entries)
-                die(QStringLiteral("the editor shows %1 rows").arg(form->grid()->gridRowCount()));
-            reads.push_back(readDirect(conn, s.gViewName, lastId, &rows));
-        }
-        const double open = median(opens), shown = median(shows), read = median(reads);
-        std::printf("open:  editor holds the bill %.2f ms, its two statements directly %.2f ms (%d rows), ratio %.2f (target <= 2)\n", open,
-                    read, rows, open / read);
-        std::printf("       with the first paint of the form %.2f ms, ratio %.2f (the paint covers the visible rows only)\n", shown,
-                    shown / read);
-
-        // Apart, for information: the bill read into a grid model on the open
-        // connection (no connection to open, nothing to paint), and what
-        // opening and closing the shared connection costs by itself.
-        std::vector<double> loads, connects;
         const HeaderLayout layout = readHeaderLayout(conn, 71, QStringLiteral("1"), true);
+        const QString headSql = translateSql(billHeaderSql(store.settings().viewName, lastId), engine);
+        const QString linesSql = translateSql(billEntriesSql(lastId), engine);
         EntryGridModel model;
-        for (int r = 0; r < runs; ++r) {
+        std::vector<double> opens, reads;
+        for (int r = 0; r <= 10 * runs; ++r) {
             QElapsedTimer t;
             t.start();
             std::optional<LoadedBill> bill = store.loadBill(lastId, layout);
             if (!bill || int(bill->rows.size()) != entries)
                 die(QStringLiteral("load failed"));
             model.setRows(std::move(bill->rows));
-            loads.push_back(msSince(t));
+            const double open = msSince(t);
             t.restart();
-            OpenConnection();
-            CloseConnection();
-            connects.push_back(msSince(t));
+            const RawResult head = raw.query(headSql);
+            const RawResult lines = raw.query(linesSql);
+            const double read = msSince(t);
+            if (head.rows != 1 || lines.rows != entries)
+                die(QStringLiteral("the raw engine read %1 + %2 rows").arg(head.rows).arg(lines.rows));
+            if (r > 0) { // the first round warms both
+                opens.push_back(open);
+                reads.push_back(read);
+            }
         }
-        std::printf("load:  bill read into the grid model %.2f ms, ratio %.2f to its two statements\n", median(loads), median(loads) / read);
-        std::printf("       (opening and closing the shared connection alone: %.2f ms)\n", median(connects));
-
-        delete form;
-        CloseConnection();
-        ReleaseIdleConnection();
+        met &= report("open", "loadBill into the grid model", opens, reads, pgEngine ? 1.2 : 1.3);
         conn.close();
     } catch (const DbError &e) {
         die(e.description());
@@ -363,6 +287,5 @@ int main(int argc, char **argv)
         admin.open();
         admin.executeNative(QStringLiteral("drop database if exists %1").arg(benchDatabase));
     }
-    Prompt::setResponder(nullptr);
-    return 0;
+    return met ? 0 : 1;
 }

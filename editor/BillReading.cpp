@@ -4,10 +4,19 @@
 #include "editor/SqlValues.h"
 #include "modules/StockBillLedger.h"
 #include "platform/Connection.h"
+#include "platform/DbError.h"
 #include "platform/RowReader.h"
+#include "platform/SqlDialect.h"
 
 #include <QRegularExpression>
 #include <QSet>
+#include <QSqlDriver>
+
+#include <libpq-fe.h>
+#include <sqlite3.h>
+
+#include <cmath>
+#include <functional>
 
 namespace {
 // A date column as grid text. Dates come as dates (PostgreSQL) or as the
@@ -23,6 +32,205 @@ QString dateCellText(const QVariant &value)
     if (value.typeId() == QMetaType::QDateTime)
         return value.toDateTime().date().toString(Qt::ISODate);
     return value.toString().trimmed().left(10);
+}
+
+// One value of a row as the engine hands it over, which is what Qt's drivers
+// turn into the values the rest of the store reads: null; a whole number
+// (SQLite); a real (SQLite) together with the text the engine writes for it;
+// or a text in UTF-8 (on PostgreSQL every value, dates as yyyy-MM-dd). In an
+// amount column a real that is a whole number of ten-thousandths, as stored
+// amounts are, comes as that number of units alone: its text would read as
+// the same amount, and writing it is what reading a real costs most.
+struct EngineCell {
+    enum Kind { Null, Integer, Real, Text, Date } kind = Null; // Date: a PostgreSQL date's text
+    qint64 number = 0; // Integer: the value; Real without text: the units
+    QByteArrayView text;
+};
+using EngineRow = std::function<void(const EngineCell *)>;
+
+template <typename Handle>
+Handle *driverHandle(Connection &conn, const char *typeName)
+{
+    const QVariant handle = conn.database().driver()->handle();
+    if (!handle.isValid() || qstrcmp(handle.typeName(), typeName) != 0)
+        return nullptr;
+    return *static_cast<Handle *const *>(handle.constData());
+}
+
+QByteArrayView sqliteText(sqlite3_stmt *stmt, int column)
+{
+    const char *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
+    return QByteArrayView(text, sqlite3_column_bytes(stmt, column));
+}
+
+// Reads every row of `sql` (translated) with `columns` columns through the
+// engine's own API on the connection's driver handle, without a value object
+// per cell: a bill's thousand entries are read at the engine's own speed.
+// Bit c of `amountColumns` marks column c as an amount. With `names`, any
+// number of columns is taken and their names are put there; on PostgreSQL
+// only columns of the types a bill's header has (whole numbers, decimals,
+// texts, dates). False, with nothing
+// passed on, when the handle cannot take the statement (no such handle, a
+// transaction open on the server, a refusal); the caller then reads through
+// the connection, which reconnects or says what failed. A failure while
+// stepping throws DbError.
+bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned amountColumns, const EngineRow &row,
+                    QStringList *names = nullptr)
+{
+    const QByteArray text = sql.toUtf8();
+    std::vector<EngineCell> cells;
+    if (sqlite3 *db = conn.engine() == DbEngine::SQLite ? driverHandle<sqlite3>(conn, "sqlite3*") : nullptr) {
+        sqlite3_stmt *stmt = nullptr;
+        if (sqlite3_prepare_v2(db, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK || !stmt
+            || (!names && sqlite3_column_count(stmt) != columns)) {
+            sqlite3_finalize(stmt);
+            return false;
+        }
+        columns = sqlite3_column_count(stmt);
+        cells.resize(size_t(columns));
+        for (int c = 0; names && c < columns; ++c)
+            *names << QString::fromUtf8(sqlite3_column_name(stmt, c));
+        int rc;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+            for (int c = 0; c < columns; ++c) {
+                EngineCell &cell = cells[size_t(c)];
+                cell.text = {};
+                switch (sqlite3_column_type(stmt, c)) {
+                case SQLITE_NULL:
+                    cell.kind = EngineCell::Null;
+                    break;
+                case SQLITE_INTEGER:
+                    cell.kind = EngineCell::Integer;
+                    cell.number = sqlite3_column_int64(stmt, c);
+                    break;
+                case SQLITE_FLOAT: {
+                    cell.kind = EngineCell::Real;
+                    const double scaled = sqlite3_column_double(stmt, c) * double(Amount::Scale);
+                    const double units = std::round(scaled);
+                    if ((amountColumns >> c & 1) && std::fabs(scaled) < 1e15 && std::fabs(scaled - units) < 1e-6)
+                        cell.number = qint64(units);
+                    else
+                        cell.text = sqliteText(stmt, c);
+                    break;
+                }
+                default:
+                    cell.kind = EngineCell::Text;
+                    cell.text = sqliteText(stmt, c);
+                }
+            }
+            row(cells.data());
+        }
+        sqlite3_finalize(stmt);
+        if (rc != SQLITE_DONE) {
+            const QString code = QString::number(sqlite3_extended_errcode(db));
+            throw DbError(dbFaultText(dbFault(DbEngine::SQLite, code), QString::fromUtf8(sqlite3_errmsg(db))), code);
+        }
+        return true;
+    }
+    PGconn *pg = conn.engine() == DbEngine::PostgreSQL ? driverHandle<PGconn>(conn, "pg_conn*") : nullptr;
+    if (!pg || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
+        return false;
+    PGresult *res = PQexec(pg, text.constData());
+    static const QList<Oid> headerTypes{20, 21, 23, 1700, 25, 1043, 1042, 1082}; // int8 int2 int4 numeric text varchar bpchar date
+    bool readable = PQresultStatus(res) == PGRES_TUPLES_OK && (names || PQnfields(res) == columns);
+    columns = PQnfields(res);
+    cells.resize(size_t(columns));
+    for (int c = 0; readable && names && c < columns; ++c) {
+        readable = headerTypes.contains(PQftype(res, c));
+        *names << QString::fromUtf8(PQfname(res, c));
+    }
+    if (!readable) {
+        PQclear(res);
+        return false;
+    }
+    const int rows = PQntuples(res);
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < columns; ++c) {
+            EngineCell &cell = cells[size_t(c)];
+            cell.kind = PQgetisnull(res, r, c) ? EngineCell::Null : PQftype(res, c) == 1082 ? EngineCell::Date : EngineCell::Text;
+            cell.text = QByteArrayView(PQgetvalue(res, r, c), PQgetlength(res, r, c));
+        }
+        row(cells.data());
+    }
+    PQclear(res);
+    return true;
+}
+
+QString cellText(const EngineCell &cell)
+{
+    if (cell.kind == EngineCell::Integer)
+        return QString::number(cell.number);
+    return cell.kind == EngineCell::Null ? QString() : QString::fromUtf8(cell.text);
+}
+
+// An amount column as Amount::fromVariant reads the driver's value. Plain
+// decimal text (a sign, up to 14 whole digits, up to four decimals: what
+// PostgreSQL writes for an amount) is read here without a QString between.
+Amount cellAmount(const EngineCell &cell)
+{
+    switch (cell.kind) {
+    case EngineCell::Null:
+        return Amount();
+    case EngineCell::Integer:
+        return Amount::fromInt(cell.number);
+    case EngineCell::Real:
+        if (cell.text.isEmpty())
+            return Amount::fromUnits(cell.number);
+        break;
+    case EngineCell::Text:
+    case EngineCell::Date:
+        break;
+    }
+    const QByteArrayView t = cell.text;
+    qsizetype i = !t.isEmpty() && t[0] == '-' ? 1 : 0;
+    const qsizetype digitsFrom = i;
+    std::int64_t whole = 0;
+    while (i < t.size() && i - digitsFrom < 14 && t[i] >= '0' && t[i] <= '9')
+        whole = whole * 10 + (t[i++] - '0');
+    std::int64_t fraction = 0;
+    int decimals = 0;
+    if (i > digitsFrom && i < t.size() && t[i] == '.') {
+        for (++i; i < t.size() && decimals < Amount::Decimals && t[i] >= '0' && t[i] <= '9'; ++decimals)
+            fraction = fraction * 10 + (t[i++] - '0');
+    }
+    if (i > digitsFrom && i == t.size()) {
+        for (int d = decimals; d < Amount::Decimals; ++d)
+            fraction *= 10;
+        const std::int64_t units = whole * Amount::Scale + fraction;
+        return Amount::fromUnits(digitsFrom ? -units : units);
+    }
+    bool beyond = false;
+    const std::optional<Amount> parsed = Amount::parse(QString::fromUtf8(t), &beyond);
+    return parsed ? *parsed : beyond ? Amount::outOfRange() : Amount();
+}
+// The whole result of `sql` as Recordset holds what Qt's drivers give
+// (whole numbers of SQLite as numbers, dates of PostgreSQL as dates, any
+// other value as its text), read as readEngineRows reads; none when the
+// handle cannot take it.
+std::optional<Recordset> readEngineRecordset(Connection &conn, const QString &sql)
+{
+    QStringList names;
+    std::vector<QVariant> values;
+    const bool read = readEngineRows(conn, translateSql(sql, conn.engine()), 0, 0, [&](const EngineCell *c) {
+        for (qsizetype i = 0; i < names.size(); ++i) {
+            switch (c[i].kind) {
+            case EngineCell::Null:
+                values.emplace_back();
+                break;
+            case EngineCell::Integer:
+                values.emplace_back(c[i].number);
+                break;
+            case EngineCell::Date:
+                values.emplace_back(QDate::fromString(QString::fromLatin1(c[i].text), Qt::ISODate));
+                break;
+            default:
+                values.emplace_back(QString::fromUtf8(c[i].text));
+            }
+        }
+    }, &names);
+    if (!read)
+        return std::nullopt;
+    return Recordset(names, std::move(values));
 }
 } // namespace
 
@@ -41,6 +249,8 @@ QString billEntriesSql(int interId)
 
 QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 {
+    // Read through the index ix_icstockbill_open (see openStockBillCondition):
+    // the supplier's bills that are fully invoiced or void are never read.
     QString sql = QStringLiteral("select finterid,fbillno,isnull(fAllAmount,0) as fAllAmount,isnull(fKPAmount,0) as fKPAmount,fdate from icstockbill where fsupplyid=")
         + supplierId + openStockBillCondition() + QStringLiteral("  ");
     if (!excludedIds.isEmpty())
@@ -51,7 +261,9 @@ QString openStockBillsSql(const QString &supplierId, const QString &excludedIds)
 
 std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &layout)
 {
-    const Recordset head = m_conn.openRecordset(billHeaderSql(m_settings.viewName, interId));
+    const QString headSql = billHeaderSql(m_settings.viewName, interId);
+    std::optional<Recordset> engineHead = readEngineRecordset(m_conn, headSql);
+    const Recordset head = engineHead ? std::move(*engineHead) : m_conn.openRecordset(headSql);
     if (head.eof())
         return std::nullopt;
 
@@ -89,23 +301,48 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
         bill.fields.push_back(v);
     }
 
-    // Read row by row: a bill may have thousands of entries.
-    RowReader lines = m_conn.readRows(billEntriesSql(interId));
-    const int cHX = lines.fieldIndex(QStringLiteral("fHXAmount1"));
-    const int cNo = lines.fieldIndex(QStringLiteral("fbillno"));
-    const int cId = lines.fieldIndex(QStringLiteral("finterid"));
-    const int cDate = lines.fieldIndex(QStringLiteral("fdate"));
-    const int cAll = lines.fieldIndex(QStringLiteral("fAllAmount"));
-    const int cKP = lines.fieldIndex(QStringLiteral("fKPAmount"));
-    while (lines.next()) {
-        const Amount own = Amount::fromVariant(lines.value(cHX));
-        const Amount all = Amount::fromVariant(lines.value(cAll));
-        const Amount others = Amount::fromVariant(lines.value(cKP)) - own;
+    // Columns: own amount, stock bill number, id, date, amount, invoiced.
+    // Texts that repeat are shared rather than made again: the date of the
+    // row before (entries follow the fill, oldest stock bill first), and,
+    // on a stock bill no other invoice draws on, "0" and the open amount,
+    // which is then the stock bill's amount.
+    const QString zero = Amount().toString();
+    QByteArray lastDate;
+    QString lastDateText;
+    auto addRow = [&](const EngineCell *c) {
+        const Amount own = cellAmount(c[0]);
+        const Amount all = cellAmount(c[4]);
+        const Amount others = cellAmount(c[5]) - own;
         EntryRow &row = bill.rows.emplace_back();
-        row.stockId = Recordset::variantText(lines.value(cId));
-        // Columns 1 to 6, in their order.
-        row.cells = {Recordset::variantText(lines.value(cNo)), dateCellText(lines.value(cDate)), all.toString(), others.toString(),
-                     (all - others).toString(), own.toString()};
+        row.stockId = cellText(c[2]);
+        if (c[3].kind == EngineCell::Null || c[3].text != lastDate) {
+            lastDate = c[3].kind == EngineCell::Null ? QByteArray() : c[3].text.toByteArray();
+            lastDateText = cellText(c[3]).trimmed().left(10);
+        }
+        // Columns 1 to 6, in their order, each text moved in (not copied).
+        QString allText = all.toString();
+        row.cells.reserve(6);
+        row.cells.emplace_back(cellText(c[1]));
+        row.cells.emplace_back(lastDateText);
+        row.cells.emplace_back(allText);
+        row.cells.emplace_back(others.isZero() ? zero : others.toString());
+        row.cells.emplace_back(others.isZero() ? std::move(allText) : (all - others).toString());
+        row.cells.emplace_back(own.toString());
+    };
+    const QString linesSql = billEntriesSql(interId);
+    if (!readEngineRows(m_conn, translateSql(linesSql, m_conn.engine()), 6, 0b110001, addRow)) {
+        RowReader lines = m_conn.readRows(linesSql);
+        QByteArray texts[6];
+        EngineCell cells[6];
+        while (lines.next()) {
+            for (int i = 0; i < 6; ++i) {
+                const QVariant value = lines.value(i);
+                cells[i].kind = value.isNull() ? EngineCell::Null : EngineCell::Text;
+                texts[i] = i == 3 ? dateCellText(value).toUtf8() : value.toString().toUtf8();
+                cells[i].text = texts[i];
+            }
+            addRow(cells);
+        }
     }
     return bill;
 }

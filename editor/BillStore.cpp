@@ -30,6 +30,11 @@ QString entryAmountSql(const EntryRow &row)
 // How often a counter or a released number is tried again when another
 // workstation got in between.
 constexpr int kAttempts = 5;
+
+// Rows per statement of a set-based write: long enough that a bill of
+// thousands of entries takes a handful of statements, short enough to stay
+// within what every engine takes in one statement.
+constexpr qsizetype kChunkRows = 500;
 } // namespace
 
 BillSettings BillSettings::fromSession()
@@ -223,6 +228,14 @@ StockAmounts BillStore::stockShares(const std::vector<EntryRow> &rows)
     return shares;
 }
 
+// Runs `head` + rows + `tail` for every kChunkRows of `rows` (joined by
+// commas); nothing for no rows.
+void BillStore::executeInChunks(const QString &head, const QStringList &rows, const QString &tail)
+{
+    for (qsizetype from = 0; from < rows.size(); from += kChunkRows)
+        m_conn.execute(head + rows.mid(from, kChunkRows).join(u',') + tail);
+}
+
 std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<EntryRow> &rows, bool replacing,
                                                  const std::function<void()> &writeHeader)
 {
@@ -276,19 +289,24 @@ std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<
     writeHeader();
     if (replacing)
         m_conn.execute(QStringLiteral("delete from tblFPEntry where finterid=") + id);
-    const QString insertHead = QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values(") + id + u',';
+    // The entries in a few statements of many rows each, their values as the
+    // single-row insert would splice them; the stock bills likewise, each
+    // moved by the difference between the new entries and the old ones.
     Amount newTotal;
+    QStringList values;
     for (size_t r = 0; r < rows.size(); ++r) {
         newTotal += cellAmount(rows[r].cell(ColThisAmount)).value_or(Amount());
-        m_conn.execute(insertHead + QString::number(r + 1) + u',' + idText(rows[r].stockId) + u',' + entryAmountSql(rows[r]) + u')');
+        values << u'(' + id + u',' + QString::number(r + 1) + u',' + idText(rows[r].stockId) + u',' + entryAmountSql(rows[r]) + u')';
     }
-    // One statement per stock bill and one for the invoice, each moving the
-    // total by the difference between the new entries and the old ones.
+    executeInChunks(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values"), values, QString());
+    values.clear();
     for (const auto &[stock, amount] : moves) {
         if (locked.count(stock))
-            m_conn.execute(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+") + amount.toString()
-                           + QStringLiteral(" where finterid=") + QString::number(stock));
+            values << u'(' + QString::number(stock) + u',' + amount.toString() + u')';
     }
+    executeInChunks(QStringLiteral("update icstockbill set fKPAmount=isnull(fKPAmount,0)+m.column2 from (values"), values,
+                    QStringLiteral(") as m where icstockbill.finterid=m.column1"));
+    // The invoice's matched amount moves once by the same difference.
     if (hadEntries || !rows.empty())
         m_conn.execute(QStringLiteral("update tblFP set fEndAmount=isnull(fEndAmount,0)+") + (newTotal - oldTotal).toString()
                        + QStringLiteral(" where finterid=") + id);

@@ -8,7 +8,8 @@
 // amount invoiced on every stock bill (icstockbill.fKPAmount) and the
 // invoice's matched amount (tblFP.fEndAmount). The entry writes run in one
 // transaction; when any statement fails it is rolled back and nothing of the
-// bill is left behind.
+// bill is left behind. The entries and the stock bills' amounts are written
+// many rows to a statement, the matched amount once per save.
 //
 // Other workstations may have invoiced the same stock bills since the editor
 // read them. The save therefore locks the stock bills it names (ascending
@@ -27,6 +28,7 @@
 
 #include <QDate>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 
 #include <cstdint>
@@ -175,7 +177,9 @@ public:
     // Runs inside the caller's transaction. Throws DbError.
     std::pair<QString, QString> takeBillNumber(const QDate &date);
 
-    // None when the bill does not exist. Throws DbError.
+    // None when the bill does not exist. Its two statements are read through
+    // the engine's own API where the connection's driver allows. Throws
+    // DbError.
     std::optional<LoadedBill> loadBill(int interId, const HeaderLayout &layout);
     // The supplier's open stock-in bills that are not among `grid`'s rows, as
     // rows to append. Throws DbError.
@@ -213,6 +217,7 @@ private:
     std::optional<StoreMessage> writeBill(int interId, const std::vector<EntryRow> &rows, bool replacing,
                                           const std::function<void()> &writeHeader);
     std::optional<StoreMessage> changeRefusal(int interId);
+    void executeInChunks(const QString &head, const QStringList &rows, const QString &tail);
 
     Connection &m_conn;
     BillSettings m_settings;

@@ -5,9 +5,13 @@
 
 #include <QStringList>
 
+// The coalesce test is implied by the isnull one (amounts that differ once
+// rounded differ as stored); with the two before it, it is the condition of
+// the index ix_icstockbill_open, which holds the open stock-in bills alone.
 QString openStockBillCondition(const QString &alias)
 {
-    return QStringLiteral(" and %1ftrantype=1 and %1fcancellation=0 and isnull(%1fAllAmount,0)<>isnull(%1fKPAmount,0) and isnull(%1fISKP,1)=1")
+    return QStringLiteral(" and %1ftrantype=1 and %1fcancellation=0 and coalesce(%1fAllAmount,0)<>coalesce(%1fKPAmount,0)"
+                          " and isnull(%1fAllAmount,0)<>isnull(%1fKPAmount,0) and isnull(%1fISKP,1)=1")
         .arg(alias);
 }
 

@@ -94,6 +94,10 @@ create table icstockbill (
     fISKP           integer                       -- 1 or null: may be invoiced
 );
 create index ix_icstockbill_fsupplyid on icstockbill(fsupplyid, fdate);
+-- The open stock-in bills alone, for the editor's list of what a supplier's
+-- invoice may still take (its query repeats this condition).
+create index ix_icstockbill_open on icstockbill(fsupplyid, fdate)
+    where ftrantype=1 and fcancellation=0 and coalesce(fAllAmount,0)<>coalesce(fKPAmount,0);
 
 -- Numbering and counters ----------------------------------------------------
 
