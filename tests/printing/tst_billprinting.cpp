@@ -123,17 +123,21 @@ private slots:
         QCOMPARE(billReport().title(), QStringLiteral("采购发票"));
     }
 
-    // appFolder: the application folder exists; otherwise the temp folder is used.
-    void templateFileReplacedAndRemoved_data() { addEngineFlagRows("appFolder", "app-folder", "temp-folder"); }
-    void templateFileReplacedAndRemoved()
+    // appFolder: the application folder exists (otherwise the temp folder is
+    // used) and the template row stores an order clause that reverses the lines.
+    void templateFileAndRecords_data() { addEngineFlagRows("appFolder", "app-folder/stored-order", "temp-folder/default-order"); }
+    void templateFileAndRecords()
     {
         QFETCH(DbEngine, engine);
         QFETCH(bool, appFolder);
         START_ENV(env, engine);
+        const bool descending = appFolder;
         if (appFolder)
             QDir().mkpath(env.appPath());
         else
             QVERIFY(!QFileInfo::exists(env.appPath()));
+        if (descending)
+            env.db.exec(QStringLiteral("update tblBillPrint set fOrderSQL=' order by forderid desc '"));
         const QString folder = appFolder ? env.appPath() : env.ts.folder() + QStringLiteral("/tmp");
         QCOMPARE(QFileInfo(templateFolder()).canonicalFilePath(), QFileInfo(folder).canonicalFilePath());
 
@@ -146,6 +150,10 @@ private slots:
             QVERIFY(f.open(QIODevice::WriteOnly));
             f.write(QByteArray(env.storedContent().size() * 2, 'x'));
         }
+        const int bill = env.busiestInvoice();
+        const int entries = env.db.scalar(QStringLiteral("select count(*) from tblFPEntry where finterid=%1").arg(bill)).toInt();
+        QVERIFY(entries >= 2);
+        session().gCurInterId = bill;
 
         QVERIFY(initReport());
         QVERIFY(env.prompts().calls.empty());
@@ -153,38 +161,7 @@ private slots:
         QCOMPARE(QFileInfo(session().gTemplateFile).absolutePath(), QFileInfo(leftover).absolutePath());
         QVERIFY2(!QFileInfo::exists(leftover), "the template file remains after loading");
         QVERIFY(QDir(folder).entryList(QDir::Files).isEmpty());
-    }
 
-    // Only the file name of the stored one is kept, in the application folder.
-    void templateFilePathKeepsFileName()
-    {
-        TestSession ts;
-        session().gAppPath = ts.folder();
-        const QList<QPair<QString, QString>> cases{{"PurFP.grf", "PurFP.grf"},
-                                                   {"  PurFP.grf ", "PurFP.grf"},
-                                                   {"C:\\Program Files\\App\\Bill.grf", "Bill.grf"},
-                                                   {"../../etc/x.grf", "x.grf"},
-                                                   {QString(), "71.grf"},
-                                                   {"..", "71.grf"}};
-        for (const auto &[stored, expected] : cases)
-            QCOMPARE(templateFilePath(stored), QDir(ts.folder()).filePath(expected));
-    }
-
-    // descending: the template row stores an order clause that reverses the lines.
-    void recordsOfTheBill_data() { addEngineFlagRows("descending", "stored-order", "default-order"); }
-    void recordsOfTheBill()
-    {
-        QFETCH(DbEngine, engine);
-        QFETCH(bool, descending);
-        START_ENV(env, engine);
-        if (descending)
-            env.db.exec(QStringLiteral("update tblBillPrint set fOrderSQL=' order by forderid desc '"));
-        const int bill = env.busiestInvoice();
-        const int entries = env.db.scalar(QStringLiteral("select count(*) from tblFPEntry where finterid=%1").arg(bill)).toInt();
-        QVERIFY(entries >= 2);
-        session().gCurInterId = bill;
-
-        QVERIFY(initReport());
         QVERIFY(billReport().prepare().pageCount() >= 1);
         const report::ReportData &data = billReport().data();
         QCOMPARE(data.count(), entries);
@@ -202,6 +179,21 @@ private slots:
                 QCOMPARE(Recordset::variantText(record.value(name.toUpper())), expected.text(name));
             }
         }
+    }
+
+    // Only the file name of the stored one is kept, in the application folder.
+    void templateFilePathKeepsFileName()
+    {
+        TestSession ts;
+        session().gAppPath = ts.folder();
+        const QList<QPair<QString, QString>> cases{{"PurFP.grf", "PurFP.grf"},
+                                                   {"  PurFP.grf ", "PurFP.grf"},
+                                                   {"C:\\Program Files\\App\\Bill.grf", "Bill.grf"},
+                                                   {"../../etc/x.grf", "x.grf"},
+                                                   {QString(), "71.grf"},
+                                                   {"..", "71.grf"}};
+        for (const auto &[stored, expected] : cases)
+            QCOMPARE(templateFilePath(stored), QDir(ts.folder()).filePath(expected));
     }
 
     void noConnection()
