@@ -51,36 +51,29 @@ class TestPrintedPages : public QObject {
 private slots:
     void chosenPages_data()
     {
-        addCaseRows<ChosenCase>({{"all", false, 2, 3, {0, 1, 2, 3, 4}},
-                                 {"2-3", true, 2, 3, {1, 2}},
-                                 {"one page", true, 5, 5, {4}},
-                                 {"beyond the end", true, 4, 9, {3, 4}},
-                                 {"after the end", true, 6, 7, {}}});
+        addCaseRows<ChosenCase>({{"all", false, 2, 3, {0, 1, 2, 3, 4}}, {"2-3", true, 2, 3, {1, 2}}, {"one page", true, 5, 5, {4}},
+                                 {"beyond the end", true, 4, 9, {3, 4}}, {"after the end", true, 6, 7, {}}});
     }
+    // The pages chosen in the print dialog, and a five-page report printed
+    // with that choice: only those pages reach the paper.
     void chosenPages()
     {
         QFETCH(ChosenCase, row);
-        QPrinter printer;
-        printer.setFromTo(row.from, row.to);
-        printer.setPrintRange(row.range ? QPrinter::PageRange : QPrinter::AllPages);
-        QCOMPARE(requestedPages(printer, 5), row.pages);
-    }
-
-    // A printer asked for pages 2 to 3 of a longer report prints those two.
-    void printerPrintsTheRange()
-    {
         const ReportLayout layout = layoutReport(samples::bandTemplate({}), samples::numberedRecords(30), QString());
-        QVERIFY(layout.pageCount() >= 3);
+        QCOMPARE(layout.pageCount(), 5);
         QTemporaryDir dir;
         QPrinter printer(QPrinter::HighResolution);
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(dir.filePath(QStringLiteral("range.pdf")));
-        printer.setFromTo(2, 3);
-        printer.setPrintRange(QPrinter::PageRange);
-        QCOMPARE(printLayout(layout, &printer), 2);
+        printer.setFromTo(row.from, row.to);
+        printer.setPrintRange(row.range ? QPrinter::PageRange : QPrinter::AllPages);
+        QCOMPARE(requestedPages(printer, 5), row.pages);
+        QCOMPARE(printLayout(layout, &printer), row.pages.size());
+        if (row.pages.isEmpty())
+            return;
         const auto info = pdf_tools::runTool(QStringLiteral("pdfinfo"), {printer.outputFileName()});
         QVERIFY(info);
-        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+2\\n"))), qPrintable(*info));
+        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+%1\\n").arg(row.pages.size()))), qPrintable(*info));
     }
 
     // Frame sides are drawn as joined lines: collinear sides with the same

@@ -157,11 +157,8 @@ private slots:
     {
         // A wrapping item measures the page count with a stand-in; its lines
         // carry the real count.
-        addCaseRows<PageNumberCase>({{"none", 0, 1, false},
-                                     {"one page", 7, 1, false},
-                                     {"two pages", 8, 2, false},
-                                     {"eleven pages", 75, 11, false},
-                                     {"wrapped, three pages", 20, 3, true}});
+        addCaseRows<PageNumberCase>({{"none", 0, 1, false}, {"one page", 7, 1, false}, {"two pages", 8, 2, false},
+                                     {"eleven pages", 75, 11, false}, {"wrapped, three pages", 20, 3, true}});
     }
     void pageNumbersOnEveryPage()
     {
