@@ -3,6 +3,7 @@
 #include "ReportSamples.h"
 
 #include "report/ReportPainter.h"
+#include "support/CaseRows.h"
 #include "support/PdfTools.h"
 
 #include <QPrinter>
@@ -31,7 +32,16 @@ QString describe(const QVector<GridLine> &lines)
     return out.join(u' ');
 }
 
+// range: a page range rather than all pages; pages: those of a five-page report, from 0.
+struct ChosenCase { const char *name; bool range; int from; int to; QList<int> pages; };
+struct FramesCase { const char *name; QVector<Cell> cells; QString lines; };
+struct BandFitCase { const char *name; int bandHeight; QRect item; int heightAfter; QRect itemAfter; };
+
 } // namespace
+
+Q_DECLARE_METATYPE(ChosenCase)
+Q_DECLARE_METATYPE(FramesCase)
+Q_DECLARE_METATYPE(BandFitCase)
 
 // What reaches the paper: the pages the clerk chose in the print dialog, and
 // items that stay inside their band when dragged past its edge.
@@ -41,101 +51,65 @@ class TestPrintedPages : public QObject {
 private slots:
     void chosenPages_data()
     {
-        QTest::addColumn<bool>("range");
-        QTest::addColumn<int>("from");
-        QTest::addColumn<int>("to");
-        QTest::addColumn<QList<int>>("pages"); // of a five-page report, from 0
-        QTest::newRow("all") << false << 2 << 3 << QList<int>{0, 1, 2, 3, 4};
-        QTest::newRow("2-3") << true << 2 << 3 << QList<int>{1, 2};
-        QTest::newRow("one page") << true << 5 << 5 << QList<int>{4};
-        QTest::newRow("beyond the end") << true << 4 << 9 << QList<int>{3, 4};
-        QTest::newRow("after the end") << true << 6 << 7 << QList<int>{};
+        addCaseRows<ChosenCase>({{"all", false, 2, 3, {0, 1, 2, 3, 4}}, {"2-3", true, 2, 3, {1, 2}}, {"one page", true, 5, 5, {4}},
+                                 {"beyond the end", true, 4, 9, {3, 4}}, {"after the end", true, 6, 7, {}}});
     }
+    // The pages chosen in the print dialog, and a five-page report printed
+    // with that choice: only those pages reach the paper.
     void chosenPages()
     {
-        QFETCH(bool, range);
-        QFETCH(int, from);
-        QFETCH(int, to);
-        QFETCH(QList<int>, pages);
-        QPrinter printer;
-        printer.setFromTo(from, to);
-        printer.setPrintRange(range ? QPrinter::PageRange : QPrinter::AllPages);
-        QCOMPARE(requestedPages(printer, 5), pages);
-    }
-
-    // A printer asked for pages 2 to 3 of a longer report prints those two.
-    void printerPrintsTheRange()
-    {
-        ReportTemplate tpl;
-        ReportItem line;
-        line.text = QStringLiteral("[fname]");
-        line.geometry = QRect(0, 0, 600, 50);
-        tpl.band(BandKind::Detail).height = 50;
-        tpl.band(BandKind::Detail).items << line;
-        ReportData data;
-        for (int i = 0; i < 200; ++i) {
-            ReportRecord r;
-            r.setValue(QStringLiteral("fname"), QStringLiteral("行%1").arg(i));
-            data.append(r);
-        }
-        const ReportLayout layout = layoutReport(tpl, data, QString());
-        QVERIFY(layout.pageCount() >= 3);
+        QFETCH(ChosenCase, row);
+        const ReportLayout layout = layoutReport(samples::bandTemplate({}), samples::numberedRecords(30), QString());
+        QCOMPARE(layout.pageCount(), 5);
         QTemporaryDir dir;
         QPrinter printer(QPrinter::HighResolution);
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(dir.filePath(QStringLiteral("range.pdf")));
-        printer.setFromTo(2, 3);
-        printer.setPrintRange(QPrinter::PageRange);
-        QCOMPARE(printLayout(layout, &printer), 2);
+        printer.setFromTo(row.from, row.to);
+        printer.setPrintRange(row.range ? QPrinter::PageRange : QPrinter::AllPages);
+        QCOMPARE(requestedPages(printer, 5), row.pages);
+        QCOMPARE(printLayout(layout, &printer), row.pages.size());
+        if (row.pages.isEmpty())
+            return;
         const auto info = pdf_tools::runTool(QStringLiteral("pdfinfo"), {printer.outputFileName()});
         QVERIFY(info);
-        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+2\\n"))), qPrintable(*info));
+        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+%1\\n").arg(row.pages.size()))), qPrintable(*info));
     }
 
     // Frame sides are drawn as joined lines: collinear sides with the same
     // pen that touch or overlap make one line, anything else stays apart.
     void framesJoin_data()
     {
-        QTest::addColumn<QVector<Cell>>("cells");
-        QTest::addColumn<QString>("lines");
         const Frame box = Frame::box(3);
-        const Frame thick = Frame::box(5);
         const Frame topOnly{false, true, false, false, 3};
-        QTest::newRow("one cell") << QVector<Cell>{{QRectF(0, 0, 10, 5), box}}
-                                  << "0,0-0,5/w3/#000000 0,0-10,0/w3/#000000 0,5-10,5/w3/#000000 10,0-10,5/w3/#000000";
-        QTest::newRow("two cells side by side share a side")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), box}, {QRectF(10, 0, 10, 5), box}}
-            << "0,0-0,5/w3/#000000 0,0-20,0/w3/#000000 0,5-20,5/w3/#000000 10,0-10,5/w3/#000000 20,0-20,5/w3/#000000";
-        QTest::newRow("rows stacked: columns run through")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), box}, {QRectF(0, 5, 10, 5), box}, {QRectF(0, 10, 10, 5), box}}
-            << "0,0-0,15/w3/#000000 0,0-10,0/w3/#000000 0,10-10,10/w3/#000000 0,15-10,15/w3/#000000 "
-               "0,5-10,5/w3/#000000 10,0-10,15/w3/#000000";
-        QTest::newRow("a gap keeps two lines")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(11, 0, 10, 5), topOnly}}
-            << "0,0-10,0/w3/#000000 11,0-21,0/w3/#000000";
-        QTest::newRow("overlap and containment")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(5, 0, 10, 5), topOnly}, {QRectF(2, 0, 3, 5), topOnly}}
-            << "0,0-15,0/w3/#000000";
-        QTest::newRow("other width stays apart")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), Frame{false, true, false, false, 5}}}
-            << "0,0-10,0/w3/#000000 10,0-20,0/w5/#000000";
-        QTest::newRow("other colour stays apart")
-            << QVector<Cell>{{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), topOnly, 0xffff0000}}
-            << "0,0-10,0/w3/#000000 10,0-20,0/w3/#ff0000";
-        QTest::newRow("no frame, zero width") << QVector<Cell>{{QRectF(0, 0, 10, 5), Frame{}}, {QRectF(0, 0, 10, 5), Frame::box(0)}}
-                                              << "";
-        QTest::newRow("thick box around thin ones keeps both")
-            << QVector<Cell>{{QRectF(0, 0, 20, 5), thick}, {QRectF(0, 0, 10, 5), topOnly}} << 
-               "0,0-0,5/w5/#000000 0,0-10,0/w3/#000000 0,0-20,0/w5/#000000 0,5-20,5/w5/#000000 20,0-20,5/w5/#000000";
+        addCaseRows<FramesCase>({
+            {"one cell", {{QRectF(0, 0, 10, 5), box}},
+             "0,0-0,5/w3/#000000 0,0-10,0/w3/#000000 0,5-10,5/w3/#000000 10,0-10,5/w3/#000000"},
+            {"two cells side by side share a side", {{QRectF(0, 0, 10, 5), box}, {QRectF(10, 0, 10, 5), box}},
+             "0,0-0,5/w3/#000000 0,0-20,0/w3/#000000 0,5-20,5/w3/#000000 10,0-10,5/w3/#000000 20,0-20,5/w3/#000000"},
+            {"rows stacked: columns run through", {{QRectF(0, 0, 10, 5), box}, {QRectF(0, 5, 10, 5), box}, {QRectF(0, 10, 10, 5), box}},
+             "0,0-0,15/w3/#000000 0,0-10,0/w3/#000000 0,10-10,10/w3/#000000 0,15-10,15/w3/#000000 "
+             "0,5-10,5/w3/#000000 10,0-10,15/w3/#000000"},
+            {"a gap keeps two lines", {{QRectF(0, 0, 10, 5), topOnly}, {QRectF(11, 0, 10, 5), topOnly}},
+             "0,0-10,0/w3/#000000 11,0-21,0/w3/#000000"},
+            {"overlap and containment", {{QRectF(0, 0, 10, 5), topOnly}, {QRectF(5, 0, 10, 5), topOnly}, {QRectF(2, 0, 3, 5), topOnly}},
+             "0,0-15,0/w3/#000000"},
+            {"other width stays apart", {{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), Frame{false, true, false, false, 5}}},
+             "0,0-10,0/w3/#000000 10,0-20,0/w5/#000000"},
+            {"other colour stays apart", {{QRectF(0, 0, 10, 5), topOnly}, {QRectF(10, 0, 10, 5), topOnly, 0xffff0000}},
+             "0,0-10,0/w3/#000000 10,0-20,0/w3/#ff0000"},
+            {"no frame, zero width", {{QRectF(0, 0, 10, 5), Frame{}}, {QRectF(0, 0, 10, 5), Frame::box(0)}}, ""},
+            {"thick box around thin ones keeps both", {{QRectF(0, 0, 20, 5), Frame::box(5)}, {QRectF(0, 0, 10, 5), topOnly}},
+             "0,0-0,5/w5/#000000 0,0-10,0/w3/#000000 0,0-20,0/w5/#000000 0,5-20,5/w5/#000000 20,0-20,5/w5/#000000"},
+        });
     }
     void framesJoin()
     {
-        QFETCH(QVector<Cell>, cells);
-        QFETCH(QString, lines);
+        QFETCH(FramesCase, row);
         GridLines grid;
-        for (const Cell &c : cells)
+        for (const Cell &c : row.cells)
             grid.addFrame(FramePen{c.color, c.frame.width}, c.frame, c.rect);
-        QCOMPARE(describe(grid.joined()), lines);
+        QCOMPARE(describe(grid.joined()), row.lines);
     }
 
     // On every page of a long framed table the joined lines ink exactly the
@@ -175,29 +149,22 @@ private slots:
 
     void itemsStayInTheirBand_data()
     {
-        QTest::addColumn<int>("bandHeight");
-        QTest::addColumn<QRect>("item");
-        QTest::addColumn<int>("heightAfter");
-        QTest::addColumn<QRect>("itemAfter");
-        QTest::newRow("inside") << 100 << QRect(10, 10, 50, 50) << 100 << QRect(10, 10, 50, 50);
-        QTest::newRow("below the edge") << 100 << QRect(10, 80, 50, 50) << 130 << QRect(10, 80, 50, 50);
-        QTest::newRow("above the top") << 100 << QRect(10, -30, 50, 50) << 100 << QRect(10, 0, 50, 50);
-        QTest::newRow("band switched off") << 0 << QRect(10, 80, 50, 50) << 0 << QRect(10, 80, 50, 50);
+        addCaseRows<BandFitCase>({{"inside", 100, QRect(10, 10, 50, 50), 100, QRect(10, 10, 50, 50)},
+                                  {"below the edge", 100, QRect(10, 80, 50, 50), 130, QRect(10, 80, 50, 50)},
+                                  {"above the top", 100, QRect(10, -30, 50, 50), 100, QRect(10, 0, 50, 50)},
+                                  {"band switched off", 0, QRect(10, 80, 50, 50), 0, QRect(10, 80, 50, 50)}});
     }
     void itemsStayInTheirBand()
     {
-        QFETCH(int, bandHeight);
-        QFETCH(QRect, item);
-        QFETCH(int, heightAfter);
-        QFETCH(QRect, itemAfter);
+        QFETCH(BandFitCase, row);
         ReportTemplate tpl;
-        ReportItem text;
-        text.geometry = item;
-        tpl.band(BandKind::PageHeader).height = bandHeight;
-        tpl.band(BandKind::PageHeader).items << text;
+        Band &band = tpl.band(BandKind::PageHeader);
+        band.height = row.bandHeight;
+        band.items << ReportItem{};
+        band.items.first().geometry = row.item;
         keepItemsInBands(tpl);
-        QCOMPARE(tpl.band(BandKind::PageHeader).height, heightAfter);
-        QCOMPARE(tpl.band(BandKind::PageHeader).items.first().geometry, itemAfter);
+        QCOMPARE(band.height, row.heightAfter);
+        QCOMPARE(band.items.first().geometry, row.itemAfter);
     }
 };
 
