@@ -25,37 +25,34 @@ struct Env : DbEnv {
         db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(4,'供应商',1)"));
         db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(2,'部门',1)"));
         db.exec(QStringLiteral("insert into tblItemclass(fitemclassid,fname,fItemType) values(3,'商品',0)"));
-        item(101, "S01", "华东五金供应商", kSuppliers, "1", "0");
-        item(102, "S02", "华南贸易公司", kSuppliers, "1", "null");  // null lock: usable
-        item(103, "S03", "停用的供应商", kSuppliers, "1", "1");      // locked
-        item(104, "S", "供应商汇总", kSuppliers, "0", "0");          // not a detail code
-        item(105, "S04", "Acme Trading", kSuppliers, "1", "0");
-        item(106, "S05", "明细未定", kSuppliers, "null", "0");       // detail flag unknown
-        item(201, "D01", "采购部", kDepartments, "1", "0");
-        item(601, "X01", "其他", kUnnamedClass, "1", "0");
-        item(301, "G001", "螺丝", 3, "1", "0");
-        item(302, "G002", "螺母", 3, "1", "0");
-        item(303, "G003", "停用商品", 3, "1", "1");
-        item(304, "A100", "Bolt", 3, "1", "0");
-        item(305, "G005", "垫圈", 3, "1", "null"); // no icitem row
-        goods(301, "M6x20", "0.12");
-        goods(302, "M6", "0.05");
-        goods(303, "M6", "1");
-        goods(304, "m8-STEEL", "12.5");
+        const QVariant null;
+        item(101, "S01", "华东五金供应商", kSuppliers, 1, 0);
+        item(102, "S02", "华南贸易公司", kSuppliers, 1, null);  // null lock: usable
+        item(103, "S03", "停用的供应商", kSuppliers, 1, 1);      // locked
+        item(104, "S", "供应商汇总", kSuppliers, 0, 0);          // not a detail code
+        item(105, "S04", "Acme Trading", kSuppliers, 1, 0);
+        item(106, "S05", "明细未定", kSuppliers, null, 0);       // detail flag unknown
+        item(201, "D01", "采购部", kDepartments, 1, 0);
+        item(601, "X01", "其他", kUnnamedClass, 1, 0);
+        item(301, "G001", "螺丝", 3, 1, 0);
+        item(302, "G002", "螺母", 3, 1, 0);
+        item(303, "G003", "停用商品", 3, 1, 1);
+        item(304, "A100", "Bolt", 3, 1, 0);
+        item(305, "G005", "垫圈", 3, 1, null); // no icitem row
+        goods(301, "M6x20", 0.12);
+        goods(302, "M6", 0.05);
+        goods(303, "M6", 1);
+        goods(304, "m8-STEEL", 12.5);
     }
-    void item(int id, const char *number, const char *name, int classId, const char *detail, const char *lock)
+    void item(int id, const char *number, const char *name, int classId, const QVariant &detail, const QVariant &lock)
     {
-        db.exec(QStringLiteral("insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(%1,'%2','%3',%4,%5,%6)")
-                    .arg(id)
-                    .arg(QString::fromUtf8(number), QString::fromUtf8(name))
-                    .arg(classId)
-                    .arg(QString::fromUtf8(detail), QString::fromUtf8(lock)));
+        db.conn().execute(QStringLiteral("insert into tblItem(fitemid,fnumber,fname,fitemclassid,fisdetail,fislock) values(?,?,?,?,?,?)"),
+                          {id, QString::fromUtf8(number), QString::fromUtf8(name), classId, detail, lock});
     }
-    void goods(int id, const char *model, const char *price)
+    void goods(int id, const char *model, double price)
     {
-        db.exec(QStringLiteral("insert into icitem(fitemid,fnumber,fname,fModel,fInPrice) select fitemid,fnumber,fname,'%1',%2 from tblItem where fitemid=%3")
-                    .arg(QString::fromUtf8(model), QString::fromUtf8(price))
-                    .arg(id));
+        db.conn().execute(QStringLiteral("insert into icitem(fitemid,fnumber,fname,fModel,fInPrice) select fitemid,fnumber,fname,?,? from tblItem where fitemid=?"),
+                          {QString::fromUtf8(model), price, id});
     }
 };
 
