@@ -132,9 +132,7 @@ private slots:
     {
         TestSession t;
         const QString db = t.folder() + QStringLiteral("/data/demo.db");
-        Run r = purfp({QStringLiteral("init"), QStringLiteral("--db"), db, QStringLiteral("--demo"),
-                       QStringLiteral("--user-id"), QStringLiteral("2"), QStringLiteral("--user-name"), QStringLiteral("张会计"),
-                       QStringLiteral("--admin"), QStringLiteral("0"), QStringLiteral("--title"), QStringLiteral("演示进销存")});
+        Run r = purfp({"init", "--db", db, "--demo", "--user-id", "2", "--user-name", "张会计", "--admin", "0", "--title", "演示进销存"});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         const QString app = QStringLiteral("Velkam");
         QCOMPARE(SettingsStore::read(app, QStringLiteral("DBOperation"), QStringLiteral("DBConnectionString"), QString()),
@@ -158,8 +156,7 @@ private slots:
         // A small database is written at once; a large one reports how far
         // the writing has come and how fast.
         QVERIFY2(!r.err.contains(QStringLiteral("每秒")), qPrintable(r.err));
-        r = purfp({QStringLiteral("init"), QStringLiteral("--db"), db, QStringLiteral("--force"), QStringLiteral("--demo"),
-                   QStringLiteral("--scale"), QStringLiteral("10000")});
+        r = purfp({"init", "--db", db, "--force", "--demo", "--scale", "10000"});
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.err.contains(QRegularExpression(QStringLiteral("采购发票 10000/10000 \\(100%\\), 每秒 [0-9]+ 张"))), qPrintable(r.err));
 
@@ -296,8 +293,7 @@ private slots:
 
         for (const QString &only : {QString(), code}) {
             const QString where = only.isEmpty() ? QString() : QStringLiteral(" and b.fsupplyid=") + supplier;
-            const Run r = purfp(only.isEmpty() ? QStringList{QStringLiteral("uninvoiced"), QStringLiteral("--csv")}
-                                               : QStringList{QStringLiteral("uninvoiced"), QStringLiteral("--supplier"), only, QStringLiteral("--csv")});
+            const Run r = purfp(only.isEmpty() ? QStringList{"uninvoiced", "--csv"} : QStringList{"uninvoiced", "--supplier", only, "--csv"});
             QVERIFY2(r.exitCode == 0, qPrintable(r.err));
             const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
             QCOMPARE(lines.value(0), QStringLiteral("供应商代码,供应商名称,入库单号,日期,金额,已开票金额,未开票金额"));
