@@ -162,8 +162,6 @@ private slots:
             QCOMPARE(Amount::fromDouble(d), Amount::parse(QString::number(d, 'f', 10)).value());
         }
         QCOMPARE(Amount::fromDouble(0.1 + 0.2), *Amount::parse("0.3")); // binary doubles drift; amounts must not
-        QCOMPARE(Amount::fromUnits(-1).toString(), QStringLiteral("-0.0001"));
-        QCOMPARE(Amount::fromUnits(INT64_MIN + 1).toString(), QStringLiteral("-922337203685477.5807"));
     }
 
     void fromVariant_data()
