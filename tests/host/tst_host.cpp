@@ -275,10 +275,10 @@ private slots:
         QVERIFY2(!r.err.isEmpty() || !r.out.isEmpty(), "a failure is never silent");
     }
 
-    // purfp uninvoiced on the database the settings name: the CSV header, a
-    // line per open stock bill, the open amounts adding up to what the
-    // database holds; a supplier's code keeps its bills only, its name
-    // quoted; the text form ends with the total.
+    // purfp uninvoiced on the database the settings name: a header (the
+    // report's, checked with the report) and a line per open stock bill, the
+    // open amounts adding up to what the database holds; a supplier's code
+    // keeps its bills only, its name quoted; the text form ends with the total.
     void uninvoicedCommand_data() { addEngineRows(); }
     void uninvoicedCommand()
     {
@@ -296,7 +296,6 @@ private slots:
             const Run r = purfp(only.isEmpty() ? QStringList{"uninvoiced", "--csv"} : QStringList{"uninvoiced", "--supplier", only, "--csv"});
             QVERIFY2(r.exitCode == 0, qPrintable(r.err));
             const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
-            QCOMPARE(lines.value(0), QStringLiteral("供应商代码,供应商名称,入库单号,日期,金额,已开票金额,未开票金额"));
             QCOMPARE(lines.size() - 1, db.scalar(QStringLiteral("select count(*)") + open + where).toInt());
             Amount sum;
             for (const QString &line : lines.mid(1)) {
