@@ -2,6 +2,7 @@
 
 #include "platform/DbError.h"
 #include "support/QueryModuleHelpers.h"
+#include "support/CaseRows.h"
 
 #include <QHeaderView>
 #include <QStandardItemModel>
@@ -76,125 +77,91 @@ public:
 };
 } // namespace
 
+// stored: the widths of the type loaded, none for a first load
+struct LoadCase { const char *name; QString grid; int type; Widths stored, designed, expected; };
+Q_DECLARE_METATYPE(LoadCase)
+
 class TestGridLayout : public QObject {
     Q_OBJECT
 
 private slots:
     void initTestCase_data() { addEngineRows(); }
 
-    void adapters_data()
-    {
-        QTest::addColumn<QString>("kind");
-        QTest::newRow("table widget") << "widget";
-        QTest::newRow("table view") << "view";
-        QTest::newRow("header view") << "header";
-    }
-
+    // Each adapter on a grid of its own, so that one cannot pass on another's widths.
     void adapters()
     {
-        QFETCH(QString, kind);
         QStandardItemModel model(2, 4);
         QTableWidget widget(2, 4);
-        QTableView view;
+        QTableView view, headerView;
         view.setModel(&model);
-        std::unique_ptr<GridColumns> grid;
-        QHeaderView *header = nullptr;
-        if (kind == u"widget") {
-            grid = std::make_unique<TableWidgetGridColumns>(&widget);
-            header = widget.horizontalHeader();
-        } else if (kind == u"view") {
-            grid = std::make_unique<TableViewGridColumns>(&view);
-            header = view.horizontalHeader();
-        } else {
-            grid = std::make_unique<HeaderGridColumns>(view.horizontalHeader());
-            header = view.horizontalHeader();
+        headerView.setModel(&model);
+        TableWidgetGridColumns widgetGrid(&widget);
+        TableViewGridColumns viewGrid(&view);
+        HeaderGridColumns headerGrid(headerView.horizontalHeader());
+        const std::pair<GridColumns *, QHeaderView *> adapters[] = {
+            {&widgetGrid, widget.horizontalHeader()}, {&viewGrid, view.horizontalHeader()}, {&headerGrid, headerView.horizontalHeader()}};
+        for (const auto &[grid, header] : adapters) {
+            QCOMPARE(grid->columnCount(), 4);
+            grid->setColumnWidth(0, 55);
+            grid->setColumnWidth(3, 140);
+            QCOMPARE(header->sectionSize(0), 55);
+            QCOMPARE(header->sectionSize(3), 140);
+            QCOMPARE(grid->columnWidth(3), 140);
+            // Indexes outside the grid are ignored, not fatal.
+            grid->setColumnWidth(4, 99);
+            grid->setColumnWidth(-1, 99);
+            QCOMPARE(grid->columnWidth(4), 0);
+            QCOMPARE(grid->columnCount(), 4);
         }
-
-        QCOMPARE(grid->columnCount(), 4);
-        grid->setColumnWidth(0, 55);
-        grid->setColumnWidth(3, 140);
-        QCOMPARE(header->sectionSize(0), 55);
-        QCOMPARE(header->sectionSize(3), 140);
-        QCOMPARE(grid->columnWidth(3), 140);
-        // Indexes outside the grid are ignored, not fatal.
-        grid->setColumnWidth(4, 99);
-        grid->setColumnWidth(-1, 99);
-        QCOMPARE(grid->columnWidth(4), 0);
-        QCOMPARE(grid->columnCount(), 4);
-        if (kind != u"widget")
-            return;
         // A hidden column reads as 0, and a stored 0 must not make it vanish when shown.
         widget.setColumnHidden(0, true);
-        QCOMPARE(grid->columnWidth(0), 0);
-        grid->setColumnWidth(0, 0);
+        QCOMPARE(widgetGrid.columnWidth(0), 0);
+        widgetGrid.setColumnWidth(0, 0);
         widget.setColumnHidden(0, false);
-        QCOMPARE(grid->columnWidth(0), 55);
+        QCOMPARE(widgetGrid.columnWidth(0), 55);
     }
 
-    void loadAppliesStoredWidths_data()
+    void load_data()
     {
-        QTest::addColumn<Widths>("stored");
-        QTest::addColumn<Widths>("designed");
-        QTest::addColumn<Widths>("expected");
-        QTest::newRow("one row per column") << Widths{60, 70, 80} << Widths{100, 100, 100} << Widths{60, 70, 80};
-        QTest::newRow("more columns than rows") << Widths{60, 70} << Widths{100, 110, 120, 130} << Widths{60, 70, 120, 130};
-        QTest::newRow("more rows than columns") << Widths{60, 70, 80, 90, 95} << Widths{100, 110} << Widths{60, 70};
-        QTest::newRow("gap in the sequence") << Widths{60, -1, 80} << Widths{100, 110, 120} << Widths{60, 110, 80};
+        const Widths designed{90, 110, 130};
+        addCaseRows<LoadCase>({
+            {"one row per column", kGrid, 2, {60, 70, 80}, {100, 100, 100}, {60, 70, 80}},
+            {"more columns than rows", kGrid, 2, {60, 70}, {100, 110, 120, 130}, {60, 70, 120, 130}},
+            {"more rows than columns", kGrid, 2, {60, 70, 80, 90, 95}, {100, 110}, {60, 70}},
+            {"gap in the sequence", kGrid, 2, {60, -1, 80}, {100, 110, 120}, {60, 110, 80}},
+            {"first load, default type", kGrid, 0, {}, designed, designed},
+            {"first load, user type", kGrid, 5, {}, designed, designed},
+            {"first load, name with quotes", QStringLiteral("frm'O'K'.vsf1"), 5, {}, designed, designed},
+        });
     }
 
-    void loadAppliesStoredWidths()
+    void load()
     {
         QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(Widths, stored);
-        QFETCH(Widths, designed);
-        QFETCH(Widths, expected);
-
+        QFETCH(LoadCase, row);
+        const auto &[caseName, name, type, stored, designed, expected] = row;
+        const bool first = stored.isEmpty();
         Env env(engine);
         // Rows go in backwards, so applying them relies on the sequence column.
-        env.store(kGrid, 2, stored, true);
-        env.store(kGrid, 0, Widths(designed.size(), 45));
-        env.store(kGrid, 3, Widths(designed.size(), 300));
-
-        auto widget = makeGrid(designed);
-        TableWidgetGridColumns grid(widget.get());
-        QVERIFY(LoadGridLayout(kGrid, grid, 2));
-        QCOMPARE(widthsOf(grid), expected);
-        // Loading a stored layout writes nothing.
-        QCOMPARE(env.stored(kGrid, 0), Widths(designed.size(), 45));
-        expectQuiet(env.ts);
-    }
-
-    void firstLoadRecordsDesignedLayout_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("default type") << 0 << kGrid;
-        QTest::newRow("user type") << 5 << kGrid;
-        QTest::newRow("name with quotes") << 5 << QStringLiteral("frm'O'K'.vsf1");
-    }
-
-    void firstLoadRecordsDesignedLayout()
-    {
-        QFETCH_GLOBAL(DbEngine, engine);
-        QFETCH(int, type);
-        QFETCH(QString, name);
-        Env env(engine);
+        env.store(name, type, stored, true);
+        const Widths oldDefault = first ? Widths{11, 12, 13, 14} : Widths(designed.size(), 45);
         if (type != 0)
-            env.store(name, 0, {11, 12, 13, 14}); // an older default of this grid
+            env.store(name, 0, oldDefault);
+        env.store(name, 3, Widths(designed.size(), 300));
         env.store(kOtherGrid, 0, {7, 8});
 
-        const Widths designed{90, 110, 130};
         auto widget = makeGrid(designed);
         TableWidgetGridColumns grid(widget.get());
         QVERIFY(LoadGridLayout(name, grid, std::int16_t(type)));
-
-        QCOMPARE(widthsOf(grid), designed);
-        QCOMPARE(env.stored(name, 0), designed);
-        if (type != 0)
-            QCOMPARE(env.stored(name, type), Widths());
+        QCOMPARE(widthsOf(grid), expected);
+        // A stored layout is only read; a first load records the designed
+        // layout as the grid's default.
+        QCOMPARE(env.stored(name, type), first && type == 0 ? designed : stored);
+        QCOMPARE(env.stored(name, 0), first ? designed : oldDefault);
         QCOMPARE(env.stored(kOtherGrid, 0), Widths({7, 8}));
         expectQuiet(env.ts);
-
+        if (!first)
+            return;
         // The recorded default is what a later load of type 0 applies.
         auto other = makeGrid({40, 40, 40});
         TableWidgetGridColumns otherGrid(other.get());
