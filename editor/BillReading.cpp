@@ -4,19 +4,16 @@
 #include "editor/SqlValues.h"
 #include "modules/StockBillLedger.h"
 #include "platform/Connection.h"
-#include "platform/DbError.h"
+#include "platform/EngineRows.h"
 #include "platform/RowReader.h"
 #include "platform/SqlDialect.h"
 
 #include <QRegularExpression>
 #include <QSet>
-#include <QSqlDriver>
-
-#include <libpq-fe.h>
-#include <sqlite3.h>
 
 #include <cmath>
 #include <functional>
+#include <memory>
 
 namespace {
 // A date column as grid text. Dates come as dates (PostgreSQL) or as the
@@ -48,111 +45,66 @@ struct EngineCell {
 };
 using EngineRow = std::function<void(const EngineCell *)>;
 
-template <typename Handle>
-Handle *driverHandle(Connection &conn, const char *typeName)
-{
-    const QVariant handle = conn.database().driver()->handle();
-    if (!handle.isValid() || qstrcmp(handle.typeName(), typeName) != 0)
-        return nullptr;
-    return *static_cast<Handle *const *>(handle.constData());
-}
-
-QByteArrayView sqliteText(sqlite3_stmt *stmt, int column)
-{
-    const char *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
-    return QByteArrayView(text, sqlite3_column_bytes(stmt, column));
-}
-
 // Reads every row of `sql` (translated) with `columns` columns through the
-// engine's own API on the connection's driver handle, without a value object
-// per cell: a bill's thousand entries are read at the engine's own speed.
-// Bit c of `amountColumns` marks column c as an amount. With `names`, any
-// number of columns is taken and their names are put there; on PostgreSQL
-// only columns of the types a bill's header has (whole numbers, decimals,
-// texts, dates). False, with nothing
-// passed on, when the handle cannot take the statement (no such handle, a
-// transaction open on the server, a refusal); the caller then reads through
-// the connection, which reconnects or says what failed. A failure while
-// stepping throws DbError.
+// engine's own API, without a value object per cell: a bill's thousand
+// entries are read at the engine's own speed. Bit c of `amountColumns` marks
+// column c as an amount. With `names`, any number of columns is taken and
+// their names are put there; on PostgreSQL only columns of the types a
+// bill's header has (whole numbers, decimals, texts, dates). False, with
+// nothing passed on, when the engine's handle cannot take the statement (see
+// EngineRows::open) or the columns are not those asked for; the caller then
+// reads through the connection. A failure while stepping throws DbError.
 bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned amountColumns, const EngineRow &row,
                     QStringList *names = nullptr)
 {
-    const QByteArray text = sql.toUtf8();
-    std::vector<EngineCell> cells;
-    if (sqlite3 *db = conn.engine() == DbEngine::SQLite ? driverHandle<sqlite3>(conn, "sqlite3*") : nullptr) {
-        sqlite3_stmt *stmt = nullptr;
-        if (sqlite3_prepare_v2(db, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK || !stmt
-            || (!names && sqlite3_column_count(stmt) != columns)) {
-            sqlite3_finalize(stmt);
+    const std::unique_ptr<EngineRows> rows = EngineRows::open(conn, sql);
+    if (!rows || (!names && rows->columnCount() != columns))
+        return false;
+    columns = rows->columnCount();
+    const bool postgres = conn.engine() == DbEngine::PostgreSQL;
+    std::vector<char> dates(static_cast<size_t>(columns));
+    for (int c = 0; c < columns; ++c) {
+        const EngineRows::ColumnType type = rows->columnType(c);
+        if (names && postgres && type != EngineRows::Whole && type != EngineRows::Decimal && type != EngineRows::Character
+            && type != EngineRows::Date)
             return false;
-        }
-        columns = sqlite3_column_count(stmt);
-        cells.resize(size_t(columns));
-        for (int c = 0; names && c < columns; ++c)
-            *names << QString::fromUtf8(sqlite3_column_name(stmt, c));
-        int rc;
-        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-            for (int c = 0; c < columns; ++c) {
-                EngineCell &cell = cells[size_t(c)];
-                cell.text = {};
-                switch (sqlite3_column_type(stmt, c)) {
-                case SQLITE_NULL:
-                    cell.kind = EngineCell::Null;
-                    break;
-                case SQLITE_INTEGER:
-                    cell.kind = EngineCell::Integer;
-                    cell.number = sqlite3_column_int64(stmt, c);
-                    break;
-                case SQLITE_FLOAT: {
-                    cell.kind = EngineCell::Real;
-                    const double scaled = sqlite3_column_double(stmt, c) * double(Amount::Scale);
-                    const double units = std::round(scaled);
-                    if ((amountColumns >> c & 1) && std::fabs(scaled) < 1e15 && std::fabs(scaled - units) < 1e-6)
-                        cell.number = qint64(units);
-                    else
-                        cell.text = sqliteText(stmt, c);
-                    break;
-                }
-                default:
-                    cell.kind = EngineCell::Text;
-                    cell.text = sqliteText(stmt, c);
-                }
-            }
-            row(cells.data());
-        }
-        sqlite3_finalize(stmt);
-        if (rc != SQLITE_DONE) {
-            const QString code = QString::number(sqlite3_extended_errcode(db));
-            throw DbError(dbFaultText(dbFault(DbEngine::SQLite, code), QString::fromUtf8(sqlite3_errmsg(db))), code);
-        }
-        return true;
+        dates[size_t(c)] = type == EngineRows::Date;
     }
-    PGconn *pg = conn.engine() == DbEngine::PostgreSQL ? driverHandle<PGconn>(conn, "pg_conn*") : nullptr;
-    if (!pg || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
-        return false;
-    PGresult *res = PQexec(pg, text.constData());
-    static const QList<Oid> headerTypes{20, 21, 23, 1700, 25, 1043, 1042, 1082}; // int8 int2 int4 numeric text varchar bpchar date
-    bool readable = PQresultStatus(res) == PGRES_TUPLES_OK && (names || PQnfields(res) == columns);
-    columns = PQnfields(res);
-    cells.resize(size_t(columns));
-    for (int c = 0; readable && names && c < columns; ++c) {
-        readable = headerTypes.contains(PQftype(res, c));
-        *names << QString::fromUtf8(PQfname(res, c));
-    }
-    if (!readable) {
-        PQclear(res);
-        return false;
-    }
-    const int rows = PQntuples(res);
-    for (int r = 0; r < rows; ++r) {
+    for (int c = 0; names && c < columns; ++c)
+        *names << rows->columnName(c);
+    std::vector<EngineCell> cells(static_cast<size_t>(columns));
+    std::vector<EngineRows::Cell> values(static_cast<size_t>(columns));
+    while (rows->next()) {
+        rows->row(values.data());
         for (int c = 0; c < columns; ++c) {
+            const EngineRows::Cell &value = values[size_t(c)];
             EngineCell &cell = cells[size_t(c)];
-            cell.kind = PQgetisnull(res, r, c) ? EngineCell::Null : PQftype(res, c) == 1082 ? EngineCell::Date : EngineCell::Text;
-            cell.text = QByteArrayView(PQgetvalue(res, r, c), PQgetlength(res, r, c));
+            cell.text = {};
+            switch (value.kind) {
+            case EngineRows::Null:
+                cell.kind = EngineCell::Null;
+                break;
+            case EngineRows::Integer:
+                cell.kind = EngineCell::Integer;
+                cell.number = value.integer;
+                break;
+            case EngineRows::Real: {
+                cell.kind = EngineCell::Real;
+                const double scaled = value.real * double(Amount::Scale);
+                const double units = std::round(scaled);
+                if ((amountColumns >> c & 1) && std::fabs(scaled) < 1e15 && std::fabs(scaled - units) < 1e-6)
+                    cell.number = qint64(units);
+                else
+                    cell.text = rows->text(c);
+                break;
+            }
+            case EngineRows::Text:
+                cell.kind = dates[size_t(c)] ? EngineCell::Date : EngineCell::Text;
+                cell.text = value.bytes();
+            }
         }
         row(cells.data());
     }
-    PQclear(res);
     return true;
 }
 

@@ -1,5 +1,5 @@
-// Filling the bill list: the statement runs on the engine itself (sqlite3 or
-// libpq, through the handle of the connection's driver) and only the columns
+// Filling the bill list: the statement runs on the engine itself (through
+// EngineRows, on the handle of the connection's driver) and only the columns
 // the list keeps are read. When the engine's handle cannot take the
 // statement, it goes through the connection as any other, which reports the
 // engine's refusal (or reconnects to a server that dropped an idle session).
@@ -7,17 +7,14 @@
 
 #include "platform/Connection.h"
 #include "platform/DbError.h"
+#include "platform/EngineRows.h"
 #include "platform/Recordset.h"
 #include "platform/SqlDialect.h"
 
 #include <QSet>
-#include <QSqlDriver>
 #include <QSqlField>
 #include <QSqlQuery>
 #include <QSqlRecord>
-
-#include <libpq-fe.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
@@ -56,118 +53,34 @@ protected:
 
 namespace {
 
-// The driver's handle when it is of the type named (PGconn is a name of
-// struct pg_conn, which Qt may report either way).
-template <typename Handle>
-Handle *driverHandle(Connection &conn, std::initializer_list<const char *> typeNames)
-{
-    const QVariant handle = conn.database().driver()->handle();
-    if (!handle.isValid())
-        return nullptr;
-    for (const char *name : typeNames)
-        if (qstrcmp(handle.typeName(), name) == 0)
-            return *static_cast<Handle *const *>(handle.constData());
-    return nullptr;
-}
+static_assert(int(EngineRows::Null) == ListColumnValues::Null && int(EngineRows::Integer) == ListColumnValues::Integer
+              && int(EngineRows::Real) == ListColumnValues::Real && int(EngineRows::Text) == ListColumnValues::Text);
 
-class SqliteRows final : public ListRowSource {
+// The engine's own rows; a PostgreSQL boolean as the driver shows it.
+class EngineListRows final : public ListRowSource {
 public:
-    // Null when the statement does not prepare; the connection then runs it
-    // and says why.
-    static std::unique_ptr<SqliteRows> open(Connection &conn, const QString &sql)
+    explicit EngineListRows(std::unique_ptr<EngineRows> rows)
+        : m_rows(std::move(rows))
     {
-        sqlite3 *db = driverHandle<sqlite3>(conn, {"sqlite3*"});
-        if (!db || holdsSeveralStatements(sql, DbEngine::SQLite))
-            return nullptr;
-        const QByteArray text = sql.toUtf8();
-        sqlite3_stmt *stmt = nullptr;
-        if (sqlite3_prepare_v2(db, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK || !stmt) {
-            sqlite3_finalize(stmt);
-            return nullptr;
+        for (int i = 0; i < m_rows->columnCount(); ++i) {
+            m_names.push_back(m_rows->columnName(i));
+            m_decimal.push_back(m_rows->isDecimal(i));
+            m_boolean.push_back(m_rows->columnType(i) == EngineRows::Boolean);
         }
-        return std::unique_ptr<SqliteRows>(new SqliteRows(db, stmt));
     }
-    ~SqliteRows() override { sqlite3_finalize(m_stmt); }
 
-    bool next() override
-    {
-        const int rc = sqlite3_step(m_stmt);
-        if (rc == SQLITE_ROW)
-            return true;
-        if (rc == SQLITE_DONE)
-            return false;
-        const QString code = QString::number(sqlite3_extended_errcode(m_db));
-        throw DbError(dbFaultText(dbFault(DbEngine::SQLite, code), QString::fromUtf8(sqlite3_errmsg(m_db))), code);
-    }
+    bool next() override { return m_rows->next(); }
 
     ListCell cell(int column) override
     {
+        const EngineRows::Cell e = m_rows->cell(column);
         ListCell c;
-        switch (sqlite3_column_type(m_stmt, column)) {
-        case SQLITE_NULL:
-            break;
-        case SQLITE_INTEGER:
-            c.kind = ListColumnValues::Integer;
-            c.integer = sqlite3_column_int64(m_stmt, column);
-            break;
-        case SQLITE_FLOAT:
-            c.kind = ListColumnValues::Real;
-            c.real = sqlite3_column_double(m_stmt, column);
-            break;
-        default:
-            c.kind = ListColumnValues::Text;
-            c.text = reinterpret_cast<const char *>(sqlite3_column_text(m_stmt, column));
-            c.size = size_t(sqlite3_column_bytes(m_stmt, column));
-        }
-        return c;
-    }
-
-private:
-    SqliteRows(sqlite3 *db, sqlite3_stmt *stmt)
-        : m_db(db), m_stmt(stmt)
-    {
-        const int columns = sqlite3_column_count(stmt);
-        for (int i = 0; i < columns; ++i) {
-            m_names.push_back(QString::fromUtf8(sqlite3_column_name(stmt, i)));
-            // Declared types as Qt's driver reads them.
-            const QString type = QString::fromLatin1(sqlite3_column_decltype(stmt, i)).toLower();
-            m_decimal.push_back(type.startsWith(u"numeric") || type == u"double" || type == u"float" || type == u"real");
-        }
-    }
-
-    sqlite3 *m_db;
-    sqlite3_stmt *m_stmt;
-};
-
-class PostgresRows final : public ListRowSource {
-public:
-    // Null when the connection is busy or in a transaction, or the server
-    // refuses the statement; the connection then runs it and says why.
-    static std::unique_ptr<PostgresRows> open(Connection &conn, const QString &sql)
-    {
-        PGconn *pg = driverHandle<PGconn>(conn, {"PGconn*", "pg_conn*"});
-        if (!pg || conn.inTransaction() || PQstatus(pg) != CONNECTION_OK || PQtransactionStatus(pg) != PQTRANS_IDLE)
-            return nullptr;
-        PGresult *result = PQexec(pg, sql.toUtf8().constData());
-        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-            PQclear(result);
-            return nullptr;
-        }
-        return std::unique_ptr<PostgresRows>(new PostgresRows(result));
-    }
-    ~PostgresRows() override { PQclear(m_result); }
-
-    bool next() override { return ++m_row < m_rows; }
-
-    ListCell cell(int column) override
-    {
-        ListCell c;
-        if (PQgetisnull(m_result, m_row, column))
-            return c;
-        c.kind = ListColumnValues::Text;
-        c.text = PQgetvalue(m_result, m_row, column);
-        c.size = size_t(PQgetlength(m_result, m_row, column));
-        if (m_boolean[size_t(column)]) { // as the driver shows a boolean
+        c.kind = ListColumnValues::Kind(e.kind);
+        c.integer = e.integer;
+        c.real = e.real;
+        c.text = e.text;
+        c.size = e.size;
+        if (c.kind == ListColumnValues::Text && m_boolean[size_t(column)]) {
             const bool on = c.size > 0 && c.text[0] == 't';
             c.text = on ? "true" : "false";
             c.size = on ? 4 : 5;
@@ -176,21 +89,7 @@ public:
     }
 
 private:
-    explicit PostgresRows(PGresult *result)
-        : m_result(result), m_rows(PQntuples(result))
-    {
-        const int columns = PQnfields(result);
-        for (int i = 0; i < columns; ++i) {
-            m_names.push_back(QString::fromUtf8(PQfname(result, i)));
-            const Oid type = PQftype(result, i);
-            m_decimal.push_back(type == 1700 || type == 700 || type == 701); // numeric, float4, float8
-            m_boolean.push_back(type == 16);
-        }
-    }
-
-    PGresult *m_result;
-    int m_rows;
-    int m_row = -1;
+    std::unique_ptr<EngineRows> m_rows;
     std::vector<bool> m_boolean;
 };
 
@@ -344,16 +243,9 @@ Amount exactAmount(const ListCell &c)
 
 std::unique_ptr<ListRowSource> openRows(Connection &conn, const QString &statement)
 {
-    if (conn.isOpen()) {
-        const QString sql = translateSql(statement, conn.engine());
-        std::unique_ptr<ListRowSource> direct;
-        if (conn.engine() == DbEngine::SQLite)
-            direct = SqliteRows::open(conn, sql);
-        else
-            direct = PostgresRows::open(conn, sql);
-        if (direct)
-            return direct;
-    }
+    if (conn.isOpen())
+        if (std::unique_ptr<EngineRows> rows = EngineRows::open(conn, translateSql(statement, conn.engine())))
+            return std::make_unique<EngineListRows>(std::move(rows));
     return std::make_unique<DriverRows>(conn.forwardQuery(statement));
 }
 
