@@ -155,6 +155,8 @@ void frmMainBill::buildToolbarAndMenus()
         a->setObjectName(key);
         if (key == u"Red" || key == u"Blue")
             a->setCheckable(true);
+        if (key == u"cmdAllocate")
+            a->setToolTip(QStringLiteral("输入发票总金额，按入库日期先后分配到各入库单，每张不超过其应开总额"));
         connect(a, &QAction::triggered, this, [this, key] { Toolbar1_ButtonClick(key); });
         m_buttons.insert(key, a);
     }

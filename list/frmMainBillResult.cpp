@@ -201,6 +201,11 @@ frmMainBillResult::frmMainBillResult(QWidget *parent)
     QAction *append = addCommand(QStringLiteral("MenuEditAppend"), QStringLiteral("返回选中的单据"), &frmMainBillResult::MenuEditAppend_Click);
     QAction *down = addCommand(QStringLiteral("MenuEditDown"), QStringLiteral("下推选中的单据"), &frmMainBillResult::MenuEditDown_Click);
     QAction *uninvoiced = addCommand(QStringLiteral("menuUninvoiced"), QStringLiteral("已入库未开票..."), &frmMainBillResult::menuUninvoiced_Click);
+    batchPdf->setStatusTip(QStringLiteral("把选中的发票按各自的默认模板打印到一个 PDF 文件，每张另起一页"));
+    batchPrint->setStatusTip(QStringLiteral("把选中的发票按各自的默认模板作为一个打印作业送到打印机"));
+    uninvoiced->setStatusTip(QStringLiteral("按供应商列出已入库、尚未开票的入库单及未开票金额"));
+    for (QAction *a : {batchPdf, batchPrint, uninvoiced})
+        a->setToolTip(a->statusTip());
     m_menuEdit->addActions({add, update, remove});
     m_menuEdit->addSeparator();
     m_menuEdit->addActions({check, unCheck, cancel, unCancel});

@@ -110,6 +110,10 @@ frmUninvoiced::frmUninvoiced(QWidget *parent)
     excel->setObjectName(QStringLiteral("cmdExcel"));
     auto *close = new QPushButton(QStringLiteral("退出"), this);
     close->setObjectName(QStringLiteral("cmdClose"));
+    txtSupplier->setToolTip(QStringLiteral("只列这个供应商代码的入库单；空为全部供应商"));
+    dtpAsOf->setToolTip(QStringLiteral("只列这一天及以前的入库单"));
+    query->setToolTip(QStringLiteral("按条件重新列出未开票的入库单"));
+    excel->setToolTip(QStringLiteral("把列出的内容导出为 Excel 文件"));
     filter->addWidget(supplierLabel);
     filter->addWidget(txtSupplier);
     filter->addSpacing(12);
@@ -125,6 +129,7 @@ frmUninvoiced::frmUninvoiced(QWidget *parent)
     m_model = new UninvoicedModel(this);
     vsf1 = new QTableView(this);
     vsf1->setObjectName(QStringLiteral("vsf1"));
+    vsf1->setToolTip(QStringLiteral("双击入库单行，为该供应商新增一张发票并带入这张入库单"));
     vsf1->setModel(m_model);
     vsf1->setSelectionBehavior(QAbstractItemView::SelectRows);
     vsf1->setSelectionMode(QAbstractItemView::SingleSelection);
