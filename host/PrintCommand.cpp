@@ -3,6 +3,7 @@
 // order given, on the database that `purfp init` wrote. Nothing is written
 // when an id names no invoice.
 #include "host/HostCommands.h"
+#include "host/OffscreenApplication.h"
 
 #include "component/clsCGIn.h"
 #include "modules/ConnectionRoutines.h"
@@ -11,7 +12,6 @@
 #include "platform/Prompt.h"
 #include "printing/BatchPrinting.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -41,15 +41,10 @@ int runPrint(const QStringList &input)
         return 2;
     }
 
-    // The pages are drawn in memory: no display is needed.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "purfp";
-    static char *argv[] = {name, nullptr};
-    QApplication app(argc, argv);
-    // Whatever the session start-up would ask or say goes to the error output.
-    Prompt::RecordingResponder prompts;
-    Prompt::setResponder(&prompts);
+    // The pages are drawn in memory; whatever the session start-up would ask
+    // or say goes to the error output.
+    OffscreenApplication app;
+    Prompt::RecordingResponder &prompts = app.prompts;
     int status = 0;
     {
         QString error;
@@ -80,6 +75,5 @@ int runPrint(const QStringList &input)
     CloseConnection();
     for (const QString &text : prompts.messageTexts())
         std::fprintf(stderr, "purfp print: %s\n", qPrintable(text));
-    Prompt::setResponder(nullptr);
     return status;
 }

@@ -5,6 +5,7 @@
 // Every dialog is answered by a recording responder: Yes/OK to messages and
 // file names inside the output folder.
 #include "host/HostCommands.h"
+#include "host/OffscreenApplication.h"
 
 #include "modules/Session.h"
 #include "component/clsCGIn.h"
@@ -295,14 +296,8 @@ int runTour(const QStringList &input)
     out = QDir(out).absolutePath();
 
     // The forms draw into memory: no display is needed.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "purfp";
-    static char *argv[] = {name, nullptr};
-    QApplication app(argc, argv);
-
-    Prompt::RecordingResponder prompts;
-    Prompt::setResponder(&prompts);
+    OffscreenApplication app;
+    Prompt::RecordingResponder &prompts = app.prompts;
     QStringList written;
     int status = 0;
     try {
@@ -329,7 +324,6 @@ int runTour(const QStringList &input)
     delete frmMainBill::existingInstance();
     settle();
     CloseConnection();
-    Prompt::setResponder(nullptr);
     if (status == 0)
         for (const QString &path : written)
             std::printf("%s\n", qPrintable(path));
