@@ -204,38 +204,6 @@ private slots:
             QVERIFY2(columns.contains(rs.text(QStringLiteral("f")).toLower()), qPrintable(rs.text(QStringLiteral("f"))));
     }
 
-    // Each kind of bill and code that the module treats differently is in
-    // the data, so that every path can be tried on the demo database.
-    void variety_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<QString>("sql");
-        const QList<std::pair<const char *, const char *>> cases = {
-            {"void-invoice-with-entries", "select count(*) from tblFP where fcancellation=1 and exists(select 1 from tblFPEntry e where e.fInterId=tblFP.finterid)"},
-            {"red-invoice", "select count(*) from tblFP where frob=1 and isnull(fEndAmount,0)<0"},
-            {"invoice-without-entries", "select count(*) from tblFP where fEndAmount is null"},
-            {"partly-matched-invoice", "select count(*) from vPurFP where isnull(fEndAmount,0)<>0 and abs(isnull(fAmount,0))>abs(isnull(fEndAmount,0))"},
-            {"editable-current-period", "select count(*) from tblFP where fdate>='2025-03-01' and fstatus=0 and fcancellation=0"},
-            {"red-stock-bill-offered", "select count(*) from icstockbill where ftrantype=1 and fcancellation=0 and fAllAmount<0 "
-                                       "and isnull(fAllAmount,0)<>isnull(fKPAmount,0) and isnull(fISKP,1)=1"},
-            {"stock-bill-not-offered", "select count(*) from icstockbill where fISKP=0 or ftrantype<>1 or fcancellation=1"},
-            {"locked-codes", "select count(*) from tblItem where fitemclassid in (3,4) and fislock=1 and fisdetail=1"},
-            {"goods-without-icitem", "select count(*) from vICItem where fitemid not in (select fitemid from icitem)"},
-            {"batch-stock", "select count(*) from tblTimeStock where fbatchno is not null"},
-        };
-        for (DbEngine e : TestDatabase::engines())
-            for (const auto &[tag, sql] : cases)
-                QTest::newRow(qPrintable(engineTag(e, QString::fromLatin1(tag)))) << e << QString::fromUtf8(sql);
-    }
-
-    void variety()
-    {
-        QFETCH(DbEngine, engine);
-        QFETCH(QString, sql);
-        TestDatabase &db = shared(engine);
-        QVERIFY(db.scalar(sql).toInt() > 0);
-    }
-
     // The seed decides everything: the same seed gives the same rows, another
     // seed other rows.
     void determinism_data() { addEngineRows(); }
