@@ -3,6 +3,7 @@
 #include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/DbError.h"
+#include "platform/Transaction.h"
 
 namespace SchemeStore {
 
@@ -120,6 +121,8 @@ SaveResult save(const QString &name, const ConditionTable &conditions)
     const Session &s = session();
     Connection &conn = *s.gConn;
     try {
+        // Header and lines go in together: a failure part-way keeps neither.
+        Transaction transaction(conn);
         Recordset rs = conn.openRecordset(maxIdStatement());
         const int id = int(rs.eof() ? 0 : rs.toInt(QStringLiteral("finterid"))) + 1;
 
@@ -137,6 +140,7 @@ SaveResult save(const QString &name, const ConditionTable &conditions)
                 columns.append({QStringLiteral("f%1col").arg(c), storedText(conditions.cell(r, c))});
             conn.addRow(QStringLiteral("tblprojectEntry"), columns);
         }
+        transaction.commit();
         return {SaveResult::Saved, id, {}};
     } catch (const DbError &e) {
         return {SaveResult::NotDone, 0, e.description()};
@@ -151,8 +155,10 @@ bool remove(const QString &id, QString *error)
     if (!open())
         return false;
     try {
+        Transaction transaction(*session().gConn);
         for (const QString &statement : deleteStatements(id.trimmed()))
             session().gConn->execute(statement);
+        transaction.commit();
     } catch (const DbError &e) {
         keepError(e, error);
         return false;
