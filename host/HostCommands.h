@@ -4,10 +4,11 @@
 
 // purfp init (--db PATH | --connection STRING) [--demo] [--scale N] [--seed N]
 //            [--force] [--user-id N] [--user-name NAME] [--admin 0|1]
-//            [--title TEXT] [--app-path DIR] [--password-stdin]
+//            [--title TEXT] [--app-path DIR] [--password-stdin] [--update-indexes]
 // A connection string without a password takes it from one line of standard
 // input (--password-stdin) or from PURFP_DB_PASSWORD; the output shows the
-// password masked.
+// password masked. With --update-indexes, an existing database only gets its
+// indexes made anew as the current schema defines them.
 int runInit(const QStringList &args);
 // purfp METHOD [ARGUMENT] [--right R] [--lib PATH]
 int runMethod(const QStringList &args);

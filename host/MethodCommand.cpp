@@ -83,6 +83,7 @@ void printUsage()
         "用法:\n"
         "  purfp init (--db 路径 | --connection 连接字符串) [--demo] [--scale N] [--seed N] [--force]\n"
         "             [--user-id N] [--user-name 名称] [--admin 0|1] [--title 标题] [--app-path 目录]\n"
+        "  purfp init (--db 路径 | --connection 连接字符串) --update-indexes    (按当前版本重建已有数据库的索引)\n"
         "  purfp newInfo | findInfo | findInfo1 条件 | findInfo2 条件 | downFromOrder 单据内码列表\n"
         "             [--right 权限] [--lib libTamsorPurFP.so 的路径]\n");
 }

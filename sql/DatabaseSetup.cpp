@@ -161,6 +161,26 @@ void createIndexes(Connection &conn)
         transaction->commit();
 }
 
+int rebuildIndexes(Connection &conn)
+{
+    static const QRegularExpression name(QStringLiteral("\\bindex\\s+(\\w+)\\s+on\\b"), QRegularExpression::CaseInsensitiveOption);
+    std::optional<Transaction> transaction;
+    if (!conn.inTransaction())
+        transaction.emplace(conn);
+    int made = 0;
+    for (const QString &statement : splitSqlScript(scriptPart(conn.engine(), true))) {
+        const QRegularExpressionMatch m = name.match(statement);
+        if (!m.hasMatch())
+            throw DbError(QStringLiteral("数据库结构脚本中的索引语句没有名称: %1").arg(statement.simplified()));
+        conn.executeNative(QStringLiteral("drop index if exists ") + m.captured(1));
+        conn.executeNative(statement);
+        ++made;
+    }
+    if (transaction)
+        transaction->commit();
+    return made;
+}
+
 void dropSchema(Connection &conn)
 {
     if (conn.engine() == DbEngine::PostgreSQL) {

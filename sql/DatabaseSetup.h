@@ -25,6 +25,11 @@ enum class Indexes { WithTables, Later };
 void createSchema(Connection &conn, Indexes indexes = Indexes::WithTables);
 // Runs the index statements of the schema script.
 void createIndexes(Connection &conn);
+// Makes every index of the schema script anew, dropping one of the same name
+// first, in one transaction: a database made by an earlier version gets the
+// indexes today's statements are written for. Indexes the script does not
+// name are left alone. Returns how many were made.
+int rebuildIndexes(Connection &conn);
 // Removes every object the schema script creates (PostgreSQL: the whole
 // public schema), so createSchema can run again on the same database.
 void dropSchema(Connection &conn);

@@ -66,6 +66,21 @@ QStringList catalogueObjects(Connection &conn, bool views)
     return names;
 }
 
+// Name and definition of every index the schema made (not the engines' own
+// indexes of primary keys), sorted.
+QStringList indexDefinitions(Connection &conn)
+{
+    QStringList defs;
+    Recordset rs = conn.engine() == DbEngine::SQLite
+        ? conn.openRecordsetNative(QStringLiteral("select name, sql as def from sqlite_master where type='index' and sql is not null"))
+        : conn.openRecordsetNative(QStringLiteral("select indexname as name, indexdef as def from pg_indexes where schemaname='public' "
+                                                  "and indexname not like '%_pkey'"));
+    for (; !rs.eof(); rs.moveNext())
+        defs << rs.text(QStringLiteral("name")).toLower() + u'|' + rs.text(QStringLiteral("def")).simplified();
+    defs.sort();
+    return defs;
+}
+
 } // namespace
 
 class TestSchema : public QObject {
@@ -190,6 +205,27 @@ private slots:
         DatabaseSetup::createSchema(conn);
         QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblUser")).toInt(), 0);
         QCOMPARE(db.scalar(QStringLiteral("select isnull(null,7)")).toInt(), 7);
+    }
+
+    // A database whose indexes are missing or were made by another version
+    // gets exactly the indexes a new database has; its rows stay.
+    void rebuildIndexes_data() { addEngineRows(); }
+    void rebuildIndexes()
+    {
+        QFETCH(DbEngine, engine);
+        m_shared.reset();
+        TestDatabase db(engine, TestDatabase::Content::Schema);
+        Connection &conn = db.conn();
+        const QStringList expected = indexDefinitions(conn);
+        db.exec(QStringLiteral("insert into tblUser(fuserid,fname,fisadmin) values(1,'管理员',1)"));
+        conn.executeNative(QStringLiteral("drop index ix_tblFP_fdate"));
+        conn.executeNative(QStringLiteral("drop index ix_icstockbill_open"));
+        conn.executeNative(QStringLiteral("create index ix_icstockbill_open on icstockbill(fdate)"));
+        QVERIFY(indexDefinitions(conn) != expected);
+
+        QCOMPARE(DatabaseSetup::rebuildIndexes(conn), int(expected.size()));
+        QCOMPARE(indexDefinitions(conn), expected);
+        QCOMPARE(db.scalar(QStringLiteral("select count(*) from tblUser")).toInt(), 1);
     }
 
     // The one schema source becomes each engine's script: type words map to
