@@ -21,23 +21,7 @@
 #include <QToolBar>
 
 namespace {
-struct Env : ListFormsEnv {
-    using ListFormsEnv::ListFormsEnv;
-    // Opens the list the way OK does, without the modal wait: every fixed
-    // list at "全部", the condition grid in use and empty.
-    frmMainBillResult *openList()
-    {
-        frmMainBillFind *dialog = frmMainBillFind::instance();
-        dialog->setUsesGrid(true);
-        frmMainBillResult *list = frmMainBillResult::instance();
-        session().gSeekSql = dialog->seekSQL();
-        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
-            return nullptr;
-        list->resize(1000, 600);
-        list->show();
-        return list;
-    }
-};
+using Env = ListFormsEnv;
 
 // Model row of the first bill that may be audited (current period, not
 // audited, not void).
@@ -267,15 +251,16 @@ private slots:
         QCOMPARE(env.openList()->grid()->frozenColumns(), 0);
     }
 
-    void editorOpensOnBillRowsOnly_data() { addEngineRows(); }
-    void editorOpensOnBillRowsOnly()
+    void layoutEditorRefreshAndFilter_data() { addEngineRows(); }
+    // The column layout is kept across openings; the editor opens on bill
+    // rows only; Refresh and Filter refill the list in place.
+    void layoutEditorRefreshAndFilter()
     {
         QFETCH(DbEngine, engine);
         Env env(engine);
         Session &s = session();
         QList<bool> calls;
         FormLauncher::setEditorOpener([&](bool modal) { calls << modal; });
-
         // A list that was never filled has only its header row.
         auto *empty = new frmMainBillResult;
         empty->MenuEditUpdate_Click();
@@ -284,46 +269,6 @@ private slots:
         empty->MenuFileExit_Click();
         delete empty;
 
-        frmMainBillResult *list = env.openList();
-        QVERIFY(list);
-        BillListModel *model = list->model();
-        list->selectRows({model->dataRowCount()});
-        list->MenuEditUpdate_Click();
-        list->vsf1_DblClick();
-        QVERIFY(calls.isEmpty());
-
-        list->selectRows({3});
-        list->MenuEditUpdate_Click();
-        QCOMPARE(calls, QList<bool>{true});
-        QCOMPARE(s.gBillMode, std::int16_t(1));
-        QCOMPARE(s.gFromList, std::int16_t(1));
-        QCOMPARE(QString::number(s.gCurInterId), model->interIdText(3));
-        QCOMPARE(s.gListInterIds.size(), model->dataRowCount());
-        QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
-
-        s.gBillMode = 7;
-        list->vsf1_DblClick();
-        QCOMPARE(calls.size(), 2);
-        QCOMPARE(s.gBillMode, std::int16_t(1));
-
-        s.gIsSelectMode = 1; // set by a caller, cleared by "new"
-        list->MenuEditAdd_Click();
-        QCOMPARE(calls.size(), 3);
-        QCOMPARE(s.gBillMode, std::int16_t(0));
-        QCOMPARE(s.gFromList, std::int16_t(1));
-        QCOMPARE(s.gIsSelectMode, std::int16_t(0));
-
-        list->MenuFileExit_Click();
-        QCOMPARE(s.gFromList, std::int16_t(0));
-    }
-
-    void layoutRefreshAndFilter_data() { addEngineRows(); }
-    // The column layout is kept across openings; Refresh and Filter refill
-    // the list in place.
-    void layoutRefreshAndFilter()
-    {
-        QFETCH(DbEngine, engine);
-        Env env(engine);
         frmMainBillResult *list = env.openList();
         QVERIFY(list);
         const QString key = frmMainBillResult::layoutKey();
@@ -340,7 +285,33 @@ private slots:
         list->hide();
         list->show();
         QCOMPARE(list->grid()->columnWidth(3), designed + 77);
+
+        BillListModel *model = list->model();
+        list->selectRows({model->dataRowCount()});
+        list->MenuEditUpdate_Click();
+        list->vsf1_DblClick();
+        QVERIFY(calls.isEmpty());
+        list->selectRows({3});
+        list->MenuEditUpdate_Click();
+        QCOMPARE(calls, QList<bool>{true});
+        QCOMPARE(s.gBillMode, std::int16_t(1));
+        QCOMPARE(s.gFromList, std::int16_t(1));
+        QCOMPARE(QString::number(s.gCurInterId), model->interIdText(3));
+        QCOMPARE(s.gListInterIds.size(), model->dataRowCount());
+        QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
+        s.gBillMode = 7;
+        list->vsf1_DblClick();
+        QCOMPARE(calls.size(), 2);
+        QCOMPARE(s.gBillMode, std::int16_t(1));
+        s.gIsSelectMode = 1; // set by a caller, cleared by "new"
+        list->MenuEditAdd_Click();
+        QCOMPARE(calls.size(), 3);
+        QCOMPARE(s.gBillMode, std::int16_t(0));
+        QCOMPARE(s.gFromList, std::int16_t(1));
+        QCOMPARE(s.gIsSelectMode, std::int16_t(0));
+
         list->MenuFileExit_Click();
+        QCOMPARE(s.gFromList, std::int16_t(0));
         flushDeletes();
         QCOMPARE(stored(1), 12);
         list = env.openList();
@@ -348,7 +319,7 @@ private slots:
         list->MenuRestoreColWidth_Click();
         QCOMPARE(list->grid()->columnWidth(3), designed);
 
-        BillListModel *model = list->model();
+        model = list->model();
         const int row = auditableRow(env, model);
         QVERIFY(row > 0);
         list->selectRows({row});
