@@ -23,18 +23,13 @@
 namespace {
 using Env = ListFormsEnv;
 
-// Model row of the first bill that may be audited (current period, not
-// audited, not void).
-int auditableRow(Env &env, BillListModel *model)
+// Model row, after the first, of a bill that may be audited: current
+// period (column 2 holds the date), not audited, not void.
+int auditableRow(BillListModel *model)
 {
     const QString start = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
-    Recordset rs = env.db.conn().openRecordset(QStringLiteral("select finterid from tblFP where fstatus=0 and fcancellation=0 and fdate>='")
-                                               + start + QStringLiteral("' order by fdate,fbillno,finterid"));
-    if (rs.eof())
-        return -1;
-    const QString id = rs.text(QStringLiteral("finterid"));
-    for (int r = 0; r < model->dataRowCount(); ++r)
-        if (model->interIdText(r) == id)
+    for (int r = 1; r < model->dataRowCount(); ++r)
+        if (!model->rowState(r).audited && !model->rowState(r).isVoid && model->cellText(r, 2) >= start)
             return r;
     return -1;
 }
@@ -44,6 +39,9 @@ int auditableRow(Env &env, BillListModel *model)
 // The answer to the lock prompt (or cancelled), the columns frozen, the count kept.
 struct LockCase { const char *name; QString answer; bool cancelled; int frozen; QString kept; };
 Q_DECLARE_METATYPE(LockCase)
+// The selection mode's find variant (gFindMode).
+struct FindMode { const char *name; int variant; };
+Q_DECLARE_METATYPE(FindMode)
 
 class TestFrmMainBillResult : public QObject {
     Q_OBJECT
@@ -76,7 +74,7 @@ private slots:
 
         // The toolbar's commands: each refill shows the bill's new state and
         // keeps the current and top rows.
-        const int row = auditableRow(env, model);
+        const int row = auditableRow(model);
         QVERIFY(row > 0);
         const QString id = model->interIdText(row);
         list->selectRows({row});
@@ -118,19 +116,12 @@ private slots:
         QCOMPARE(list->findChild<QLineEdit *>(QStringLiteral("txtBillNumber"))->text(), serial + u',');
     }
 
-    void selectionModeReturnsIds_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<int>("variant");
-        for (DbEngine e : TestDatabase::engines())
-            for (int variant : {1, 2})
-                engineRow(e, QStringLiteral("findInfo%1").arg(variant)) << variant;
-    }
-
+    void selectionModeReturnsIds_data() { addEngineCaseRows<FindMode>({{"findInfo1", 1}, {"findInfo2", 2}}); }
     void selectionModeReturnsIds()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(int, variant);
+        QFETCH(FindMode, row);
+        const int variant = row.variant;
         Env env(engine);
         Session &s = session();
         s.gIsSelectMode = 1;
@@ -320,7 +311,7 @@ private slots:
         QCOMPARE(list->grid()->columnWidth(3), designed);
 
         model = list->model();
-        const int row = auditableRow(env, model);
+        const int row = auditableRow(model);
         QVERIFY(row > 0);
         list->selectRows({row});
 
