@@ -2,12 +2,8 @@
 // text file hold exactly the grid's cells, every workbook cell as text.
 #include "list/BillListModel.h"
 #include "list/ListExport.h"
-#include "list/frmMainBillResult.h"
 
-#include "modules/Session.h"
-#include "query/QuerySql.h"
-#include "support/TestDatabase.h"
-#include "support/TestSession.h"
+#include "support/ListForms.h"
 
 #include <QApplication>
 #include <QDir>
@@ -18,8 +14,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QXmlStreamReader>
-
-#include <memory>
 
 namespace {
 ListColumn column(const char *field, const char *title, int align = 0, const char *format = "", bool sum = false)
@@ -104,32 +98,6 @@ QMap<std::pair<int, int>, QString> readWorkbook(const QString &file)
     return cells;
 }
 
-// A list form on the demo data, filled with the bills of a condition.
-struct FormEnv {
-    TestSession ts;
-    TestDatabase db;
-    std::unique_ptr<frmMainBillResult> list;
-    explicit FormEnv(DbEngine engine)
-        : db(engine, TestDatabase::Content::Demo)
-    {
-        Session &s = session();
-        s.DBConnectionString = db.connectionString();
-        s.gLoginUserId = QStringLiteral("1");
-        s.IsAdmin = 1;
-        s.gAppPath = ts.folder();
-        s.msgTitle = QStringLiteral("测试");
-    }
-    ~FormEnv()
-    {
-        if (list)
-            list->MenuFileExit_Click();
-    }
-    bool fill(const QString &where)
-    {
-        list = std::make_unique<frmMainBillResult>();
-        return list->fillList(buildFindStatement(session().gViewName, QString(), where, QString(), QString()));
-    }
-};
 } // namespace
 
 class TestExport : public QObject {
@@ -188,11 +156,11 @@ private slots:
     void menuCommands()
     {
         QFETCH(DbEngine, engine);
-        FormEnv env(engine);
-        QVERIFY(env.fill(QStringLiteral(" and fstatus=1")));
-        frmMainBillResult *list = env.list.get();
+        ListFormsEnv env(engine);
+        frmMainBillResult *list = env.openList();
+        QVERIFY(list);
         const QList<QStringList> grid = listGridTexts(*list->model());
-        auto &prompts = env.ts.prompts();
+        auto &prompts = env.prompts();
 
         // Cancelled: no file, no message.
         list->MenuExcel_Click();

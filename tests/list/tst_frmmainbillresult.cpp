@@ -21,36 +21,15 @@
 #include <QToolBar>
 
 namespace {
-struct Env : ListFormsEnv {
-    using ListFormsEnv::ListFormsEnv;
-    // Opens the list the way OK does, without the modal wait: every fixed
-    // list at "全部", the condition grid in use and empty.
-    frmMainBillResult *openList()
-    {
-        frmMainBillFind *dialog = frmMainBillFind::instance();
-        dialog->setUsesGrid(true);
-        frmMainBillResult *list = frmMainBillResult::instance();
-        session().gSeekSql = dialog->seekSQL();
-        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
-            return nullptr;
-        list->resize(1000, 600);
-        list->show();
-        return list;
-    }
-};
+using Env = ListFormsEnv;
 
-// Model row of the first bill that may be audited (current period, not
-// audited, not void).
-int auditableRow(Env &env, BillListModel *model)
+// Model row, after the first, of a bill that may be audited: current
+// period (column 2 holds the date), not audited, not void.
+int auditableRow(BillListModel *model)
 {
     const QString start = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
-    Recordset rs = env.db.conn().openRecordset(QStringLiteral("select finterid from tblFP where fstatus=0 and fcancellation=0 and fdate>='")
-                                               + start + QStringLiteral("' order by fdate,fbillno,finterid"));
-    if (rs.eof())
-        return -1;
-    const QString id = rs.text(QStringLiteral("finterid"));
-    for (int r = 0; r < model->dataRowCount(); ++r)
-        if (model->interIdText(r) == id)
+    for (int r = 1; r < model->dataRowCount(); ++r)
+        if (!model->rowState(r).audited && !model->rowState(r).isVoid && model->cellText(r, 2) >= start)
             return r;
     return -1;
 }
@@ -60,6 +39,9 @@ int auditableRow(Env &env, BillListModel *model)
 // The answer to the lock prompt (or cancelled), the columns frozen, the count kept.
 struct LockCase { const char *name; QString answer; bool cancelled; int frozen; QString kept; };
 Q_DECLARE_METATYPE(LockCase)
+// The selection mode's find variant (gFindMode).
+struct FindMode { const char *name; int variant; };
+Q_DECLARE_METATYPE(FindMode)
 
 class TestFrmMainBillResult : public QObject {
     Q_OBJECT
@@ -92,7 +74,7 @@ private slots:
 
         // The toolbar's commands: each refill shows the bill's new state and
         // keeps the current and top rows.
-        const int row = auditableRow(env, model);
+        const int row = auditableRow(model);
         QVERIFY(row > 0);
         const QString id = model->interIdText(row);
         list->selectRows({row});
@@ -134,19 +116,12 @@ private slots:
         QCOMPARE(list->findChild<QLineEdit *>(QStringLiteral("txtBillNumber"))->text(), serial + u',');
     }
 
-    void selectionModeReturnsIds_data()
-    {
-        QTest::addColumn<DbEngine>("engine");
-        QTest::addColumn<int>("variant");
-        for (DbEngine e : TestDatabase::engines())
-            for (int variant : {1, 2})
-                engineRow(e, QStringLiteral("findInfo%1").arg(variant)) << variant;
-    }
-
+    void selectionModeReturnsIds_data() { addEngineCaseRows<FindMode>({{"findInfo1", 1}, {"findInfo2", 2}}); }
     void selectionModeReturnsIds()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(int, variant);
+        QFETCH(FindMode, row);
+        const int variant = row.variant;
         Env env(engine);
         Session &s = session();
         s.gIsSelectMode = 1;
@@ -267,15 +242,16 @@ private slots:
         QCOMPARE(env.openList()->grid()->frozenColumns(), 0);
     }
 
-    void editorOpensOnBillRowsOnly_data() { addEngineRows(); }
-    void editorOpensOnBillRowsOnly()
+    void layoutEditorRefreshAndFilter_data() { addEngineRows(); }
+    // The column layout is kept across openings; the editor opens on bill
+    // rows only; Refresh and Filter refill the list in place.
+    void layoutEditorRefreshAndFilter()
     {
         QFETCH(DbEngine, engine);
         Env env(engine);
         Session &s = session();
         QList<bool> calls;
         FormLauncher::setEditorOpener([&](bool modal) { calls << modal; });
-
         // A list that was never filled has only its header row.
         auto *empty = new frmMainBillResult;
         empty->MenuEditUpdate_Click();
@@ -284,46 +260,6 @@ private slots:
         empty->MenuFileExit_Click();
         delete empty;
 
-        frmMainBillResult *list = env.openList();
-        QVERIFY(list);
-        BillListModel *model = list->model();
-        list->selectRows({model->dataRowCount()});
-        list->MenuEditUpdate_Click();
-        list->vsf1_DblClick();
-        QVERIFY(calls.isEmpty());
-
-        list->selectRows({3});
-        list->MenuEditUpdate_Click();
-        QCOMPARE(calls, QList<bool>{true});
-        QCOMPARE(s.gBillMode, std::int16_t(1));
-        QCOMPARE(s.gFromList, std::int16_t(1));
-        QCOMPARE(QString::number(s.gCurInterId), model->interIdText(3));
-        QCOMPARE(s.gListInterIds.size(), model->dataRowCount());
-        QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
-
-        s.gBillMode = 7;
-        list->vsf1_DblClick();
-        QCOMPARE(calls.size(), 2);
-        QCOMPARE(s.gBillMode, std::int16_t(1));
-
-        s.gIsSelectMode = 1; // set by a caller, cleared by "new"
-        list->MenuEditAdd_Click();
-        QCOMPARE(calls.size(), 3);
-        QCOMPARE(s.gBillMode, std::int16_t(0));
-        QCOMPARE(s.gFromList, std::int16_t(1));
-        QCOMPARE(s.gIsSelectMode, std::int16_t(0));
-
-        list->MenuFileExit_Click();
-        QCOMPARE(s.gFromList, std::int16_t(0));
-    }
-
-    void layoutRefreshAndFilter_data() { addEngineRows(); }
-    // The column layout is kept across openings; Refresh and Filter refill
-    // the list in place.
-    void layoutRefreshAndFilter()
-    {
-        QFETCH(DbEngine, engine);
-        Env env(engine);
         frmMainBillResult *list = env.openList();
         QVERIFY(list);
         const QString key = frmMainBillResult::layoutKey();
@@ -340,7 +276,33 @@ private slots:
         list->hide();
         list->show();
         QCOMPARE(list->grid()->columnWidth(3), designed + 77);
+
+        BillListModel *model = list->model();
+        list->selectRows({model->dataRowCount()});
+        list->MenuEditUpdate_Click();
+        list->vsf1_DblClick();
+        QVERIFY(calls.isEmpty());
+        list->selectRows({3});
+        list->MenuEditUpdate_Click();
+        QCOMPARE(calls, QList<bool>{true});
+        QCOMPARE(s.gBillMode, std::int16_t(1));
+        QCOMPARE(s.gFromList, std::int16_t(1));
+        QCOMPARE(QString::number(s.gCurInterId), model->interIdText(3));
+        QCOMPARE(s.gListInterIds.size(), model->dataRowCount());
+        QCOMPARE(s.gListInterIds.value(s.gListIndex), model->interIdText(3));
+        s.gBillMode = 7;
+        list->vsf1_DblClick();
+        QCOMPARE(calls.size(), 2);
+        QCOMPARE(s.gBillMode, std::int16_t(1));
+        s.gIsSelectMode = 1; // set by a caller, cleared by "new"
+        list->MenuEditAdd_Click();
+        QCOMPARE(calls.size(), 3);
+        QCOMPARE(s.gBillMode, std::int16_t(0));
+        QCOMPARE(s.gFromList, std::int16_t(1));
+        QCOMPARE(s.gIsSelectMode, std::int16_t(0));
+
         list->MenuFileExit_Click();
+        QCOMPARE(s.gFromList, std::int16_t(0));
         flushDeletes();
         QCOMPARE(stored(1), 12);
         list = env.openList();
@@ -348,8 +310,8 @@ private slots:
         list->MenuRestoreColWidth_Click();
         QCOMPARE(list->grid()->columnWidth(3), designed);
 
-        BillListModel *model = list->model();
-        const int row = auditableRow(env, model);
+        model = list->model();
+        const int row = auditableRow(model);
         QVERIFY(row > 0);
         list->selectRows({row});
 

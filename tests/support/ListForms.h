@@ -31,6 +31,20 @@ struct ListFormsEnv : StartedSession {
         FormLauncher::setEditorOpener({});
         setCodeSelector(nullptr);
     }
+    // Opens the list the way OK does, without the modal wait: every fixed
+    // list at "全部", the condition grid in use and empty.
+    frmMainBillResult *openList()
+    {
+        frmMainBillFind *dialog = frmMainBillFind::instance();
+        dialog->setUsesGrid(true);
+        frmMainBillResult *list = frmMainBillResult::instance();
+        session().gSeekSql = dialog->seekSQL();
+        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
+            return nullptr;
+        list->resize(1000, 600);
+        list->show();
+        return list;
+    }
     // Bills of the list's view under a condition.
     int count(const QString &where) { return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt(); }
     QString iniValue(const QString &section, const QString &key)
