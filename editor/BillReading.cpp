@@ -254,11 +254,9 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
     }
 
     // Columns: own amount, stock bill number, id, date, amount, invoiced.
-    // Texts that repeat are shared rather than made again: the date of the
-    // row before (entries follow the fill, oldest stock bill first), and,
-    // on a stock bill no other invoice draws on, "0" and the open amount,
-    // which is then the stock bill's amount.
-    const QString zero = Amount().toString();
+    // The amounts and the id are kept as numbers (see EntryRow); the date
+    // of the row before is shared rather than made again, as entries follow
+    // the fill, oldest stock bill first.
     QByteArray lastDate;
     QString lastDateText;
     auto addRow = [&](const EngineCell *c) {
@@ -266,20 +264,20 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
         const Amount all = cellAmount(c[4]);
         const Amount others = cellAmount(c[5]) - own;
         EntryRow &row = bill.rows.emplace_back();
-        row.stockId = cellText(c[2]);
+        if (c[2].kind == EngineCell::Integer)
+            row.setStockId(c[2].number);
+        else
+            row.setStockId(cellText(c[2]));
         if (c[3].kind == EngineCell::Null || c[3].text != lastDate) {
             lastDate = c[3].kind == EngineCell::Null ? QByteArray() : c[3].text.toByteArray();
             lastDateText = cellText(c[3]).trimmed().left(10);
         }
-        // Columns 1 to 6, in their order, each text moved in (not copied).
-        QString allText = all.toString();
-        row.cells.reserve(6);
-        row.cells.emplace_back(cellText(c[1]));
-        row.cells.emplace_back(lastDateText);
-        row.cells.emplace_back(allText);
-        row.cells.emplace_back(others.isZero() ? zero : others.toString());
-        row.cells.emplace_back(others.isZero() ? std::move(allText) : (all - others).toString());
-        row.cells.emplace_back(own.toString());
+        row.setCell(ColStockBillNo, cellText(c[1]));
+        row.setCell(ColStockDate, lastDateText);
+        row.setAmount(ColAllAmount, all);
+        row.setAmount(ColInvoiced, others);
+        row.setAmount(ColOpenAmount, all - others);
+        row.setAmount(ColThisAmount, own);
     };
     const QString linesSql = billEntriesSql(interId);
     if (!readEngineRows(m_conn, translateSql(linesSql, m_conn.engine()), 6, 0b110001, addRow)) {
@@ -304,7 +302,7 @@ std::vector<EntryRow> BillStore::openStockBills(const QString &supplierId, const
     QStringList inGrid;
     QSet<QString> known;
     for (const EntryRow &row : grid) {
-        const QString id = row.stockId.trimmed();
+        const QString id = row.stockId().trimmed();
         if (id.isEmpty())
             continue;
         const QString sqlId = idText(id);
