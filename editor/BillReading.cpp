@@ -115,9 +115,8 @@ QString cellText(const EngineCell &cell)
     return cell.kind == EngineCell::Null ? QString() : QString::fromUtf8(cell.text);
 }
 
-// An amount column as Amount::fromVariant reads the driver's value. Plain
-// decimal text (a sign, up to 14 whole digits, up to four decimals: what
-// PostgreSQL writes for an amount) is read here without a QString between.
+// An amount column as Amount::fromVariant reads the driver's value; text
+// (what PostgreSQL writes for an amount) is read without a QString between.
 Amount cellAmount(const EngineCell &cell)
 {
     switch (cell.kind) {
@@ -133,28 +132,9 @@ Amount cellAmount(const EngineCell &cell)
     case EngineCell::Date:
         break;
     }
-    const QByteArrayView t = cell.text;
-    qsizetype i = !t.isEmpty() && t[0] == '-' ? 1 : 0;
-    const qsizetype digitsFrom = i;
-    std::int64_t whole = 0;
-    while (i < t.size() && i - digitsFrom < 14 && t[i] >= '0' && t[i] <= '9')
-        whole = whole * 10 + (t[i++] - '0');
-    std::int64_t fraction = 0;
-    int decimals = 0;
-    if (i > digitsFrom && i < t.size() && t[i] == '.') {
-        for (++i; i < t.size() && decimals < Amount::Decimals && t[i] >= '0' && t[i] <= '9'; ++decimals)
-            fraction = fraction * 10 + (t[i++] - '0');
-    }
-    if (i > digitsFrom && i == t.size()) {
-        for (int d = decimals; d < Amount::Decimals; ++d)
-            fraction *= 10;
-        const std::int64_t units = whole * Amount::Scale + fraction;
-        return Amount::fromUnits(digitsFrom ? -units : units);
-    }
-    bool beyond = false;
-    const std::optional<Amount> parsed = Amount::parse(QString::fromUtf8(t), &beyond);
-    return parsed ? *parsed : beyond ? Amount::outOfRange() : Amount();
+    return Amount::fromDecimalText(cell.text);
 }
+
 // The whole result of `sql` as Recordset holds what Qt's drivers give
 // (whole numbers of SQLite as numbers, dates of PostgreSQL as dates, any
 // other value as its text), read as readEngineRows reads; none when the
