@@ -33,7 +33,7 @@ std::vector<size_t> fillOrder(const std::vector<EntryRow> &rows)
             return dates[a].isValid();
         if (dates[a] != dates[b])
             return dates[a] < dates[b];
-        return rows[a].cell(ColStockBillNo) < rows[b].cell(ColStockBillNo);
+        return rows[a].stockBillNo() < rows[b].stockBillNo();
     });
     return order;
 }

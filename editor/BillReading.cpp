@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -113,6 +114,22 @@ QString cellText(const EngineCell &cell)
     if (cell.kind == EngineCell::Integer)
         return QString::number(cell.number);
     return cell.kind == EngineCell::Null ? QString() : QString::fromUtf8(cell.text);
+}
+
+// Text that is a whole number written as QString::number writes it (no
+// sign but a minus, no leading zero): PostgreSQL's text of an id.
+std::optional<qint64> plainWholeNumber(QByteArrayView t)
+{
+    const qsizetype from = t.startsWith('-') ? 1 : 0;
+    if (t.size() == from || t.size() - from > 18 || (t[from] == '0' && t.size() > 1))
+        return std::nullopt;
+    qint64 n = 0;
+    for (qsizetype i = from; i < t.size(); ++i) {
+        if (t[i] < '0' || t[i] > '9')
+            return std::nullopt;
+        n = n * 10 + (t[i] - '0');
+    }
+    return from ? -n : n;
 }
 
 // An amount column as Amount::fromVariant reads the driver's value; text
@@ -234,11 +251,14 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
     }
 
     // Columns: own amount, stock bill number, id, date, amount, invoiced.
-    // The amounts and the id are kept as numbers (see EntryRow); the date
-    // of the row before is shared rather than made again, as entries follow
-    // the fill, oldest stock bill first.
+    // The amounts and the id are kept as numbers (see EntryRow), the stock
+    // bill numbers in one text that the rows share once all are read; the
+    // date of the row before is shared rather than made again, as entries
+    // follow the fill, oldest stock bill first.
     QByteArray lastDate;
     QString lastDateText;
+    QString numbers;
+    std::vector<qsizetype> numberEnds;
     auto addRow = [&](const EngineCell *c) {
         const Amount own = cellAmount(c[0]);
         const Amount all = cellAmount(c[4]);
@@ -246,13 +266,20 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
         EntryRow &row = bill.rows.emplace_back();
         if (c[2].kind == EngineCell::Integer)
             row.setStockId(c[2].number);
+        else if (const std::optional<qint64> id = c[2].kind == EngineCell::Text ? plainWholeNumber(c[2].text) : std::nullopt)
+            row.setStockId(*id);
         else
             row.setStockId(cellText(c[2]));
         if (c[3].kind == EngineCell::Null || c[3].text != lastDate) {
             lastDate = c[3].kind == EngineCell::Null ? QByteArray() : c[3].text.toByteArray();
             lastDateText = cellText(c[3]).trimmed().left(10);
         }
-        row.setCell(ColStockBillNo, cellText(c[1]));
+        const QByteArrayView number = c[1].text;
+        if (c[1].kind == EngineCell::Text && std::all_of(number.begin(), number.end(), [](char b) { return uchar(b) < 0x80; }))
+            numbers.append(QLatin1StringView(number));
+        else
+            numbers.append(cellText(c[1]));
+        numberEnds.push_back(numbers.size());
         row.setCell(ColStockDate, lastDateText);
         row.setAmount(ColAllAmount, all);
         row.setAmount(ColInvoiced, others);
@@ -273,6 +300,10 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
             }
             addRow(cells);
         }
+    }
+    for (size_t r = 0; r < bill.rows.size(); ++r) {
+        const qsizetype from = r ? numberEnds[r - 1] : 0;
+        bill.rows[r].setStockBillNo(numbers, from, numberEnds[r] - from);
     }
     return bill;
 }

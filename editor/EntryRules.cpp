@@ -43,7 +43,7 @@ void EntryRow::setStockId(qint64 id)
 QString EntryRow::cell(int column) const
 {
     if (column == ColStockBillNo)
-        return m_billNo;
+        return m_billNoLength < 0 ? m_billNo : stockBillNo().toString();
     if (column == ColStockDate)
         return m_date;
     if (const std::optional<Amount> held = heldAmount(column))
@@ -58,6 +58,7 @@ void EntryRow::setCell(int column, const QString &text)
         return;
     if (column == ColStockBillNo) {
         m_billNo = text;
+        m_billNoLength = -1;
         return;
     }
     if (column == ColStockDate) {
@@ -80,6 +81,22 @@ void EntryRow::setCell(int column, const QString &text)
         m_texts.resize(at + 1);
     }
     m_texts[at] = text;
+}
+
+void EntryRow::setStockBillNo(const QString &texts, qsizetype from, qsizetype length)
+{
+    if (length <= 0) {
+        setCell(ColStockBillNo, QString());
+        return;
+    }
+    m_billNo = texts;
+    m_billNoFrom = from;
+    m_billNoLength = length;
+}
+
+QStringView EntryRow::stockBillNo() const
+{
+    return m_billNoLength < 0 ? QStringView(m_billNo) : QStringView(m_billNo).sliced(m_billNoFrom, m_billNoLength);
 }
 
 void EntryRow::setAmount(int column, Amount amount)
@@ -116,7 +133,7 @@ EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, 
 {
     EntryRow row;
     row.setStockId(stockId);
-    row.m_billNo = billNo;
+    row.setCell(ColStockBillNo, billNo);
     row.m_date = date;
     row.setAmount(ColAllAmount, allAmount);
     row.setAmount(ColInvoiced, invoiced);

@@ -47,6 +47,11 @@ public:
     // Column 1 .. 10; anything else reads as "" and is not written.
     QString cell(int column) const;
     void setCell(int column, const QString &text);
+    // Column 1 as `length` characters of `texts` from `from`: the rows of a
+    // loaded bill share one text of all their stock bill numbers rather than
+    // holding one each. stockBillNo() reads it without a copy.
+    void setStockBillNo(const QString &texts, qsizetype from, qsizetype length);
+    QStringView stockBillNo() const;
     // An amount column (3 to 6) set to the amount's text (Amount::toString):
     // the out-of-range amount empties the cell.
     void setAmount(int column, Amount amount);
@@ -70,7 +75,9 @@ private:
     quint8 m_held = 0;            // bit c - 3: column c holds m_amounts[c - 3]
     Amount m_amounts[kLastAmount - kFirstAmount + 1];
     QString m_stockText;
-    QString m_billNo; // column 1
+    QString m_billNo; // column 1, or the text it is part of
+    qsizetype m_billNoFrom = 0;
+    qsizetype m_billNoLength = -1; // -1: all of m_billNo
     QString m_date;   // column 2
     // The texts of columns 3 .. 10 that are no held amount, from column 3
     // as far as any was set: most rows have none.

@@ -461,9 +461,11 @@ private slots:
         BillDraft d = draft(QStringLiteral("100000"), {entry("101", "1000", "0.2", "0.1"), entry("101", "1000", "0.1", "0.2")});
         db.conn().beginTrans(); // one sync to disk for all of them
         for (int i = 1000; i < 1000 + entries; ++i) {
+            const QString billNo = (i % 5 ? QStringLiteral("WIN") : QStringLiteral("入库")) + QString::number(i);
             db.exec(QStringLiteral("insert into icstockbill(finterid,fbillno,fdate,fsupplyid,ftrantype,fcancellation,fAllAmount,fKPAmount,fISKP) "
-                                   "values(%1,'WIN%1','2025-01-05',10,1,0,100,%2,1)").arg(i).arg(i % 3 ? "null" : "0"));
+                                   "values(%1,'%3','2025-01-05',10,1,0,100,%2,1)").arg(i).arg(i % 3 ? "null" : "0", billNo));
             d.rows.push_back(entry(QString::number(i), "100", "0", QStringLiteral("%1.%2").arg(i % 7 + 1).arg(i % 9 + 1)));
+            d.rows.back().setCell(ColStockBillNo, billNo);
         }
         db.conn().commitTrans();
         const QString ids = QStringLiteral("select finterid from icstockbill where finterid=101 or finterid>=1000");
