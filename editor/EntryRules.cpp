@@ -134,7 +134,7 @@ EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, 
     EntryRow row;
     row.setStockId(stockId);
     row.setCell(ColStockBillNo, billNo);
-    row.m_date = date;
+    row.setCell(ColStockDate, date);
     row.setAmount(ColAllAmount, allAmount);
     row.setAmount(ColInvoiced, invoiced);
     row.setAmount(ColOpenAmount, openAmount(allAmount, invoiced));
