@@ -195,16 +195,12 @@ private slots:
         QTest::addColumn<QString>("stockId");
         QTest::newRow("an amount's own text") << int(ColThisAmount) << "-12.5" << "-3";
         QTest::newRow("trailing zero") << int(ColThisAmount) << "12.50" << "007";
-        QTest::newRow("negative zero") << int(ColOpenAmount) << "-0" << "";
-        QTest::newRow("thousands") << int(ColAllAmount) << "1,000" << " 12";
+        QTest::newRow("negative zero") << int(ColOpenAmount) << "-0" << " 12";
         QTest::newRow("blanks") << int(ColInvoiced) << "  " << "12a";
-        QTest::newRow("emptied") << int(ColAllAmount) << "" << "9223372036854775807";
-        QTest::newRow("letters") << int(ColThisAmount) << "abc" << "9223372036854775808";
-        QTest::newRow("exponent") << int(ColThisAmount) << "1e3" << "0";
-        QTest::newRow("largest amount") << int(ColAllAmount) << "922337203685477.5807" << "1";
-        QTest::newRow("beyond an amount") << int(ColAllAmount) << "922337203685477.5808" << "1";
-        QTest::newRow("number as bill number") << int(ColStockBillNo) << "12" << "1";
-        QTest::newRow("spare column") << 8 << "备注" << "1";
+        QTest::newRow("emptied") << int(ColAllAmount) << "" << "";
+        QTest::newRow("largest amount") << int(ColAllAmount) << "922337203685477.5807" << "9223372036854775807";
+        QTest::newRow("beyond an amount") << int(ColAllAmount) << "922337203685477.5808" << "9223372036854775808";
+        QTest::newRow("spare column") << 8 << "备注" << "0";
         QTest::newRow("before the first") << 0 << "x" << "1";
         QTest::newRow("after the last") << 11 << "x" << "1";
     }
@@ -228,10 +224,8 @@ private slots:
                 const QString expected = c != column ? before.cell(c) : c >= 1 && c <= kEntryColumnCount ? text : QString();
                 QCOMPARE(row.cell(c), expected);
                 QCOMPARE(row.amount(c), cellAmount(expected));
-                if (c >= 1 && c <= kEntryColumnCount) {
-                    const bool amountColumn = c >= ColAllAmount && c <= ColThisAmount;
-                    QCOMPARE(grid.index(0, c - 1).data().toString(), amountColumn ? EntryGridModel::displayAmount(expected) : expected);
-                }
+                const bool amountColumn = c >= ColAllAmount && c <= ColThisAmount;
+                QCOMPARE(grid.index(0, c - 1).data().toString(), amountColumn ? EntryGridModel::displayAmount(expected) : expected);
             }
             // Over an amount the second time.
             row.setAmount(column, Amount::fromInt(5));

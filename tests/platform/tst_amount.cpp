@@ -197,9 +197,7 @@ private slots:
         QTest::newRow("no integer part") << "-.5" << "-0.5";
         QTest::newRow("point without decimals") << "5." << "5";
         QTest::newRow("minus zero") << "-0.0000" << "0";
-        QTest::newRow("plus sign and blanks") << " +7 " << "7";
         QTest::newRow("fifth decimal rounds away") << "-1.00005" << "-1.0001";
-        QTest::newRow("more decimals round down") << "2.123449999" << "2.1234";
         QTest::newRow("fourteen whole digits") << "-99999999999999.9999" << "-99999999999999.9999";
         QTest::newRow("the largest") << "922337203685477.5807" << "922337203685477.5807";
         QTest::newRow("numeric text of 16 digits") << "1000000000000000.0000" << "";
@@ -209,7 +207,6 @@ private slots:
         QTest::newRow("letters") << "12a" << "0";
         QTest::newRow("not a number") << "nan" << "0";
         QTest::newRow("sign only") << "-" << "0";
-        QTest::newRow("empty") << "" << "0";
     }
     void fromDecimalText()
     {
