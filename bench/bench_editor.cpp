@@ -137,12 +137,12 @@ void rawSave(RawEngine &raw, BillStore &store, const BillDraft &draft, int id)
     Amount total;
     QStringList stockIds;
     for (size_t r = 0; r < draft.rows.size(); ++r) {
-        const Amount amount = *cellAmount(draft.rows[r].cell(ColThisAmount));
+        const Amount amount = *draft.rows[r].amount(ColThisAmount);
         total += amount;
-        const std::string stock = draft.rows[r].stockId.toStdString();
+        const std::string stock = draft.rows[r].stockId().toStdString();
         entries.push_back({std::to_string(id), std::to_string(r + 1), stock, amount.toString().toStdString()});
         stocks.push_back({amount.toString().toStdString(), stock});
-        stockIds << draft.rows[r].stockId;
+        stockIds << draft.rows[r].stockId();
     }
 
     raw.exec(QStringLiteral("begin"));

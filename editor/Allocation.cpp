@@ -13,8 +13,8 @@ namespace {
 // open on it in that direction, and its total does not point the other way.
 bool takesDirection(const EntryRow &row, bool red)
 {
-    const Amount open = cellAmount(row.cell(ColOpenAmount)).value_or(Amount());
-    const Amount all = cellAmount(row.cell(ColAllAmount)).value_or(Amount());
+    const Amount open = row.amount(ColOpenAmount).value_or(Amount());
+    const Amount all = row.amount(ColAllAmount).value_or(Amount());
     return red ? open < Amount() && all <= Amount() : open > Amount() && all >= Amount();
 }
 
@@ -33,7 +33,7 @@ std::vector<size_t> fillOrder(const std::vector<EntryRow> &rows)
             return dates[a].isValid();
         if (dates[a] != dates[b])
             return dates[a] < dates[b];
-        return rows[a].cell(ColStockBillNo) < rows[b].cell(ColStockBillNo);
+        return rows[a].stockBillNo() < rows[b].stockBillNo();
     });
     return order;
 }
@@ -52,7 +52,7 @@ Allocation allocate(Amount total, bool red, const std::vector<EntryRow> &rows)
     for (size_t i : fillOrder(rows)) {
         if (!takesDirection(rows[i], red))
             continue;
-        const Amount open = cellAmount(rows[i].cell(ColOpenAmount)).value_or(Amount()).abs();
+        const Amount open = rows[i].amount(ColOpenAmount).value_or(Amount()).abs();
         const Amount take = std::min(remaining, open);
         remaining -= take;
         result.shortfall += open - take;

@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -115,9 +116,24 @@ QString cellText(const EngineCell &cell)
     return cell.kind == EngineCell::Null ? QString() : QString::fromUtf8(cell.text);
 }
 
-// An amount column as Amount::fromVariant reads the driver's value. Plain
-// decimal text (a sign, up to 14 whole digits, up to four decimals: what
-// PostgreSQL writes for an amount) is read here without a QString between.
+// Text that is a whole number written as QString::number writes it (no
+// sign but a minus, no leading zero): PostgreSQL's text of an id.
+std::optional<qint64> plainWholeNumber(QByteArrayView t)
+{
+    const qsizetype from = t.startsWith('-') ? 1 : 0;
+    if (t.size() == from || t.size() - from > 18 || (t[from] == '0' && t.size() > 1))
+        return std::nullopt;
+    qint64 n = 0;
+    for (qsizetype i = from; i < t.size(); ++i) {
+        if (t[i] < '0' || t[i] > '9')
+            return std::nullopt;
+        n = n * 10 + (t[i] - '0');
+    }
+    return from ? -n : n;
+}
+
+// An amount column as Amount::fromVariant reads the driver's value; text
+// (what PostgreSQL writes for an amount) is read without a QString between.
 Amount cellAmount(const EngineCell &cell)
 {
     switch (cell.kind) {
@@ -133,28 +149,9 @@ Amount cellAmount(const EngineCell &cell)
     case EngineCell::Date:
         break;
     }
-    const QByteArrayView t = cell.text;
-    qsizetype i = !t.isEmpty() && t[0] == '-' ? 1 : 0;
-    const qsizetype digitsFrom = i;
-    std::int64_t whole = 0;
-    while (i < t.size() && i - digitsFrom < 14 && t[i] >= '0' && t[i] <= '9')
-        whole = whole * 10 + (t[i++] - '0');
-    std::int64_t fraction = 0;
-    int decimals = 0;
-    if (i > digitsFrom && i < t.size() && t[i] == '.') {
-        for (++i; i < t.size() && decimals < Amount::Decimals && t[i] >= '0' && t[i] <= '9'; ++decimals)
-            fraction = fraction * 10 + (t[i++] - '0');
-    }
-    if (i > digitsFrom && i == t.size()) {
-        for (int d = decimals; d < Amount::Decimals; ++d)
-            fraction *= 10;
-        const std::int64_t units = whole * Amount::Scale + fraction;
-        return Amount::fromUnits(digitsFrom ? -units : units);
-    }
-    bool beyond = false;
-    const std::optional<Amount> parsed = Amount::parse(QString::fromUtf8(t), &beyond);
-    return parsed ? *parsed : beyond ? Amount::outOfRange() : Amount();
+    return Amount::fromDecimalText(cell.text);
 }
+
 // The whole result of `sql` as Recordset holds what Qt's drivers give
 // (whole numbers of SQLite as numbers, dates of PostgreSQL as dates, any
 // other value as its text), read as readEngineRows reads; none when the
@@ -254,32 +251,40 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
     }
 
     // Columns: own amount, stock bill number, id, date, amount, invoiced.
-    // Texts that repeat are shared rather than made again: the date of the
-    // row before (entries follow the fill, oldest stock bill first), and,
-    // on a stock bill no other invoice draws on, "0" and the open amount,
-    // which is then the stock bill's amount.
-    const QString zero = Amount().toString();
+    // The amounts and the id are kept as numbers (see EntryRow), the stock
+    // bill numbers in one text that the rows share once all are read; the
+    // date of the row before is shared rather than made again, as entries
+    // follow the fill, oldest stock bill first.
     QByteArray lastDate;
     QString lastDateText;
+    QString numbers;
+    std::vector<qsizetype> numberEnds;
     auto addRow = [&](const EngineCell *c) {
         const Amount own = cellAmount(c[0]);
         const Amount all = cellAmount(c[4]);
         const Amount others = cellAmount(c[5]) - own;
         EntryRow &row = bill.rows.emplace_back();
-        row.stockId = cellText(c[2]);
+        if (c[2].kind == EngineCell::Integer)
+            row.setStockId(c[2].number);
+        else if (const std::optional<qint64> id = c[2].kind == EngineCell::Text ? plainWholeNumber(c[2].text) : std::nullopt)
+            row.setStockId(*id);
+        else
+            row.setStockId(cellText(c[2]));
         if (c[3].kind == EngineCell::Null || c[3].text != lastDate) {
             lastDate = c[3].kind == EngineCell::Null ? QByteArray() : c[3].text.toByteArray();
             lastDateText = cellText(c[3]).trimmed().left(10);
         }
-        // Columns 1 to 6, in their order, each text moved in (not copied).
-        QString allText = all.toString();
-        row.cells.reserve(6);
-        row.cells.emplace_back(cellText(c[1]));
-        row.cells.emplace_back(lastDateText);
-        row.cells.emplace_back(allText);
-        row.cells.emplace_back(others.isZero() ? zero : others.toString());
-        row.cells.emplace_back(others.isZero() ? std::move(allText) : (all - others).toString());
-        row.cells.emplace_back(own.toString());
+        const QByteArrayView number = c[1].text;
+        if (c[1].kind == EngineCell::Text && std::all_of(number.begin(), number.end(), [](char b) { return uchar(b) < 0x80; }))
+            numbers.append(QLatin1StringView(number));
+        else
+            numbers.append(cellText(c[1]));
+        numberEnds.push_back(numbers.size());
+        row.setCell(ColStockDate, lastDateText);
+        row.setAmount(ColAllAmount, all);
+        row.setAmount(ColInvoiced, others);
+        row.setAmount(ColOpenAmount, all - others);
+        row.setAmount(ColThisAmount, own);
     };
     const QString linesSql = billEntriesSql(interId);
     if (!readEngineRows(m_conn, translateSql(linesSql, m_conn.engine()), 6, 0b110001, addRow)) {
@@ -296,6 +301,10 @@ std::optional<LoadedBill> BillStore::loadBill(int interId, const HeaderLayout &l
             addRow(cells);
         }
     }
+    for (size_t r = 0; r < bill.rows.size(); ++r) {
+        const qsizetype from = r ? numberEnds[r - 1] : 0;
+        bill.rows[r].setStockBillNo(numbers, from, numberEnds[r] - from);
+    }
     return bill;
 }
 
@@ -304,7 +313,7 @@ std::vector<EntryRow> BillStore::openStockBills(const QString &supplierId, const
     QStringList inGrid;
     QSet<QString> known;
     for (const EntryRow &row : grid) {
-        const QString id = row.stockId.trimmed();
+        const QString id = row.stockId().trimmed();
         if (id.isEmpty())
             continue;
         const QString sqlId = idText(id);

@@ -24,7 +24,7 @@ QString amountSql(const QString &text)
 
 QString entryAmountSql(const EntryRow &row)
 {
-    return cellAmount(row.cell(ColThisAmount)).value_or(Amount()).toString();
+    return row.amount(ColThisAmount).value_or(Amount()).toString();
 }
 
 // How often a counter or a released number is tried again when another
@@ -221,9 +221,9 @@ StockAmounts BillStore::stockShares(const std::vector<EntryRow> &rows)
 {
     StockAmounts shares;
     for (const EntryRow &row : rows) {
-        const qint64 stock = idText(row.stockId).toLongLong();
+        const qint64 stock = idText(row.stockId()).toLongLong();
         if (stock != 0)
-            shares[stock] += cellAmount(row.cell(ColThisAmount)).value_or(Amount());
+            shares[stock] += row.amount(ColThisAmount).value_or(Amount());
     }
     return shares;
 }
@@ -295,8 +295,8 @@ std::optional<StoreMessage> BillStore::writeBill(int interId, const std::vector<
     Amount newTotal;
     QStringList values;
     for (size_t r = 0; r < rows.size(); ++r) {
-        newTotal += cellAmount(rows[r].cell(ColThisAmount)).value_or(Amount());
-        values << u'(' + id + u',' + QString::number(r + 1) + u',' + idText(rows[r].stockId) + u',' + entryAmountSql(rows[r]) + u')';
+        newTotal += rows[r].amount(ColThisAmount).value_or(Amount());
+        values << u'(' + id + u',' + QString::number(r + 1) + u',' + idText(rows[r].stockId()) + u',' + entryAmountSql(rows[r]) + u')';
     }
     executeInChunks(QStringLiteral("insert into tblFPEntry(fInterId,fEntryId,fStockInterId,fHXAmount) values"), values, QString());
     values.clear();

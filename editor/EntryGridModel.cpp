@@ -9,6 +9,12 @@ bool isAmountColumn(int gridColumn)
     return gridColumn >= ColAllAmount && gridColumn <= ColThisAmount;
 }
 
+// Two decimals unless the amount carries more.
+QString shownAmount(Amount a)
+{
+    return a.units() % (Amount::Scale / 100) == 0 ? a.toFixed(2) : a.toString();
+}
+
 const char16_t *const kCaptions[kEntryColumnCount] = {
     u"入库单号", u"入库日期", u"入库金额", u"已开票金额", u"应开总额", u"本次开票金额", u"备用1", u"备用2", u"备用3", u"备用4",
 };
@@ -61,7 +67,7 @@ QString EntryGridModel::rowTag(int gridRow) const
 {
     if (gridRow < 1 || gridRow > gridRowCount())
         return {};
-    return m_rows[size_t(gridRow - 1)].stockId;
+    return m_rows[size_t(gridRow - 1)].stockId();
 }
 
 void EntryGridModel::setLocked(bool locked)
@@ -79,10 +85,7 @@ void EntryGridModel::setForeground(const QColor &colour)
 QString EntryGridModel::displayAmount(const QString &text)
 {
     const std::optional<Amount> a = text.trimmed().isEmpty() ? std::nullopt : numericAmount(text);
-    if (!a)
-        return text;
-    // Two decimals unless the amount carries more.
-    return a->units() % (Amount::Scale / 100) == 0 ? a->toFixed(2) : a->toString();
+    return a ? shownAmount(*a) : text;
 }
 
 int EntryGridModel::rowCount(const QModelIndex &parent) const
@@ -103,11 +106,15 @@ QVariant EntryGridModel::data(const QModelIndex &index, int role) const
     const int column = index.column() + 1;
     switch (role) {
     case Qt::DisplayRole:
-        return isAmountColumn(column) ? displayAmount(row.cell(column)) : row.cell(column);
+        if (!isAmountColumn(column))
+            return row.cell(column);
+        if (const std::optional<Amount> held = row.heldAmount(column))
+            return shownAmount(*held);
+        return displayAmount(row.cell(column));
     case Qt::EditRole:
         return row.cell(column);
     case Qt::UserRole:
-        return column == ColStockBillNo ? QVariant(row.stockId) : QVariant();
+        return column == ColStockBillNo ? QVariant(row.stockId()) : QVariant();
     case Qt::TextAlignmentRole:
         return isAmountColumn(column) ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
     case Qt::ForegroundRole:

@@ -5,32 +5,139 @@
 #include <algorithm>
 #include <cmath>
 
-const QString &EntryRow::cell(int column) const
+namespace {
+// Column 5 of a stock bill row: total minus the amount already invoiced.
+Amount openAmount(Amount allAmount, Amount invoiced)
 {
-    static const QString none;
-    if (column < 1 || column > cells.size())
-        return none;
-    return cells[column - 1];
+    // A difference beyond what an amount holds has no text, and an empty
+    // amount cell counts as 0.
+    const Amount open = allAmount - invoiced;
+    return open.isOutOfRange() ? Amount() : open;
+}
+} // namespace
+
+QString EntryRow::stockId() const
+{
+    return m_stockIsNumber ? QString::number(m_stockNumber) : m_stockText;
+}
+
+void EntryRow::setStockId(const QString &id)
+{
+    bool ok = false;
+    const qint64 number = id.toLongLong(&ok);
+    if (ok && QString::number(number) == id) {
+        setStockId(number);
+        return;
+    }
+    m_stockIsNumber = false;
+    m_stockText = id;
+}
+
+void EntryRow::setStockId(qint64 id)
+{
+    m_stockIsNumber = true;
+    m_stockNumber = id;
+    m_stockText = QString();
+}
+
+QString EntryRow::cell(int column) const
+{
+    if (column == ColStockBillNo)
+        return m_billNoLength < 0 ? m_billNo : stockBillNo().toString();
+    if (column == ColStockDate)
+        return m_date;
+    if (const std::optional<Amount> held = heldAmount(column))
+        return held->toString();
+    const qsizetype at = column - kFirstAmount;
+    return column <= kEntryColumnCount && at >= 0 && at < m_texts.size() ? m_texts[at] : QString();
 }
 
 void EntryRow::setCell(int column, const QString &text)
 {
     if (column < 1 || column > kEntryColumnCount)
         return;
-    if (column > cells.size()) {
+    if (column == ColStockBillNo) {
+        m_billNo = text;
+        m_billNoLength = -1;
+        return;
+    }
+    if (column == ColStockDate) {
+        m_date = text;
+        return;
+    }
+    if (column <= kLastAmount) {
+        // An amount's own text is kept as the amount.
+        const std::optional<Amount> a = Amount::parse(text);
+        if (a && a->toString() == text) {
+            setAmount(column, *a);
+            return;
+        }
+        m_held &= ~(1u << (column - kFirstAmount));
+    }
+    const qsizetype at = column - kFirstAmount;
+    if (at >= m_texts.size()) {
         if (text.isEmpty())
             return; // unset cells already read as ""
-        cells.resize(column);
+        m_texts.resize(at + 1);
     }
-    cells[column - 1] = text;
+    m_texts[at] = text;
+}
+
+void EntryRow::setStockBillNo(const QString &texts, qsizetype from, qsizetype length)
+{
+    if (length <= 0) {
+        setCell(ColStockBillNo, QString());
+        return;
+    }
+    m_billNo = texts;
+    m_billNoFrom = from;
+    m_billNoLength = length;
+}
+
+QStringView EntryRow::stockBillNo() const
+{
+    return m_billNoLength < 0 ? QStringView(m_billNo) : QStringView(m_billNo).sliced(m_billNoFrom, m_billNoLength);
+}
+
+void EntryRow::setAmount(int column, Amount amount)
+{
+    if (column < kFirstAmount || column > kLastAmount)
+        return;
+    const int bit = column - kFirstAmount;
+    if (bit < m_texts.size())
+        m_texts[bit] = QString();
+    if (amount.isOutOfRange()) {
+        m_held &= ~(1u << bit);
+        return;
+    }
+    m_amounts[bit] = amount;
+    m_held |= 1u << bit;
+}
+
+std::optional<Amount> EntryRow::heldAmount(int column) const
+{
+    if (column < kFirstAmount || column > kLastAmount || !(m_held >> (column - kFirstAmount) & 1))
+        return std::nullopt;
+    return m_amounts[column - kFirstAmount];
+}
+
+std::optional<Amount> EntryRow::amount(int column) const
+{
+    if (const std::optional<Amount> held = heldAmount(column))
+        return held;
+    return cellAmount(cell(column));
 }
 
 EntryRow EntryRow::fromStockBill(const QString &stockId, const QString &billNo, const QString &date, Amount allAmount,
                                  Amount invoiced)
 {
     EntryRow row;
-    row.stockId = stockId;
-    row.cells = {billNo, date, allAmount.toString(), invoiced.toString(), openAmountText(allAmount, invoiced)};
+    row.setStockId(stockId);
+    row.setCell(ColStockBillNo, billNo);
+    row.setCell(ColStockDate, date);
+    row.setAmount(ColAllAmount, allAmount);
+    row.setAmount(ColInvoiced, invoiced);
+    row.setAmount(ColOpenAmount, openAmount(allAmount, invoiced));
     return row;
 }
 
@@ -55,18 +162,10 @@ std::optional<Amount> cellAmount(const QString &text)
     return numericAmount(text);
 }
 
-QString openAmountText(Amount allAmount, Amount invoiced)
-{
-    // The difference goes through its text and back, so the cell holds
-    // exactly what the text shows.
-    const QString text = (allAmount - invoiced).toString();
-    return Amount::parse(text).value_or(Amount()).toString();
-}
-
 namespace {
 Amount cellOrZero(const EntryRow &row, int column)
 {
-    return cellAmount(row.cell(column)).value_or(Amount());
+    return row.amount(column).value_or(Amount());
 }
 
 // A typed amount as the save check reads it: no value when the text is not a
@@ -104,8 +203,14 @@ std::optional<EntryRefusal> checkEntries(const std::vector<HeaderLabel> &labels,
     for (size_t i = 0; i < rows.size(); ++i) {
         const EntryRow &row = rows[i];
         const QString rowText = QString::number(i + 1);
-        const QString &amountText = row.cell(ColThisAmount);
-        const std::optional<Amount> amount = amountText.trimmed().isEmpty() ? Amount() : enteredAmount(amountText);
+        // A held amount is its text's number; only other texts are read.
+        std::optional<Amount> amount = row.heldAmount(ColThisAmount);
+        if (amount && !amount->isEnterable())
+            amount = Amount::outOfRange();
+        if (!amount) {
+            const QString amountText = row.cell(ColThisAmount);
+            amount = amountText.trimmed().isEmpty() ? Amount() : enteredAmount(amountText);
+        }
         if (!amount)
             return EntryRefusal{QStringLiteral("第") + rowText + QStringLiteral("行本次开票金额必须录入数字！"), false};
         if (amount->isOutOfRange())

@@ -31,21 +31,57 @@ enum EntryColumn {
     ColThisAmount = 6,
 };
 
-struct EntryRow {
-    QString stockId; // icstockbill.finterid, the hidden tag of column 1
-    // The texts of columns 1 .. n, as far as any was set: a row stays small
-    // (the list itself is one pointer) so that a bill of thousands of rows
-    // is read and moved without copying cells around.
-    QList<QString> cells;
+// One row of the grid, kept compactly so that a bill of thousands of rows is
+// read, shown and moved without a text object per cell: the stock bill's id
+// as a number, the amount columns as amounts whose text is made when a cell
+// is read, and texts only for the bill number, the date and what was set
+// that is not an amount's own shortest text. Every cell reads back exactly
+// the text it was given.
+class EntryRow {
+public:
+    // icstockbill.finterid, the hidden tag of column 1.
+    QString stockId() const;
+    void setStockId(const QString &id);
+    void setStockId(qint64 id);
 
     // Column 1 .. 10; anything else reads as "" and is not written.
-    const QString &cell(int column) const;
+    QString cell(int column) const;
     void setCell(int column, const QString &text);
+    // Column 1 as `length` characters of `texts` from `from`: the rows of a
+    // loaded bill share one text of all their stock bill numbers rather than
+    // holding one each. stockBillNo() reads it without a copy.
+    void setStockBillNo(const QString &texts, qsizetype from, qsizetype length);
+    QStringView stockBillNo() const;
+    // An amount column (3 to 6) set to the amount's text (Amount::toString):
+    // the out-of-range amount empties the cell.
+    void setAmount(int column, Amount amount);
+    // The cell's value as cellAmount reads its text.
+    std::optional<Amount> amount(int column) const;
+    // The amount whose shortest text the cell holds, when it was set so (by
+    // setAmount, or by setCell with exactly that text); none otherwise.
+    std::optional<Amount> heldAmount(int column) const;
 
     // A row for an open stock bill as the fill offers it: columns 1-5 set,
     // column 6 empty.
     static EntryRow fromStockBill(const QString &stockId, const QString &billNo, const QString &date,
                                   Amount allAmount, Amount invoiced);
+
+private:
+    static constexpr int kFirstAmount = ColAllAmount;
+    static constexpr int kLastAmount = ColThisAmount;
+
+    qint64 m_stockNumber = 0;
+    bool m_stockIsNumber = false; // else the id is m_stockText
+    quint8 m_held = 0;            // bit c - 3: column c holds m_amounts[c - 3]
+    Amount m_amounts[kLastAmount - kFirstAmount + 1];
+    QString m_stockText;
+    QString m_billNo; // column 1, or the text it is part of
+    qsizetype m_billNoFrom = 0;
+    qsizetype m_billNoLength = -1; // -1: all of m_billNo
+    QString m_date;   // column 2
+    // The texts of columns 3 .. 10 that are no held amount, from column 3
+    // as far as any was set: most rows have none.
+    QList<QString> m_texts;
 };
 
 // One caption label of the laid-out header and the text of its field.
@@ -70,10 +106,6 @@ std::optional<Amount> numericAmount(const QString &text);
 // A grid cell: empty (or blanks) is 0; no value when it holds something that
 // is not a number.
 std::optional<Amount> cellAmount(const QString &text);
-
-// Column 5 of a stock bill row: total minus the amount already invoiced, as
-// text.
-QString openAmountText(Amount allAmount, Amount invoiced);
 
 // The pre-save check, in its order; stops at the first failure:
 //  1. every required label whose field text is empty (blanks count as empty):

@@ -33,7 +33,7 @@ void EntryTotalsModel::recompute() const
     m_totals.fill(Amount());
     for (const EntryRow &row : m_entries->rows())
         for (int c = ColAllAmount; c <= ColThisAmount; ++c)
-            if (const std::optional<Amount> a = cellAmount(row.cell(c)))
+            if (const std::optional<Amount> a = row.amount(c))
                 m_totals[size_t(c - 1)] += *a;
     m_stale = false;
 }

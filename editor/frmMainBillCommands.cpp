@@ -553,9 +553,9 @@ void frmMainBill::loadStockBill(const QString &supplierId, const QString &stockB
         return;
     setLookup(supplier, item->number, supplierId, item->name);
     for (const EntryRow &row : rows) {
-        if (row.stockId != stockBillId)
+        if (row.stockId() != stockBillId)
             continue;
-        if (cellAmount(row.cell(ColAllAmount)).value_or(Amount()) < Amount())
+        if (row.amount(ColAllAmount).value_or(Amount()) < Amount())
             setRob(1);
         m_grid->appendRows({row});
         markChanged();

@@ -197,9 +197,8 @@ bool isVoid(const ListCell &c)
     return text == u"1" || text == u"-1" || text == u"true";
 }
 
-// An amount as exact decimals: whole numbers and decimal text with at most
-// four places directly, reals with at most four places arithmetically,
-// other text through the exact text conversion.
+// An amount as exact decimals: reals with at most four places
+// arithmetically, text as the engine's decimal text.
 Amount exactAmount(const ListCell &c)
 {
     switch (c.kind) {
@@ -219,26 +218,7 @@ Amount exactAmount(const ListCell &c)
     case ListColumnValues::Text:
         break;
     }
-    const QByteArrayView text = c.bytes();
-    const qsizetype point = text.indexOf('.');
-    ListCell whole = c;
-    whole.size = size_t(point < 0 ? text.size() : point);
-    qint64 units = 0;
-    const qsizetype places = point < 0 ? 0 : text.size() - point - 1;
-    if (places <= Amount::Decimals && plainInteger(whole, &units) && std::llabs(units) < 100'000'000'000'000) {
-        qint64 fraction = 0;
-        for (qsizetype k = 1; k <= places; ++k) {
-            const char d = text[point + k];
-            if (d < '0' || d > '9')
-                return Amount::fromVariant(textOf(c));
-            fraction = fraction * 10 + (d - '0');
-        }
-        for (qsizetype k = places; k < Amount::Decimals; ++k)
-            fraction *= 10;
-        const bool negative = text.startsWith('-');
-        return Amount::fromUnits(units * Amount::Scale + (negative ? -fraction : fraction));
-    }
-    return Amount::fromVariant(textOf(c));
+    return Amount::fromDecimalText(c.bytes());
 }
 
 std::unique_ptr<ListRowSource> openRows(Connection &conn, const QString &statement)

@@ -110,6 +110,44 @@ Amount Amount::fromVariant(const QVariant &value)
     }
 }
 
+Amount Amount::fromDecimalText(QByteArrayView t)
+{
+    // An optional minus, 1 to 14 whole digits, a point and up to four
+    // decimals: read here. Such a number is always within the range.
+    auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    qsizetype i = !t.isEmpty() && t[0] == '-' ? 1 : 0;
+    const qsizetype digitsFrom = i;
+    std::int64_t whole = 0;
+    while (i < t.size() && i - digitsFrom < 14 && isDigit(t[i]))
+        whole = whole * 10 + (t[i++] - '0');
+    std::int64_t fraction = 0;
+    int places = 0;
+    if (i > digitsFrom && i < t.size() && t[i] == '.') {
+        for (++i; i < t.size() && places < Decimals && isDigit(t[i]); ++places)
+            fraction = fraction * 10 + (t[i++] - '0');
+    }
+    if (i > digitsFrom && i == t.size()) {
+        for (int k = places; k < Decimals; ++k)
+            fraction *= 10;
+        const std::int64_t units = whole * Scale + fraction;
+        return fromUnits(digitsFrom ? -units : units);
+    }
+    // Anything else as the exact parser reads it; failing that, a number
+    // with an exponent through the double.
+    const QString text = QString::fromUtf8(t);
+    bool beyond = false;
+    if (const std::optional<Amount> parsed = parse(text, &beyond))
+        return *parsed;
+    if (beyond)
+        return outOfRange();
+    const QString plain = text.trimmed();
+    const bool exponent = plain.contains(u'e', Qt::CaseInsensitive)
+        && std::all_of(plain.begin(), plain.end(), [](QChar c) { return (c >= u'0' && c <= u'9') || QStringView(u"+-.eE").contains(c); });
+    bool isDouble = false;
+    const double value = exponent ? plain.toDouble(&isDouble) : 0.0;
+    return isDouble ? fromDouble(value) : Amount();
+}
+
 double Amount::toDouble() const
 {
     return isOutOfRange() ? std::numeric_limits<double>::quiet_NaN() : double(m_units) / Scale;

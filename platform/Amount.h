@@ -8,6 +8,7 @@
 // through every further operation, as a NaN does. isOutOfRange() tells it;
 // it prints as empty text and converts to a NaN double, so that it is never
 // shown or stored as if it were a number.
+#include <QByteArrayView>
 #include <QString>
 #include <QVariant>
 #include <compare>
@@ -45,6 +46,12 @@ public:
     // doubles rounded to four decimals. A number beyond the range gives the
     // out-of-range amount, text that is no number 0.
     static Amount fromVariant(const QVariant &value);
+    // A number as an engine hands it over in text (UTF-8), read as
+    // fromVariant reads a text value; plain decimal text, what an engine
+    // writes for a numeric column, without making a QString. A number in
+    // exponent form (what SQLite writes for a large or tiny real) is read
+    // through the double, as a driver hands a real over.
+    static Amount fromDecimalText(QByteArrayView text);
 
     std::int64_t units() const { return m_units; }
     double toDouble() const;

@@ -15,7 +15,7 @@ class TestEntryRules : public QObject {
         for (const QString &rowText : rowTexts) {
             const QStringList parts = rowText.split(u'|');
             EntryRow row;
-            row.stockId = QString::number(rows.size() + 100);
+            row.setStockId(qint64(rows.size() + 100));
             row.setCell(ColAllAmount, parts.value(0));
             row.setCell(ColOpenAmount, parts.value(1));
             row.setCell(ColThisAmount, parts.value(2));
@@ -182,19 +182,58 @@ private slots:
         QCOMPARE(row.cell(ColOpenAmount), open);
         QCOMPARE(row.cell(ColAllAmount), Amount::parse(all)->toString());
         QCOMPARE(row.cell(ColThisAmount), QString());
-        QCOMPARE(row.stockId, QStringLiteral("7"));
-        // Out-of-range columns neither read nor write.
-        EntryRow copy = row;
-        copy.setCell(11, QStringLiteral("x"));
-        copy.setCell(0, QStringLiteral("x"));
-        QCOMPARE(copy.cells, row.cells);
-        QCOMPARE(row.cell(0), QString());
-        // A cell past the last one set grows the copy only.
-        copy.setCell(8, QStringLiteral("备注"));
-        QCOMPARE(copy.cell(8), QStringLiteral("备注"));
-        QCOMPARE(copy.cell(7), QString());
-        QCOMPARE(copy.cell(ColOpenAmount), open);
-        QCOMPARE(row.cell(8), QString());
+        QCOMPARE(row.stockId(), QStringLiteral("7"));
+    }
+
+    // A cell reads back the text it was set to, whether it held an amount or
+    // a text before; the rules read that text's amount and the grid shows
+    // it as it shows that text. The stock bill id reads back likewise.
+    void cellsReadBackAsSet_data()
+    {
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("stockId");
+        QTest::newRow("an amount's own text") << int(ColThisAmount) << "-12.5" << "-3";
+        QTest::newRow("trailing zero") << int(ColThisAmount) << "12.50" << "007";
+        QTest::newRow("negative zero") << int(ColOpenAmount) << "-0" << " 12";
+        QTest::newRow("blanks") << int(ColInvoiced) << "  " << "12a";
+        QTest::newRow("emptied") << int(ColAllAmount) << "" << "";
+        QTest::newRow("largest amount") << int(ColAllAmount) << "922337203685477.5807" << "9223372036854775807";
+        QTest::newRow("beyond an amount") << int(ColAllAmount) << "922337203685477.5808" << "9223372036854775808";
+        QTest::newRow("spare column") << 8 << "备注" << "0";
+        QTest::newRow("before the first") << 0 << "x" << "1";
+        QTest::newRow("after the last") << 11 << "x" << "1";
+    }
+
+    void cellsReadBackAsSet()
+    {
+        QFETCH(int, column);
+        QFETCH(QString, text);
+        QFETCH(QString, stockId);
+        EntryRow before = EntryRow::fromStockBill(QStringLiteral("7"), QStringLiteral("WIN000007"), QStringLiteral("2025-01-02"),
+                                                  Amount::fromInt(1000), Amount::fromInt(150));
+        before.setCell(ColThisAmount, QStringLiteral("600"));
+        EntryRow row = before;
+        for (int pass = 0; pass < 2; ++pass) {
+            row.setCell(column, text);
+            row.setStockId(stockId);
+            EntryGridModel grid;
+            grid.setRows({row});
+            QCOMPARE(grid.rowTag(1), stockId);
+            for (int c = 0; c <= kEntryColumnCount + 1; ++c) {
+                const QString expected = c != column ? before.cell(c) : c >= 1 && c <= kEntryColumnCount ? text : QString();
+                QCOMPARE(row.cell(c), expected);
+                QCOMPARE(row.amount(c), cellAmount(expected));
+                const bool amountColumn = c >= ColAllAmount && c <= ColThisAmount;
+                QCOMPARE(grid.index(0, c - 1).data().toString(), amountColumn ? EntryGridModel::displayAmount(expected) : expected);
+            }
+            // Over an amount the second time.
+            row.setAmount(column, Amount::fromInt(5));
+        }
+        // The out-of-range amount has no text: an amount cell empties.
+        const QString kept = row.cell(column);
+        row.setAmount(column, Amount::outOfRange());
+        QCOMPARE(row.cell(column), column >= ColAllAmount && column <= ColThisAmount ? QString() : kept);
     }
 
     // The totals line follows the entries as they are loaded, added and
