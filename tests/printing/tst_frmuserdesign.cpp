@@ -67,6 +67,7 @@ Row readRow(TestDatabase &db, int billTypeId)
     return row;
 }
 
+struct OpenCase { const char *name; bool withRow; };
 // The template row before the save (a statement on the demo row), whether
 // printing finds it usable then, and whether it says why not.
 struct SaveCase { const char *name, *before; bool printsBefore, saysWhy; };
@@ -77,6 +78,7 @@ struct SaveAs { const char *name; bool change; QString file, written; int answer
 // nothing goes to the clipboard).
 struct Copy { const char *name; const char *button; bool filled; int row; QString copied; };
 } // namespace
+Q_DECLARE_METATYPE(OpenCase)
 Q_DECLARE_METATYPE(SaveCase)
 Q_DECLARE_METATYPE(SaveAs)
 Q_DECLARE_METATYPE(Copy)
@@ -84,11 +86,12 @@ Q_DECLARE_METATYPE(Copy)
 class tst_FrmUserDesign : public QObject {
     Q_OBJECT
 private slots:
-    void opensDefaultTemplate_data() { addEngineFlagRows("withRow", "default-row", "no-default-row"); }
+    void opensDefaultTemplate_data() { addEngineCaseRows<OpenCase>({{"default-row", true}, {"no-default-row", false}}); }
     void opensDefaultTemplate()
     {
         QFETCH(DbEngine, engine);
-        QFETCH(bool, withRow);
+        QFETCH(OpenCase, row);
+        const bool withRow = row.withRow;
         START_ENV(env, engine);
         const QByteArray stored = env.storedContent();
         env.db.exec(QStringLiteral("insert into tblViewDesc(fTypeid,fFieldName,fFieldDesc) values(71,'fExtra','附加：说明：')"));
