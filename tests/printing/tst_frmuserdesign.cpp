@@ -22,13 +22,7 @@ namespace {
 
 QAction *toolbarButton(frmUserDesign *form, const QString &key)
 {
-    auto *bar = form->findChild<QToolBar *>(QStringLiteral("Toolbar1"));
-    if (!bar)
-        return nullptr;
-    for (QAction *a : bar->actions())
-        if (a->objectName() == key)
-            return a;
-    return nullptr;
+    return form->findChild<QToolBar *>(QStringLiteral("Toolbar1"))->findChild<QAction *>(key);
 }
 
 void triggerMenu(frmUserDesign *form, const char *name)
