@@ -196,12 +196,14 @@ private slots:
         if (engine == DbEngine::SQLite) {
             args << QStringLiteral("--db") << dbFile;
         } else {
-            server = std::make_unique<TestDatabase>(engine, TestDatabase::Content::Empty);
+            // A server database that holds the tables already: --force writes them again.
+            server = std::make_unique<TestDatabase>(engine, TestDatabase::Content::Schema);
             ConnectionString cs = ConnectionString::parse(server->connectionString());
             QVERIFY(cs.password.isEmpty()); // the test server trusts every password
             QString text = cs.toString();
             text.chop(int(qstrlen(";Pwd=")));
-            args << QStringLiteral("--connection") << (inString.isEmpty() ? text : text + QStringLiteral(";Pwd=") + inString);
+            args << QStringLiteral("--force") << QStringLiteral("--connection")
+                 << (inString.isEmpty() ? text : text + QStringLiteral(";Pwd=") + inString);
         }
         if (!input.isNull())
             args << QStringLiteral("--password-stdin");
