@@ -1,6 +1,5 @@
 #include "PrintingSession.h"
 
-#include "modules/SetupIni.h"
 #include "printing/BatchPrinting.h"
 #include "platform/IniFile.h"
 #include "report/Report.h"
