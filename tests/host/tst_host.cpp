@@ -45,13 +45,12 @@ class TestHost : public QObject {
     {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "PURFP_NO_FORMS"})
+        for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "PURFP_NO_FORMS", "PURFP_DB_PASSWORD"})
             env.remove(QString::fromLatin1(name));
         if (forms == Forms::NoForms)
             env.insert(QStringLiteral("PURFP_NO_FORMS"), QStringLiteral("1"));
         else if (forms == Forms::NoPlatform)
             env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        env.remove(QStringLiteral("PURFP_DB_PASSWORD"));
         if (!passwordVariable.isEmpty())
             env.insert(QStringLiteral("PURFP_DB_PASSWORD"), passwordVariable);
         p.setProcessEnvironment(env);
