@@ -55,18 +55,6 @@ struct Env : StartedSession {
     }
 };
 
-// Two rows per engine: the case `on` with the bool column `flag` set, and the
-// case `off` without.
-inline void addEngineFlagRows(const char *flag, const char *on, const char *off)
-{
-    QTest::addColumn<DbEngine>("engine");
-    QTest::addColumn<bool>(flag);
-    for (DbEngine e : TestDatabase::engines()) {
-        engineRow(e, on) << true;
-        engineRow(e, off) << false;
-    }
-}
-
 } // namespace printing_test
 
 // Declares `name`, a session on a small demo database; the test stops when

@@ -69,7 +69,8 @@ inline ReportData numberedRecords(int count)
 }
 
 // A bill as it prints: title, header fields, a framed table, totals, page
-// numbers. Content width 1800 tenths on A4.
+// numbers. Content width 1800 tenths on A4. The records leave some fields
+// out: those print empty.
 inline ReportTemplate invoiceTemplate()
 {
     ReportTemplate tpl;
@@ -111,8 +112,7 @@ inline ReportTemplate invoiceTemplate()
         {"规格型号", "[fmodel]", 260, HAlign::Left},
         {"数量", "[fqty|#,##0.00]", 180, HAlign::Right},
         {"单价", "[fprice|#,##0.00]", 200, HAlign::Right},
-        {"金额", "[fHXAmount|#,##0.00]", 240, HAlign::Right},
-        {"备注", "[fnote]", 200, HAlign::Left},
+        {"金额", "[fHXAmount|#,##0.00]", 440, HAlign::Right},
     };
     Band &dh = tpl.band(BandKind::DetailHeader);
     Band &detail = tpl.band(BandKind::Detail);
@@ -133,19 +133,16 @@ inline ReportTemplate invoiceTemplate()
 
     Band &summary = tpl.band(BandKind::Summary);
     summary.height = 160;
-    // Under the table's columns: quantity at 980, price, amount, note.
+    // Under the table's columns: quantity at 980, price, amount.
     ReportItem label = text(0, 0, 980, 60, QStringLiteral("合计（共 [#Count] 行）"), HAlign::Center, true);
     label.font.bold = true;
     summary.items << label
                   << text(980, 0, 180, 60, QStringLiteral("[#Sum(fqty)]"), HAlign::Right, true)
                   << text(1160, 0, 200, 60, QString(), HAlign::Right, true)
-                  << text(1360, 0, 240, 60, QStringLiteral("[#Sum(fHXAmount)]"), HAlign::Right, true)
-                  << text(1600, 0, 200, 60, QString(), HAlign::Left, true);
+                  << text(1360, 0, 440, 60, QStringLiteral("[#Sum(fHXAmount)]"), HAlign::Right, true);
     summary.items[1].format = QStringLiteral("#,##0.00");
     summary.items[3].format = QStringLiteral("#,##0.00");
-    summary.items << text(0, 90, 600, 60, QStringLiteral("制单：[fbiller]"))
-                  << text(600, 90, 600, 60, QStringLiteral("审核：[fchecker]"))
-                  << text(1200, 90, 600, 60, QStringLiteral("打印日期：[#Date]"), HAlign::Right);
+    summary.items << text(1200, 90, 600, 60, QStringLiteral("打印日期：[#Date]"), HAlign::Right);
 
     Band &pf = tpl.band(BandKind::PageFooter);
     pf.height = 60;
@@ -167,18 +164,12 @@ inline ReportData invoiceRecords(int count)
         data.append(ReportRecord{
             {QStringLiteral("FBillNo"), QStringLiteral("CGFP-2024-000123")},
             {QStringLiteral("FDate"), QStringLiteral("2024-03-15")},
-            {QStringLiteral("FCurrency"), QStringLiteral("人民币")},
             {QStringLiteral("FSupplier"), QStringLiteral("上海华东五金制品有限公司")},
-            {QStringLiteral("FDept"), QStringLiteral("采购部")},
             {QStringLiteral("FItemNo"), QStringLiteral("01.02.%1").arg(i + 1, 4, 10, QLatin1Char('0'))},
             {QStringLiteral("FItemName"), name},
-            {QStringLiteral("FModel"), QStringLiteral("GB/T 5782")},
             {QStringLiteral("FQty"), qty},
             {QStringLiteral("FPrice"), price.toDouble()},
             {QStringLiteral("FHXAmount"), amount.toString()},
-            {QStringLiteral("FNote"), i % 5 == 0 ? QStringLiteral("急用") : QString()},
-            {QStringLiteral("FBiller"), QStringLiteral("张三")},
-            {QStringLiteral("FChecker"), QStringLiteral("李四")},
         });
     }
     return data;

@@ -1,5 +1,3 @@
-#include "report/ReportLayout.h"
-#include "report/ReportModel.h"
 #include "ReportSamples.h"
 
 #include "report/ReportPainter.h"
@@ -7,9 +5,10 @@
 #include "support/PdfTools.h"
 
 #include <QPrinter>
-#include <set>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <set>
 
 using namespace report;
 
@@ -69,11 +68,8 @@ private slots:
         printer.setPrintRange(row.range ? QPrinter::PageRange : QPrinter::AllPages);
         QCOMPARE(requestedPages(printer, 5), row.pages);
         QCOMPARE(printLayout(layout, &printer), row.pages.size());
-        if (row.pages.isEmpty())
-            return;
-        const auto info = pdf_tools::runTool(QStringLiteral("pdfinfo"), {printer.outputFileName()});
-        QVERIFY(info);
-        QVERIFY2(info->contains(QRegularExpression(QStringLiteral("Pages:\\s+%1\\n").arg(row.pages.size()))), qPrintable(*info));
+        if (!row.pages.isEmpty())
+            QCOMPARE(pdf_tools::pageCount(printer.outputFileName()), row.pages.size());
     }
 
     // Frame sides are drawn as joined lines: collinear sides with the same

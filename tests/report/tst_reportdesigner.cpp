@@ -53,11 +53,12 @@ QString property(const ReportItem &item, const QString &name)
 {
     const QRect g = item.geometry;
     const QString values[] = {
-        item.font.underline ? "underline" : "", item.color, item.fillColor,
+        item.font.underline ? "underline" : "", item.font.italic ? "italic" : "", item.wordWrap ? "wrap" : "",
+        item.color, item.fillColor,
         QString::number(item.kind == ItemKind::Text ? item.frame.width : item.lineWidth), lineStyleKey(item.lineStyle),
         QStringList{"top", "center", "bottom"}[int(item.valign)],
         QStringLiteral("%1 %2 %3 %4").arg(g.x()).arg(g.y()).arg(g.width()).arg(g.height())};
-    static const QStringList names{"underline", "color", "fill", "lineWidth", "lineStyle", "valign", "geometry"};
+    static const QStringList names{"underline", "italic", "wordWrap", "color", "fill", "lineWidth", "lineStyle", "valign", "geometry"};
     return values[names.indexOf(name)];
 }
 
@@ -269,6 +270,8 @@ private slots:
         using L = QStringList;
         addCaseRows<Format>({
             {"underline two", "detail:1,detail:2", "actUnderline", "underline", L{"underline", "underline"}},
+            {"italic", "detail:1,detail:2", "actItalic", "italic", L{"italic", "italic"}},
+            {"word wrap", "detail:1,detail:2", "actWordWrap", "wordWrap", L{"wrap", "wrap"}},
             {"text colour, line colour", "detail:1,reportHeader:1", "actTextColor", "color", L{"#c00000", "#c00000"}},
             {"fill: not for a line", "reportHeader:0,reportHeader:1", "actFillColor", "fill", L{"#c00000", ""}},
             {"line width: pen and frame", "reportHeader:1,detail:1", "actLineWidth/lineWidth5", "lineWidth", L{"5", "5"}},

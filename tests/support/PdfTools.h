@@ -23,6 +23,23 @@ inline std::optional<QString> runTool(const QString &tool, const QStringList &ar
     return QString::fromUtf8(p.readAllStandardOutput());
 }
 
+// The page count pdfinfo reads; -1 without the tool or a file it can read.
+inline int pageCount(const QString &path)
+{
+    static const QRegularExpression pages(QStringLiteral("^Pages:\\s+(\\d+)$"), QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch m = pages.match(runTool(QStringLiteral("pdfinfo"), {path}).value_or(QString()));
+    return m.hasMatch() ? m.captured(1).toInt() : -1;
+}
+
+// The text pdftotext reads in layout mode: of every page, or of one (from 1).
+inline std::optional<QString> text(const QString &path, int page = 0)
+{
+    QStringList arguments{QStringLiteral("-layout")};
+    if (page > 0)
+        arguments << QStringLiteral("-f") << QString::number(page) << QStringLiteral("-l") << QString::number(page);
+    return runTool(QStringLiteral("pdftotext"), arguments << path << QStringLiteral("-"));
+}
+
 struct Font {
     QString name;
     bool embedded = false;
