@@ -63,6 +63,7 @@ class ReportRows {
 public:
     ReportRows(Connection &conn, const QString &sql)
     {
+        m_texts.reserve(8);
         if (conn.isOpen())
             m_engine = EngineRows::open(conn, translateSql(sql, conn.engine()));
         if (!m_engine)
@@ -90,7 +91,6 @@ public:
         const QVariant v = m_reader->value(column);
         return v.isNull() ? std::nullopt : std::optional<qint64>(v.toLongLong());
     }
-    bool isNull(int column) const { return m_engine ? m_engine->cell(column).kind == EngineRows::Null : m_reader->value(column).isNull(); }
     QByteArrayView text(int column)
     {
         if (m_engine)
@@ -110,12 +110,6 @@ private:
     std::optional<RowReader> m_reader;
     std::vector<QByteArray> m_texts; // the fallback's texts of the current row
 };
-
-// A supplier id as the statements carry it: digits, from an integer column.
-QString idText(QByteArrayView cell)
-{
-    return QString::number(QByteArrayView(cell).trimmed().toLongLong());
-}
 
 QByteArrayView dateOf(QByteArrayView cell)
 {
@@ -255,7 +249,7 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
     if (!ids.isEmpty()) {
         ReportRows rows(conn, uninvoicedNamesSql(ids));
         while (rows.next()) {
-            const auto found = unnamed.find(idText(rows.text(0)));
+            const auto found = unnamed.find(QString::number(rows.id(0).value_or(0)));
             if (found == unnamed.end())
                 continue;
             isNamed[found->second] = true;
