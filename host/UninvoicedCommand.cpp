@@ -79,7 +79,7 @@ void flush(QByteArray &out, bool always = false)
     if (out.size() < (1 << 16) && !always)
         return;
     std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    out.clear();
+    out.resize(0); // keeps the room
 }
 
 // The report as text, each supplier's bills written as they are read and

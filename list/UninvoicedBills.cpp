@@ -123,22 +123,32 @@ QString money(Amount a)
 
 } // namespace
 
-void appendUninvoicedAmount(QByteArray &out, Amount a)
+namespace {
+
+// Amount::toFixed(2) into `p`, which has room for 24 characters; returns
+// the end. Nothing for the out-of-range amount.
+char *writeAmount(char *p, Amount a)
 {
     if (a.isOutOfRange())
-        return;
+        return p;
     const std::int64_t units = a.units();
     const std::uint64_t magnitude = units < 0 ? 0 - std::uint64_t(units) : std::uint64_t(units);
     const std::uint64_t cents = (magnitude + 50) / 100; // half away from zero
-    char buffer[32];
-    char *p = buffer;
     if (units < 0 && cents != 0)
         *p++ = '-';
-    p = std::to_chars(p, buffer + sizeof buffer - 3, cents / 100).ptr; // room for the cents
+    p = std::to_chars(p, p + 20, cents / 100).ptr;
     *p++ = '.';
     *p++ = char('0' + cents % 100 / 10);
     *p++ = char('0' + cents % 10);
-    out.append(buffer, p - buffer);
+    return p;
+}
+
+} // namespace
+
+void appendUninvoicedAmount(QByteArray &out, Amount a)
+{
+    char buffer[24];
+    out.append(buffer, writeAmount(buffer, a) - buffer);
 }
 
 namespace {
@@ -168,21 +178,28 @@ void appendCsvField(QByteArray &out, QByteArrayView text)
 
 QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts)
 {
-    // With amounts, SQLite reads the rows in supplier order straight from
-    // the index; PostgreSQL sums its exact decimals itself.
-    const bool grouped = !amounts || engine == DbEngine::PostgreSQL;
-    QString sql = !amounts ? QStringLiteral("select fsupplyid,count(*) as fcount from icstockbill where 1=1")
-        : grouped ? QStringLiteral("select fsupplyid,count(*) as fcount,sum(isnull(fAllAmount,0)) as fAllAmount,sum(isnull(fKPAmount,0)) as fKPAmount"
-                                   " from icstockbill where 1=1")
-                  : QStringLiteral("select fsupplyid,1 as fcount,fAllAmount,fKPAmount from icstockbill where 1=1");
-    sql += openStockBillCondition();
+    QString where = openStockBillCondition();
     if (filter.asOf.isValid())
-        sql += QStringLiteral(" and fdate<='") + sqlDateText(filter.asOf) + u'\'';
+        where += QStringLiteral(" and fdate<='") + sqlDateText(filter.asOf) + u'\'';
     if (!filter.supplierNumber.trimmed().isEmpty())
-        sql += QStringLiteral(" and fsupplyid in (select fitemid from tblItem where fnumber='") + sqlTextValue(filter.supplierNumber.trimmed())
+        where += QStringLiteral(" and fsupplyid in (select fitemid from tblItem where fnumber='") + sqlTextValue(filter.supplierNumber.trimmed())
             + QStringLiteral("')");
-    sql += grouped ? QStringLiteral(" group by fsupplyid") : QStringLiteral(" order by fsupplyid");
-    return sql;
+    if (!amounts)
+        // From one supplier to the next through the index, a seek each,
+        // rather than through every bill; then null when some bill has none.
+        return QStringLiteral("with recursive s(id) as (select min(fsupplyid) from icstockbill where 1=1") + where
+            + QStringLiteral(" union all select (select min(fsupplyid) from icstockbill where fsupplyid>s.id") + where
+            + QStringLiteral(") from s where s.id is not null) select id as fsupplyid from s where id is not null"
+                             " union all select null where exists (select 1 from icstockbill where fsupplyid is null")
+            + where + QStringLiteral(")");
+    // SQLite reads the rows in supplier order straight from the index;
+    // PostgreSQL sums its exact decimals itself.
+    if (engine == DbEngine::PostgreSQL)
+        return QStringLiteral("select fsupplyid,count(*) as fcount,sum(isnull(fAllAmount,0)) as fAllAmount,sum(isnull(fKPAmount,0)) as fKPAmount"
+                              " from icstockbill where 1=1")
+            + where + QStringLiteral(" group by fsupplyid");
+    return QStringLiteral("select fsupplyid,1 as fcount,fAllAmount,fKPAmount from icstockbill where 1=1") + where
+        + QStringLiteral(" order by fsupplyid");
 }
 
 QString uninvoicedNamesSql(const QStringList &supplierIds)
@@ -210,7 +227,7 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
     {
         ReportRows rows(conn, uninvoicedTotalsSql(filter, conn.engine(), amounts));
         std::optional<qint64> previous; // the id of the last row; none when null
-        const bool grouped = !amounts || conn.engine() == DbEngine::PostgreSQL;
+        const bool grouped = conn.engine() == DbEngine::PostgreSQL;
         while (rows.next()) {
             const std::optional<qint64> id = rows.id(0);
             if (byId.empty() || id != previous) {
@@ -218,7 +235,7 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
                 previous = id;
             }
             UninvoicedSupplier &s = byId.back();
-            const int count = grouped ? int(rows.text(1).toLongLong()) : 1;
+            const int count = !amounts ? 0 : grouped ? int(rows.text(1).toLongLong()) : 1;
             const Amount amount = amounts ? rows.amount(2) : Amount();
             const Amount invoiced = amounts ? rows.amount(3) : Amount();
             s.billCount += count;
@@ -339,15 +356,20 @@ void appendUninvoicedCsv(QByteArray &out, QByteArrayView supplierFields, const U
 {
     out.append(supplierFields);
     appendCsvField(out, bill.billNo);
-    out += ',';
-    out.append(bill.date);
-    out += ',';
-    appendUninvoicedAmount(out, bill.amount);
-    out += ',';
-    appendUninvoicedAmount(out, bill.invoiced);
-    out += ',';
-    appendUninvoicedAmount(out, bill.amount - bill.invoiced);
-    out += '\n';
+    // Date and amounts written in one piece.
+    char tail[3 * 24 + 16];
+    char *p = tail;
+    *p++ = ',';
+    const QByteArrayView date = bill.date.first(std::min<qsizetype>(bill.date.size(), 10));
+    p = std::copy(date.begin(), date.end(), p);
+    *p++ = ',';
+    p = writeAmount(p, bill.amount);
+    *p++ = ',';
+    p = writeAmount(p, bill.invoiced);
+    *p++ = ',';
+    p = writeAmount(p, bill.amount - bill.invoiced);
+    *p++ = '\n';
+    out.append(tail, p - tail);
 }
 
 QStringList uninvoicedSupplierCells(const UninvoicedSupplier &s)

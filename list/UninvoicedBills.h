@@ -63,18 +63,20 @@ struct UninvoicedBill {
 };
 
 // The statements, for the engine given (the bench and the plan checks run
-// them as they are): the open bills per supplier with their count and, with
-// `amounts`, their sums (on SQLite one row per bill in supplier id order,
-// summed by the reader, because SQLite sums decimals as binary reals); the
-// codes and names of suppliers `ids` in the report's order; the bills of one
-// supplier (id, or empty for bills without one) in the report's order.
+// them as they are): the open bills per supplier with their count and sums
+// (on SQLite one row per bill in supplier id order, summed by the reader,
+// because SQLite sums decimals as binary reals), or without `amounts` only
+// the ids of the suppliers that have open bills; the codes and names of
+// suppliers `ids` in the report's order; the bills of one supplier (id, or
+// empty for bills without one) in the report's order.
 QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts = true);
 QString uninvoicedNamesSql(const QStringList &supplierIds);
 QString uninvoicedBillsSql(const QString &supplierId, const QDate &asOf);
 
-// Reads the totals; without `amounts` only the suppliers and their bill
-// counts, the amounts left at zero (what a reader that sums the bills
-// itself needs, read without the amounts of every bill). Throws DbError.
+// Reads the totals; without `amounts` only the suppliers, their counts and
+// amounts left at zero: what a reader that sums the bills as it reads them
+// needs, found with a seek per supplier instead of a read of every bill.
+// Throws DbError.
 UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &filter, bool amounts = true);
 // Hands over the bills of `supplier` dated up to `asOf` in the report's
 // order (oldest first, then by number and id). Throws DbError.

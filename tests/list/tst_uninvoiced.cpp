@@ -74,14 +74,13 @@ private slots:
         if (QByteArrayView(name) == "in a transaction")
             transaction.emplace(db.conn());
         const UninvoicedTotals t = readUninvoicedTotals(db.conn(), filter);
-        const UninvoicedTotals counted = readUninvoicedTotals(db.conn(), filter, false);
-        QCOMPARE(counted.suppliers.size(), t.suppliers.size());
+        const UninvoicedTotals ids = readUninvoicedTotals(db.conn(), filter, false);
+        QCOMPARE(ids.suppliers.size(), t.suppliers.size());
         QStringList gotBills, gotOpen;
         QByteArray csv = uninvoicedCsvHeader();
         for (size_t i = 0; i < t.suppliers.size(); ++i) {
             const UninvoicedSupplier &s = t.suppliers[i];
-            QCOMPARE(counted.suppliers[i].supplierId, s.supplierId);
-            QCOMPARE(counted.suppliers[i].billCount, s.billCount);
+            QCOMPARE(ids.suppliers[i].supplierId, s.supplierId);
             QStringList numbers;
             Amount sum;
             for (const UninvoicedBill &b : readUninvoicedBills(db.conn(), s, filter.asOf)) {
