@@ -210,8 +210,10 @@ void ensureDemoDatabase(const QString &connectionString, int invoices)
     QElapsedTimer timer;
     timer.start();
     createDemoDatabase(conn, DemoOptions::scaled(invoices));
-    // The planner's statistics, as a server in use has them.
+    // The planner's statistics and the map of pages every reader sees, as
+    // the server's own vacuum leaves them on a database in use; before it,
+    // reads from an index alone look no cheaper than reading the table.
     if (conn.engine() == DbEngine::PostgreSQL)
-        conn.executeNative(QStringLiteral("analyze"));
+        conn.executeNative(QStringLiteral("vacuum analyze"));
     std::printf("  done in %.1f s\n", double(timer.elapsed()) / 1000);
 }

@@ -14,8 +14,10 @@
 // The plan of each statement is printed, with the editor's list of a
 // supplier's open bills, which shares the index.
 //
-//   bench_uninvoiced [--invoices N] [--runs N] [--db path]
+//   bench_uninvoiced [--invoices N] [--runs N] [--db path] [--only opening|supplier|csv]
 //                    [--pg "Driver=PostgreSQL;Server=...;Database=postgres;..."]
+// --only makes that one read once, without the raw engine, so that the
+// process's time and peak memory (/usr/bin/time -v) are its own.
 // A SQLite file given with --db is reused, and created there when missing.
 // With --pg the database purfp_bench_uninvoiced_<N> is made on that server
 // once and kept.
@@ -115,7 +117,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     int invoices = 100000;
     int runs = 5;
-    QString dbPath, pg;
+    QString dbPath, pg, only;
     const QStringList args = app.arguments();
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == u"--invoices")
@@ -126,6 +128,8 @@ int main(int argc, char **argv)
             dbPath = args[++i];
         else if (args[i] == u"--pg")
             pg = args[++i];
+        else if (args[i] == u"--only")
+            only = args[++i];
     }
     QTemporaryDir dir;
     if (dbPath.isEmpty())
@@ -159,52 +163,60 @@ int main(int argc, char **argv)
     printPlan(raw, "a supplier's bills", translateSql(uninvoicedBillsSql(biggest.supplierId, {}), engine));
     printPlan(raw, "the editor's open bills", translateSql(openStockBillsSql(biggest.supplierId, {}), engine));
 
-    std::printf("times (medians):\n");
-    const Timing opening = time(
-        runs, [&] { readUninvoicedTotals(conn, all); }, [&] {
-            raw.query(translateSql(uninvoicedTotalsSql(all, engine), engine));
-            QStringList ids;
-            for (const UninvoicedSupplier &s : totals.suppliers)
-                ids << s.supplierId;
-            raw.query(translateSql(uninvoicedNamesSql(ids), engine));
-        });
-    report("form opening (totals)", opening, QStringLiteral("%1 suppliers").arg(totals.suppliers.size()));
-
-    const Timing supplier = time(
-        runs,
-        [&] {
-            const UninvoicedTotals t = readUninvoicedTotals(conn, one);
-            readUninvoicedBills(conn, t.suppliers.front(), {});
-        },
-        [&] {
-            raw.query(translateSql(uninvoicedTotalsSql(one, engine), engine));
-            raw.query(translateSql(uninvoicedNamesSql({biggest.supplierId}), engine));
-            raw.query(translateSql(uninvoicedBillsSql(biggest.supplierId, {}), engine));
-        });
-    report("one supplier", supplier, QStringLiteral("%1 bills of %2").arg(biggest.billCount).arg(biggest.number));
-
+    // The three reads as the form and the command make them.
+    auto opening = [&] { readUninvoicedTotals(conn, all); };
+    auto oneSupplier = [&] {
+        const UninvoicedTotals t = readUninvoicedTotals(conn, one);
+        readUninvoicedBills(conn, t.suppliers.front(), {});
+    };
     qint64 bytes = 0;
+    auto fullCsv = [&] {
+        const UninvoicedTotals t = readUninvoicedTotals(conn, all, false);
+        QByteArray out = uninvoicedCsvHeader();
+        bytes = 0;
+        for (const UninvoicedSupplier &s : t.suppliers) {
+            const QByteArray fields = uninvoicedCsvSupplier(s);
+            readUninvoicedRows(conn, s, {}, [&](const UninvoicedRow &row) {
+                appendUninvoicedCsv(out, fields, row);
+                if (out.size() >= (1 << 16)) {
+                    bytes += out.size();
+                    out.resize(0);
+                }
+            });
+        }
+        bytes += out.size();
+    };
+    if (!only.isEmpty()) {
+        const std::function<void()> read = only == u"opening" ? std::function<void()>(opening)
+            : only == u"supplier"                             ? std::function<void()>(oneSupplier)
+                                                              : std::function<void()>(fullCsv);
+        QElapsedTimer timer;
+        timer.start();
+        read();
+        std::printf("%s alone, once: %.1f ms\n", qPrintable(only), msSince(timer));
+        return 0;
+    }
+
+    std::printf("times (medians):\n");
+    const Timing openingTime = time(runs, opening, [&] {
+        raw.query(translateSql(uninvoicedTotalsSql(all, engine), engine));
+        QStringList ids;
+        for (const UninvoicedSupplier &s : totals.suppliers)
+            ids << s.supplierId;
+        raw.query(translateSql(uninvoicedNamesSql(ids), engine));
+    });
+    report("form opening (totals)", openingTime, QStringLiteral("%1 suppliers").arg(totals.suppliers.size()));
+
+    const Timing supplierTime = time(runs, oneSupplier, [&] {
+        raw.query(translateSql(uninvoicedTotalsSql(one, engine), engine));
+        raw.query(translateSql(uninvoicedNamesSql({biggest.supplierId}), engine));
+        raw.query(translateSql(uninvoicedBillsSql(biggest.supplierId, {}), engine));
+    });
+    report("one supplier", supplierTime, QStringLiteral("%1 bills of %2").arg(biggest.billCount).arg(biggest.number));
+
     int rawRows = 0;
-    const Timing csv = time(
-        runs,
-        [&] {
-            const UninvoicedTotals t = readUninvoicedTotals(conn, all, false);
-            QByteArray out = uninvoicedCsvHeader();
-            bytes = 0;
-            for (const UninvoicedSupplier &s : t.suppliers) {
-                const QByteArray fields = uninvoicedCsvSupplier(s);
-                readUninvoicedRows(conn, s, {}, [&](const UninvoicedRow &row) {
-                    appendUninvoicedCsv(out, fields, row);
-                    if (out.size() >= (1 << 16)) {
-                        bytes += out.size();
-                        out.clear();
-                    }
-                });
-            }
-            bytes += out.size();
-        },
-        [&] { rawReport(raw, engine, all, totals, &rawRows); });
-    report("full CSV", csv, QStringLiteral("%1 rows, %2 MB").arg(rawRows).arg(double(bytes) / (1 << 20), 0, 'f', 1));
+    const Timing csvTime = time(runs, fullCsv, [&] { rawReport(raw, engine, all, totals, &rawRows); });
+    report("full CSV", csvTime, QStringLiteral("%1 rows, %2 MB").arg(rawRows).arg(double(bytes) / (1 << 20), 0, 'f', 1));
 
     std::printf(failures ? "\n%d goal(s) missed\n" : "\nevery goal met\n", failures);
     return failures ? 1 : 0;
