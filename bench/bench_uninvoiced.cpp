@@ -115,22 +115,15 @@ void rawReport(RawEngine &raw, DbEngine engine, const UninvoicedFilter &filter, 
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    int invoices = 100000;
-    int runs = 5;
-    QString dbPath, pg, only;
     const QStringList args = app.arguments();
-    for (int i = 1; i + 1 < args.size(); ++i) {
-        if (args[i] == u"--invoices")
-            invoices = args[++i].toInt();
-        else if (args[i] == u"--runs")
-            runs = std::max(1, args[++i].toInt());
-        else if (args[i] == u"--db")
-            dbPath = args[++i];
-        else if (args[i] == u"--pg")
-            pg = args[++i];
-        else if (args[i] == u"--only")
-            only = args[++i];
-    }
+    auto option = [&](const char *name, const QString &otherwise = {}) {
+        const qsizetype at = args.indexOf(QLatin1StringView(name));
+        return at > 0 && at + 1 < args.size() ? args[at + 1] : otherwise;
+    };
+    const int invoices = option("--invoices", QStringLiteral("100000")).toInt();
+    const int runs = std::max(1, option("--runs", QStringLiteral("5")).toInt());
+    QString dbPath = option("--db");
+    const QString pg = option("--pg"), only = option("--only");
     QTemporaryDir dir;
     if (dbPath.isEmpty())
         dbPath = dir.filePath(QStringLiteral("bench.db"));

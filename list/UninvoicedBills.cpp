@@ -324,13 +324,6 @@ std::vector<UninvoicedBill> readUninvoicedBills(Connection &conn, const Uninvoic
     return bills;
 }
 
-void readAllUninvoicedRows(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf,
-                           const std::function<void(int supplier, const UninvoicedRow &)> &take)
-{
-    for (size_t i = 0; i < totals.suppliers.size(); ++i)
-        readUninvoicedRows(conn, totals.suppliers[i], asOf, [&](const UninvoicedRow &row) { take(int(i), row); });
-}
-
 QStringList uninvoicedHeader()
 {
     return {QStringLiteral("供应商代码"), QStringLiteral("供应商名称"), QStringLiteral("入库单号"), QStringLiteral("日期"),

@@ -83,10 +83,6 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
 void readUninvoicedRows(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf,
                         const std::function<void(const UninvoicedRow &)> &take);
 std::vector<UninvoicedBill> readUninvoicedBills(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf);
-// Every bill of every supplier of `totals`, supplier after supplier; `take`
-// gets the supplier's index in `totals`. Throws DbError.
-void readAllUninvoicedRows(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf,
-                           const std::function<void(int supplier, const UninvoicedRow &)> &take);
 
 // UTF-8 CSV: the header line, then one line per bill, amounts with two
 // decimals; a field holding a comma, a quote or a line break is quoted, its
