@@ -1,5 +1,10 @@
 #include "RawEngine.h"
 
+#include "platform/Connection.h"
+#include "sql/DemoData.h"
+
+#include <QElapsedTimer>
+
 #include <libpq-fe.h>
 #include <sqlite3.h>
 
@@ -169,4 +174,46 @@ double medianOf(std::vector<double> values)
     std::sort(values.begin(), values.end());
     const size_t n = values.size();
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+QString benchSqliteFile(const QString &path)
+{
+    ConnectionString cs;
+    cs.engine = DbEngine::SQLite;
+    cs.database = path;
+    return cs.toString();
+}
+
+QString benchPostgresDatabase(const QString &server, const QString &name)
+{
+    ConnectionString cs = ConnectionString::parse(server);
+    Connection admin(cs.toString());
+    admin.open();
+    if (admin.openRecordsetNative(QStringLiteral("select 1 from pg_database where datname=?"), {name}).eof())
+        admin.executeNative(QStringLiteral("create database %1 encoding 'UTF8' template template0").arg(name));
+    cs.database = name;
+    return cs.toString();
+}
+
+void ensureDemoDatabase(const QString &connectionString, int invoices)
+{
+    Connection conn(connectionString, Connection::OpenMode::CreateIfMissing);
+    conn.open();
+    if (conn.engine() == DbEngine::PostgreSQL) {
+        if (!conn.openRecordsetNative(QStringLiteral("select 1 from pg_tables where tablename='tblfp'")).eof())
+            return;
+    } else if (!conn.openRecordsetNative(QStringLiteral("select 1 from sqlite_master where name='tblFP'")).eof()) {
+        return;
+    }
+    std::printf("creating %d invoices ...\n", invoices);
+    std::fflush(stdout);
+    QElapsedTimer timer;
+    timer.start();
+    createDemoDatabase(conn, DemoOptions::scaled(invoices));
+    // The planner's statistics and the map of pages every reader sees, as
+    // the server's own vacuum leaves them on a database in use; before it,
+    // reads from an index alone look no cheaper than reading the table.
+    if (conn.engine() == DbEngine::PostgreSQL)
+        conn.executeNative(QStringLiteral("vacuum analyze"));
+    std::printf("  done in %.1f s\n", double(timer.elapsed()) / 1000);
 }

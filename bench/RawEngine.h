@@ -57,3 +57,11 @@ private:
 
 // Milliseconds of the median of `values`.
 double medianOf(std::vector<double> values);
+
+// The databases the benchmarks run on: a SQLite file's connection string; a
+// database `name` on the PostgreSQL server of `server`, created when
+// missing; N demo invoices written into a database that does not hold the
+// schema yet (one that does is taken as it is).
+QString benchSqliteFile(const QString &path);
+QString benchPostgresDatabase(const QString &server, const QString &name);
+void ensureDemoDatabase(const QString &connectionString, int invoices);

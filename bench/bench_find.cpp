@@ -58,46 +58,6 @@ void verdict(bool met, const char *what)
     }
 }
 
-// Makes the database with N demo invoices unless it holds them already.
-void ensureDemo(const QString &connectionString, int invoices)
-{
-    Connection conn(connectionString, Connection::OpenMode::CreateIfMissing);
-    conn.open();
-    if (conn.engine() == DbEngine::PostgreSQL) {
-        if (!conn.openRecordsetNative(QStringLiteral("select 1 from pg_tables where tablename='tblfp'")).eof())
-            return;
-    } else if (!conn.openRecordsetNative(QStringLiteral("select 1 from sqlite_master where name='tblFP'")).eof()) {
-        return;
-    }
-    std::printf("creating %d invoices ...\n", invoices);
-    std::fflush(stdout);
-    QElapsedTimer timer;
-    timer.start();
-    createDemoDatabase(conn, DemoOptions::scaled(invoices));
-    std::printf("  done in %.1f s\n", double(timer.elapsed()) / 1000);
-}
-
-QString sqliteFile(const QString &path)
-{
-    ConnectionString cs;
-    cs.engine = DbEngine::SQLite;
-    cs.database = path;
-    return cs.toString();
-}
-
-// The PostgreSQL database of the bench, created when missing.
-QString postgresDatabase(const QString &server, int invoices)
-{
-    ConnectionString cs = ConnectionString::parse(server);
-    const QString name = QStringLiteral("purfp_bench_find_%1").arg(invoices);
-    Connection admin(cs.toString());
-    admin.open();
-    if (admin.openRecordsetNative(QStringLiteral("select 1 from pg_database where datname=?"), {name}).eof())
-        admin.executeNative(QStringLiteral("create database %1 encoding 'UTF8' template template0").arg(name));
-    cs.database = name;
-    return cs.toString();
-}
-
 long heapKiB()
 {
     malloc_trim(0);
@@ -146,8 +106,8 @@ Timing fillAgainstRaw(Connection &conn, RawEngine &raw, BillListModel &model, co
 
 void benchMillion(const QString &path, int runs)
 {
-    const QString connectionString = sqliteFile(path);
-    ensureDemo(connectionString, 1000000);
+    const QString connectionString = benchSqliteFile(path);
+    ensureDemoDatabase(connectionString, 1000000);
     Connection conn(connectionString);
     conn.open();
     RawEngine raw(conn.settings());
@@ -211,8 +171,8 @@ int main(int argc, char **argv)
     QTemporaryDir dir;
     if (dbPath.isEmpty())
         dbPath = dir.filePath(QStringLiteral("bench.db"));
-    const QString connectionString = pg.isEmpty() ? sqliteFile(dbPath) : postgresDatabase(pg, invoices);
-    ensureDemo(connectionString, invoices);
+    const QString connectionString = pg.isEmpty() ? benchSqliteFile(dbPath) : benchPostgresDatabase(pg, QStringLiteral("purfp_bench_find_%1").arg(invoices));
+    ensureDemoDatabase(connectionString, invoices);
 
     Session &s = session();
     s.DBConnectionString = connectionString;

@@ -1,6 +1,7 @@
 // purfp uninvoiced: the stock-in bills received but not yet invoiced, per
 // supplier, on the database that `purfp init` wrote into the settings store;
-// as text with totals, or as CSV for a spreadsheet.
+// as text with totals, or as CSV for a spreadsheet. The totals per supplier
+// are read first, then each supplier's bills, written out as they are read.
 #include "host/HostCommands.h"
 
 #include "component/SessionStartup.h"
@@ -22,45 +23,112 @@ int usage(const QString &problem)
     return 2;
 }
 
-// Pads to `width` terminal columns; a Chinese character takes two.
-QString padded(const QString &text, int width, bool right)
+// Terminal columns of UTF-8 text: a Chinese character takes two.
+int columnsOf(QByteArrayView text)
 {
     int columns = 0;
-    for (QChar c : text)
-        columns += c.unicode() < 0x1100 ? 1 : 2;
-    const QString fill(std::max(0, width - columns), u' ');
-    return right ? fill + text : text + fill;
+    for (qsizetype i = 0; i < text.size();) {
+        const uchar lead = uchar(text[i]);
+        const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+        uint code = length == 1 ? lead : lead & (0x3F >> (length - 1));
+        for (int k = 1; k < length && i + k < text.size(); ++k)
+            code = (code << 6) | (uchar(text[i + k]) & 0x3F);
+        columns += code < 0x1100 ? 1 : 2;
+        i += length;
+    }
+    return columns;
+}
+
+void appendPadded(QByteArray &out, QByteArrayView text, int width, bool right)
+{
+    const int fill = std::max(0, width - columnsOf(text));
+    if (!right)
+        out.append(text);
+    out.append(fill, ' ');
+    if (right)
+        out.append(text);
 }
 
 // A bill line, or a total line under its label: bill number and date to the
 // left, amounts to the right.
-void printLine(const QString &label, const QStringList &cells)
+void appendLine(QByteArray &out, QByteArrayView label, QByteArrayView date, const QByteArray (&amounts)[3])
 {
-    QString line = QStringLiteral("  ") + padded(label, 14, false) + u' ' + padded(cells[3], 10, false);
-    for (int c = 4; c < 7; ++c)
-        line += u' ' + padded(cells[c], 16, true);
-    std::printf("%s\n", line.toUtf8().constData());
+    out += "  ";
+    appendPadded(out, label, 14, false);
+    out += ' ';
+    appendPadded(out, date, 10, false);
+    for (const QByteArray &amount : amounts) {
+        out += ' ';
+        appendPadded(out, amount, 16, true);
+    }
+    out += '\n';
 }
 
-void printText(const UninvoicedReport &report)
+void appendAmountLine(QByteArray &out, QByteArrayView label, QByteArrayView date, Amount amount, Amount invoiced)
 {
-    if (report.suppliers.empty()) {
+    QByteArray amounts[3];
+    appendUninvoicedAmount(amounts[0], amount);
+    appendUninvoicedAmount(amounts[1], invoiced);
+    appendUninvoicedAmount(amounts[2], amount - invoiced);
+    appendLine(out, label, date, amounts);
+}
+
+// Writes out what has gathered once there is enough of it (or at the end).
+void flush(QByteArray &out, bool always = false)
+{
+    if (out.size() < (1 << 16) && !always)
+        return;
+    std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
+    out.resize(0); // keeps the room
+}
+
+// The report as text, each supplier's bills written as they are read and
+// summed for its subtotal and the total.
+void printText(Connection &conn, const UninvoicedTotals &suppliers, const QDate &asOf)
+{
+    if (suppliers.suppliers.empty()) {
         std::printf("没有未开票的入库单\n");
         return;
     }
     const QStringList header = uninvoicedHeader();
-    for (const UninvoicedLine &line : uninvoicedLines(report)) {
-        if (line.supplier < 0) {
-            std::printf("\n");
-            printLine(line.cells[0] + u' ' + line.cells[2], line.cells);
-            continue;
-        }
-        if (line.bill == 0) {
-            std::printf("%s %s\n", line.cells[0].toUtf8().constData(), line.cells[1].toUtf8().constData());
-            printLine(header[2], {QString(), QString(), header[2], header[3], header[4], header[5], header[6]});
-        }
-        printLine(line.cells[2], line.cells);
+    const QByteArray columns[3] = {header[4].toUtf8(), header[5].toUtf8(), header[6].toUtf8()};
+    const QByteArray subtotal = QStringLiteral("小计").toUtf8();
+    UninvoicedTotals total;
+    QByteArray out;
+    for (const UninvoicedSupplier &s : suppliers.suppliers) {
+        out += s.number.toUtf8() + ' ' + s.name.toUtf8() + '\n';
+        appendLine(out, header[2].toUtf8(), header[3].toUtf8(), columns);
+        Amount amount, invoiced;
+        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &row) {
+            appendAmountLine(out, row.billNo, row.date, row.amount, row.invoiced);
+            amount += row.amount;
+            invoiced += row.invoiced;
+            ++total.billCount;
+            flush(out);
+        });
+        appendAmountLine(out, subtotal, {}, amount, invoiced);
+        total.amount += amount;
+        total.invoiced += invoiced;
     }
+    total.open = total.amount - total.invoiced;
+    const QStringList cells = uninvoicedTotalCells(total);
+    out += '\n';
+    appendAmountLine(out, (cells[0] + u' ' + cells[2]).toUtf8(), {}, total.amount, total.invoiced);
+    flush(out, true);
+}
+
+// One line per bill, written as it is read.
+void printCsv(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf)
+{
+    QByteArray out = uninvoicedCsvHeader();
+    for (const UninvoicedSupplier &s : totals.suppliers) {
+        const QByteArray fields = uninvoicedCsvSupplier(s);
+        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &row) {
+            appendUninvoicedCsv(out, fields, row);
+            flush(out);
+        });
+    }
+    flush(out, true);
 }
 } // namespace
 
@@ -94,14 +162,14 @@ int runUninvoiced(const QStringList &args)
     try {
         Connection conn(connection);
         conn.open();
-        const UninvoicedReport report = readUninvoiced(conn, filter);
-        if (csv) {
-            const QByteArray text = uninvoicedCsv(report);
-            std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
-        } else {
-            printText(report);
-        }
+        // The suppliers in the report's order; their amounts are summed from the bills.
+        const UninvoicedTotals totals = readUninvoicedTotals(conn, filter, false);
+        if (csv)
+            printCsv(conn, totals, filter.asOf);
+        else
+            printText(conn, totals, filter.asOf);
     } catch (const DbError &e) {
+        std::fflush(stdout);
         std::fprintf(stderr, "purfp uninvoiced: 数据库错误: %s\n", qPrintable(e.description()));
         return 1;
     }

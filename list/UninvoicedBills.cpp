@@ -2,18 +2,118 @@
 
 #include "modules/StockBillLedger.h"
 #include "platform/Connection.h"
+#include "platform/EngineRows.h"
 #include "platform/Recordset.h"
 #include "platform/RowReader.h"
+#include "platform/SqlDialect.h"
 #include "query/QuerySql.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <optional>
+
 namespace {
-QString dateText(const QVariant &value)
+
+// An amount as the engine hands it over: whole numbers and reals directly
+// (a real rounded to four places, as SQLite keeps a decimal), plain decimal
+// text with at most four places digit by digit, anything else through the
+// exact text conversion.
+Amount cellAmount(const EngineRows::Cell &c)
 {
-    if (value.isNull())
-        return {};
-    if (value.typeId() == QMetaType::QDate || value.typeId() == QMetaType::QDateTime)
-        return value.toDate().toString(Qt::ISODate);
-    return value.toString().trimmed().left(10);
+    switch (c.kind) {
+    case EngineRows::Null:
+        return Amount();
+    case EngineRows::Integer:
+        return Amount::fromInt(c.integer);
+    case EngineRows::Real:
+        return Amount::fromDouble(c.real);
+    case EngineRows::Text:
+        break;
+    }
+    const QByteArrayView text = c.bytes();
+    const bool negative = text.startsWith('-');
+    std::int64_t units = 0;
+    int places = -1;
+    for (qsizetype i = negative ? 1 : 0; i < text.size(); ++i) {
+        const char d = text[i];
+        if (d == '.' && places < 0) {
+            places = 0;
+        } else if (d >= '0' && d <= '9' && places < Amount::Decimals && units < 100'000'000'000'000) {
+            units = units * 10 + (d - '0');
+            if (places >= 0)
+                ++places;
+        } else {
+            return Amount::fromVariant(QString::fromUtf8(text));
+        }
+    }
+    if (text.size() == (negative ? 1 : 0))
+        return Amount::fromVariant(QString::fromUtf8(text));
+    for (int k = std::max(places, 0); k < Amount::Decimals; ++k)
+        units *= 10;
+    return Amount::fromUnits(negative ? -units : units);
+}
+
+// The rows of one of the report's statements, through the engine's own API
+// on the connection's handle, or through the connection when the handle
+// cannot take the statement. Cells are read by position.
+class ReportRows {
+public:
+    ReportRows(Connection &conn, const QString &sql)
+    {
+        m_texts.reserve(8);
+        if (conn.isOpen())
+            m_engine = EngineRows::open(conn, translateSql(sql, conn.engine()));
+        if (!m_engine)
+            m_reader.emplace(conn.readRows(sql));
+    }
+
+    bool next()
+    {
+        if (m_engine)
+            return m_engine->next();
+        if (!m_reader->next())
+            return false;
+        m_texts.clear();
+        return true;
+    }
+    // A whole number: an id; none when null.
+    std::optional<qint64> id(int column)
+    {
+        if (m_engine) {
+            const EngineRows::Cell c = m_engine->cell(column);
+            if (c.kind == EngineRows::Null)
+                return std::nullopt;
+            return c.kind == EngineRows::Integer ? c.integer : c.bytes().trimmed().toLongLong();
+        }
+        const QVariant v = m_reader->value(column);
+        return v.isNull() ? std::nullopt : std::optional<qint64>(v.toLongLong());
+    }
+    QByteArrayView text(int column)
+    {
+        if (m_engine)
+            return m_engine->text(column);
+        const QVariant v = m_reader->value(column);
+        const QString text = v.typeId() == QMetaType::QDate || v.typeId() == QMetaType::QDateTime ? v.toDate().toString(Qt::ISODate)
+                                                                                                   : Recordset::variantText(v);
+        return m_texts.emplace_back(text.toUtf8());
+    }
+    Amount amount(int column) const
+    {
+        return m_engine ? cellAmount(m_engine->cell(column)) : Amount::fromVariant(m_reader->value(column));
+    }
+
+private:
+    std::unique_ptr<EngineRows> m_engine;
+    std::optional<RowReader> m_reader;
+    std::vector<QByteArray> m_texts; // the fallback's texts of the current row
+};
+
+QByteArrayView dateOf(QByteArrayView cell)
+{
+    return cell.trimmed().first(std::min<qsizetype>(cell.trimmed().size(), 10));
 }
 
 QString money(Amount a)
@@ -21,72 +121,207 @@ QString money(Amount a)
     return a.toFixed(2);
 }
 
-QByteArray csvField(const QString &text)
-{
-    if (!text.contains(u',') && !text.contains(u'"') && !text.contains(u'\n') && !text.contains(u'\r'))
-        return text.toUtf8();
-    QString quoted = text;
-    quoted.replace(u'"', QStringLiteral("\"\""));
-    return '"' + quoted.toUtf8() + '"';
-}
 } // namespace
 
-QString uninvoicedSql(const UninvoicedFilter &filter)
+namespace {
+
+// Amount::toFixed(2) into `p`, which has room for 24 characters; returns
+// the end. Nothing for the out-of-range amount.
+char *writeAmount(char *p, Amount a)
 {
-    QString sql = QStringLiteral(
-        "select b.fsupplyid,isnull(s.fnumber,'') as fnumber,isnull(s.fname,'') as fname,b.finterid,isnull(b.fbillno,'') as fbillno,"
-        "b.fdate,isnull(b.fAllAmount,0) as fAllAmount,isnull(b.fKPAmount,0) as fKPAmount"
-        " from icstockbill b left outer join tblItem s on s.fitemid=b.fsupplyid where 1=1")
-        + openStockBillCondition(QStringLiteral("b."));
-    if (filter.asOf.isValid())
-        sql += QStringLiteral(" and b.fdate<='") + sqlDateText(filter.asOf) + u'\'';
-    if (!filter.supplierNumber.trimmed().isEmpty())
-        // By the supplier's id, so that the stock bills are found through
-        // their supplier index rather than by reading them all.
-        sql += QStringLiteral(" and b.fsupplyid in (select fitemid from tblItem where fnumber='") + sqlTextValue(filter.supplierNumber.trimmed())
-            + QStringLiteral("')");
-    sql += QStringLiteral(" order by fnumber,b.fsupplyid,b.fdate,fbillno,b.finterid");
-    return sql;
+    if (a.isOutOfRange())
+        return p;
+    const std::int64_t units = a.units();
+    const std::uint64_t magnitude = units < 0 ? 0 - std::uint64_t(units) : std::uint64_t(units);
+    const std::uint64_t cents = (magnitude + 50) / 100; // half away from zero
+    if (units < 0 && cents != 0)
+        *p++ = '-';
+    p = std::to_chars(p, p + 20, cents / 100).ptr;
+    *p++ = '.';
+    *p++ = char('0' + cents % 100 / 10);
+    *p++ = char('0' + cents % 10);
+    return p;
 }
 
-UninvoicedReport readUninvoiced(Connection &conn, const UninvoicedFilter &filter)
+} // namespace
+
+void appendUninvoicedAmount(QByteArray &out, Amount a)
 {
-    UninvoicedReport report;
-    RowReader rows = conn.readRows(uninvoicedSql(filter));
-    const int cSupplier = rows.fieldIndex(QStringLiteral("fsupplyid"));
-    const int cNumber = rows.fieldIndex(QStringLiteral("fnumber"));
-    const int cName = rows.fieldIndex(QStringLiteral("fname"));
-    const int cId = rows.fieldIndex(QStringLiteral("finterid"));
-    const int cBillNo = rows.fieldIndex(QStringLiteral("fbillno"));
-    const int cDate = rows.fieldIndex(QStringLiteral("fdate"));
-    const int cAll = rows.fieldIndex(QStringLiteral("fAllAmount"));
-    const int cKP = rows.fieldIndex(QStringLiteral("fKPAmount"));
-    while (rows.next()) {
-        const QString supplierId = Recordset::variantText(rows.value(cSupplier));
-        if (report.suppliers.empty() || report.suppliers.back().supplierId != supplierId) {
-            UninvoicedSupplier &s = report.suppliers.emplace_back();
-            s.supplierId = supplierId;
-            s.number = Recordset::variantText(rows.value(cNumber));
-            s.name = Recordset::variantText(rows.value(cName));
+    char buffer[24];
+    out.append(buffer, writeAmount(buffer, a) - buffer);
+}
+
+namespace {
+
+void appendCsvField(QByteArray &out, QByteArrayView text)
+{
+    bool plain = true;
+    for (char c : text)
+        if (c == ',' || c == '"' || c == '\n' || c == '\r') {
+            plain = false;
+            break;
         }
-        UninvoicedSupplier &s = report.suppliers.back();
-        UninvoicedBill &b = s.bills.emplace_back();
-        b.stockBillId = Recordset::variantText(rows.value(cId));
-        b.billNo = Recordset::variantText(rows.value(cBillNo));
-        b.date = dateText(rows.value(cDate));
-        b.amount = Amount::fromVariant(rows.value(cAll));
-        b.invoiced = Amount::fromVariant(rows.value(cKP));
-        s.amount += b.amount;
-        s.invoiced += b.invoiced;
-        s.open += b.open();
-        ++report.billCount;
+    if (plain) {
+        out.append(text);
+        return;
     }
-    for (const UninvoicedSupplier &s : report.suppliers) {
-        report.amount += s.amount;
-        report.invoiced += s.invoiced;
-        report.open += s.open;
+    out += '"';
+    for (char c : text) {
+        if (c == '"')
+            out += '"';
+        out += c;
     }
-    return report;
+    out += '"';
+}
+
+} // namespace
+
+QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts)
+{
+    QString where = openStockBillCondition();
+    if (filter.asOf.isValid())
+        where += QStringLiteral(" and fdate<='") + sqlDateText(filter.asOf) + u'\'';
+    if (!filter.supplierNumber.trimmed().isEmpty())
+        where += QStringLiteral(" and fsupplyid in (select fitemid from tblItem where fnumber='") + sqlTextValue(filter.supplierNumber.trimmed())
+            + QStringLiteral("')");
+    if (!amounts)
+        // From one supplier to the next through the index, a seek each,
+        // rather than through every bill; then null when some bill has none.
+        return QStringLiteral("with recursive s(id) as (select min(fsupplyid) from icstockbill where 1=1") + where
+            + QStringLiteral(" union all select (select min(fsupplyid) from icstockbill where fsupplyid>s.id") + where
+            + QStringLiteral(") from s where s.id is not null) select id as fsupplyid from s where id is not null"
+                             " union all select null where exists (select 1 from icstockbill where fsupplyid is null")
+            + where + QStringLiteral(")");
+    // SQLite reads the rows in supplier order straight from the index;
+    // PostgreSQL sums its exact decimals itself.
+    if (engine == DbEngine::PostgreSQL)
+        return QStringLiteral("select fsupplyid,count(*) as fcount,sum(isnull(fAllAmount,0)) as fAllAmount,sum(isnull(fKPAmount,0)) as fKPAmount"
+                              " from icstockbill where 1=1")
+            + where + QStringLiteral(" group by fsupplyid");
+    return QStringLiteral("select fsupplyid,1 as fcount,fAllAmount,fKPAmount from icstockbill where 1=1") + where
+        + QStringLiteral(" order by fsupplyid");
+}
+
+QString uninvoicedNamesSql(const QStringList &supplierIds)
+{
+    return QStringLiteral("select fitemid,isnull(fnumber,'') as fnumber,isnull(fname,'') as fname from tblItem where fitemid in (")
+        + supplierIds.join(u',') + QStringLiteral(") order by fnumber,fitemid");
+}
+
+QString uninvoicedBillsSql(const QString &supplierId, const QDate &asOf)
+{
+    // The index's order: the number as stored (a bill without one comes
+    // before those with one on SQLite, after them on PostgreSQL).
+    QString sql = QStringLiteral("select finterid,fbillno,fdate,fAllAmount,fKPAmount from icstockbill where ")
+        + (supplierId.isEmpty() ? QStringLiteral("fsupplyid is null") : QStringLiteral("fsupplyid=") + supplierId)
+        + openStockBillCondition();
+    if (asOf.isValid())
+        sql += QStringLiteral(" and fdate<='") + sqlDateText(asOf) + u'\'';
+    return sql + QStringLiteral(" order by fdate,fbillno,finterid");
+}
+
+UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &filter, bool amounts)
+{
+    UninvoicedTotals totals;
+    std::vector<UninvoicedSupplier> byId;
+    {
+        ReportRows rows(conn, uninvoicedTotalsSql(filter, conn.engine(), amounts));
+        std::optional<qint64> previous; // the id of the last row; none when null
+        const bool grouped = conn.engine() == DbEngine::PostgreSQL;
+        while (rows.next()) {
+            const std::optional<qint64> id = rows.id(0);
+            if (byId.empty() || id != previous) {
+                byId.emplace_back().supplierId = id ? QString::number(*id) : QString();
+                previous = id;
+            }
+            UninvoicedSupplier &s = byId.back();
+            const int count = !amounts ? 0 : grouped ? int(rows.text(1).toLongLong()) : 1;
+            const Amount amount = amounts ? rows.amount(2) : Amount();
+            const Amount invoiced = amounts ? rows.amount(3) : Amount();
+            s.billCount += count;
+            s.amount += amount;
+            s.invoiced += invoiced;
+            totals.billCount += count;
+            totals.amount += amount;
+            totals.invoiced += invoiced;
+        }
+    }
+    if (byId.empty())
+        return totals;
+    totals.open = totals.amount - totals.invoiced;
+    for (UninvoicedSupplier &s : byId)
+        s.open = s.amount - s.invoiced;
+
+    // By code, then id, as the engine orders the codes; bills whose
+    // supplier is not there have an empty code, which comes first.
+    std::map<QString, size_t> unnamed;
+    QStringList ids;
+    for (size_t i = 0; i < byId.size(); ++i)
+        if (!byId[i].supplierId.isEmpty()) {
+            unnamed[byId[i].supplierId] = i;
+            ids << byId[i].supplierId;
+        }
+    std::vector<UninvoicedSupplier> named;
+    std::vector<bool> isNamed(byId.size(), false); // moved into `named`
+    if (!ids.isEmpty()) {
+        ReportRows rows(conn, uninvoicedNamesSql(ids));
+        while (rows.next()) {
+            const auto found = unnamed.find(QString::number(rows.id(0).value_or(0)));
+            if (found == unnamed.end())
+                continue;
+            isNamed[found->second] = true;
+            UninvoicedSupplier &s = named.emplace_back(std::move(byId[found->second]));
+            s.number = QString::fromUtf8(rows.text(1));
+            s.name = QString::fromUtf8(rows.text(2));
+            unnamed.erase(found);
+        }
+    }
+    size_t emptyCodes = 0;
+    while (emptyCodes < named.size() && named[emptyCodes].number.isEmpty())
+        ++emptyCodes;
+    std::vector<UninvoicedSupplier> &out = totals.suppliers;
+    out.reserve(byId.size());
+    for (size_t i = 0; i < emptyCodes; ++i)
+        out.push_back(std::move(named[i]));
+    for (size_t i = 0; i < byId.size(); ++i)
+        if (!isNamed[i])
+            out.push_back(std::move(byId[i]));
+    // Among the empty codes by id; bills without a supplier sort as the
+    // engine sorts a null.
+    const bool nullsFirst = conn.engine() == DbEngine::SQLite;
+    std::stable_sort(out.begin(), out.end(), [nullsFirst](const UninvoicedSupplier &a, const UninvoicedSupplier &b) {
+        if (a.supplierId.isEmpty() != b.supplierId.isEmpty())
+            return a.supplierId.isEmpty() == nullsFirst;
+        return a.supplierId.toLongLong() < b.supplierId.toLongLong();
+    });
+    for (size_t i = emptyCodes; i < named.size(); ++i)
+        out.push_back(std::move(named[i]));
+    return totals;
+}
+
+void readUninvoicedRows(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf,
+                        const std::function<void(const UninvoicedRow &)> &take)
+{
+    ReportRows rows(conn, uninvoicedBillsSql(supplier.supplierId, asOf));
+    UninvoicedRow row;
+    while (rows.next()) {
+        row.stockBillId = rows.id(0).value_or(0);
+        row.billNo = rows.text(1);
+        row.date = dateOf(rows.text(2));
+        row.amount = rows.amount(3);
+        row.invoiced = rows.amount(4);
+        take(row);
+    }
+}
+
+std::vector<UninvoicedBill> readUninvoicedBills(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf)
+{
+    std::vector<UninvoicedBill> bills;
+    bills.reserve(size_t(std::max(0, supplier.billCount)));
+    readUninvoicedRows(conn, supplier, asOf, [&](const UninvoicedRow &r) {
+        bills.push_back({QString::number(r.stockBillId), QString::fromUtf8(r.billNo), QString::fromUtf8(r.date), r.amount, r.invoiced});
+    });
+    return bills;
 }
 
 QStringList uninvoicedHeader()
@@ -95,32 +330,74 @@ QStringList uninvoicedHeader()
             QStringLiteral("金额"), QStringLiteral("已开票金额"), QStringLiteral("未开票金额")};
 }
 
-QByteArray uninvoicedCsv(const UninvoicedReport &report)
+QByteArray uninvoicedCsvHeader()
 {
-    QByteArray out = uninvoicedHeader().join(u',').toUtf8() + "\n";
-    for (const UninvoicedSupplier &s : report.suppliers) {
-        const QByteArray supplier = csvField(s.number) + ',' + csvField(s.name) + ',';
-        for (const UninvoicedBill &b : s.bills)
-            out += supplier + csvField(b.billNo) + ',' + b.date.toUtf8() + ',' + money(b.amount).toUtf8() + ','
-                + money(b.invoiced).toUtf8() + ',' + money(b.open()).toUtf8() + "\n";
-    }
+    return uninvoicedHeader().join(u',').toUtf8() + '\n';
+}
+
+QByteArray uninvoicedCsvSupplier(const UninvoicedSupplier &supplier)
+{
+    QByteArray out;
+    appendCsvField(out, supplier.number.toUtf8());
+    out += ',';
+    appendCsvField(out, supplier.name.toUtf8());
+    out += ',';
     return out;
 }
 
-std::vector<UninvoicedLine> uninvoicedLines(const UninvoicedReport &report)
+void appendUninvoicedCsv(QByteArray &out, QByteArrayView supplierFields, const UninvoicedRow &bill)
 {
-    std::vector<UninvoicedLine> lines;
-    lines.reserve(size_t(report.billCount) + report.suppliers.size() + 1);
-    for (size_t i = 0; i < report.suppliers.size(); ++i) {
-        const UninvoicedSupplier &s = report.suppliers[i];
-        for (size_t j = 0; j < s.bills.size(); ++j) {
-            const UninvoicedBill &b = s.bills[j];
-            lines.push_back({{s.number, s.name, b.billNo, b.date, money(b.amount), money(b.invoiced), money(b.open())}, int(i), int(j)});
-        }
-        lines.push_back({{s.number, s.name, QStringLiteral("小计"), QString(), money(s.amount), money(s.invoiced), money(s.open)}, int(i), -1});
+    out.append(supplierFields);
+    appendCsvField(out, bill.billNo);
+    // Date and amounts written in one piece.
+    char tail[3 * 24 + 16];
+    char *p = tail;
+    *p++ = ',';
+    const QByteArrayView date = bill.date.first(std::min<qsizetype>(bill.date.size(), 10));
+    p = std::copy(date.begin(), date.end(), p);
+    *p++ = ',';
+    p = writeAmount(p, bill.amount);
+    *p++ = ',';
+    p = writeAmount(p, bill.invoiced);
+    *p++ = ',';
+    p = writeAmount(p, bill.amount - bill.invoiced);
+    *p++ = '\n';
+    out.append(tail, p - tail);
+}
+
+QStringList uninvoicedSupplierCells(const UninvoicedSupplier &s)
+{
+    return {s.number, s.name, QString::number(s.billCount) + QStringLiteral(" 张"), QString(), money(s.amount), money(s.invoiced), money(s.open)};
+}
+
+QStringList uninvoicedBillCells(const UninvoicedSupplier &s, const UninvoicedBill &b)
+{
+    return {s.number, s.name, b.billNo, b.date, money(b.amount), money(b.invoiced), money(b.open())};
+}
+
+QStringList uninvoicedSubtotalCells(const UninvoicedSupplier &s)
+{
+    return {s.number, s.name, QStringLiteral("小计"), QString(), money(s.amount), money(s.invoiced), money(s.open)};
+}
+
+QStringList uninvoicedTotalCells(const UninvoicedTotals &t)
+{
+    return {QStringLiteral("合计"), QString(), QString::number(t.billCount) + QStringLiteral(" 张"), QString(),
+            money(t.amount), money(t.invoiced), money(t.open)};
+}
+
+QList<QStringList> uninvoicedSheet(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf)
+{
+    QList<QStringList> sheet;
+    sheet.reserve(qsizetype(totals.billCount) + qsizetype(totals.suppliers.size()) + 2);
+    sheet << uninvoicedHeader();
+    for (const UninvoicedSupplier &s : totals.suppliers) {
+        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &r) {
+            sheet << QStringList{s.number, s.name, QString::fromUtf8(r.billNo), QString::fromUtf8(r.date),
+                                 money(r.amount), money(r.invoiced), money(r.amount - r.invoiced)};
+        });
+        sheet << uninvoicedSubtotalCells(s);
     }
-    lines.push_back({{QStringLiteral("合计"), QString(), QString::number(report.billCount) + QStringLiteral(" 张"), QString(),
-                      money(report.amount), money(report.invoiced), money(report.open)},
-                     -1, -1});
-    return lines;
+    sheet << uninvoicedTotalCells(totals);
+    return sheet;
 }

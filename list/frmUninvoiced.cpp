@@ -10,7 +10,7 @@
 #include "platform/FormShow.h"
 #include "platform/Prompt.h"
 
-#include <QAbstractTableModel>
+#include <QAbstractItemModel>
 #include <QDateEdit>
 #include <QFont>
 #include <QHBoxLayout>
@@ -19,33 +19,119 @@
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
-#include <QTableView>
+#include <QTreeView>
+
+#include <functional>
 #include <QVBoxLayout>
 
-// The report's lines as the grid shows them; total lines in bold.
-class UninvoicedModel : public QAbstractTableModel {
+// The suppliers with their totals and the total row last; a supplier's
+// bills become its children when it is first expanded, read through the
+// loader the form gives. Supplier and total rows in bold.
+class UninvoicedModel : public QAbstractItemModel {
 public:
-    using QAbstractTableModel::QAbstractTableModel;
-    std::vector<UninvoicedLine> lines;
+    using Loader = std::function<std::vector<UninvoicedBill>(const UninvoicedSupplier &)>;
+    UninvoicedModel(Loader loader, QObject *parent)
+        : QAbstractItemModel(parent)
+        , m_loader(std::move(loader))
+    {
+    }
 
-    void setLines(std::vector<UninvoicedLine> l)
+    void setTotals(const UninvoicedTotals &totals)
     {
         beginResetModel();
-        lines = std::move(l);
+        m_totals = &totals;
+        m_rows.clear();
+        m_bills.assign(totals.suppliers.size(), {});
+        m_loaded.assign(totals.suppliers.size(), false);
+        for (const UninvoicedSupplier &s : totals.suppliers)
+            m_rows.push_back(uninvoicedSupplierCells(s));
+        m_rows.push_back(uninvoicedTotalCells(totals));
         endResetModel();
     }
-    int rowCount(const QModelIndex &parent = {}) const override { return parent.isValid() ? 0 : int(lines.size()); }
-    int columnCount(const QModelIndex &parent = {}) const override { return parent.isValid() ? 0 : 7; }
+    // The supplier a top row or a bill row belongs to; -1 on the total row.
+    int supplierOf(const QModelIndex &index) const
+    {
+        if (!index.isValid())
+            return -1;
+        if (index.internalId() != 0)
+            return int(index.internalId()) - 1;
+        return index.row() < int(m_loaded.size()) ? index.row() : -1;
+    }
+    // The bill of a bill row; null on other rows.
+    const UninvoicedBill *billOf(const QModelIndex &index) const
+    {
+        if (!index.isValid() || index.internalId() == 0)
+            return nullptr;
+        const auto &bills = m_bills[index.internalId() - 1];
+        return index.row() < int(bills.size()) ? &bills[size_t(index.row())].bill : nullptr;
+    }
+
+    QModelIndex index(int row, int column, const QModelIndex &parent = {}) const override
+    {
+        if (!hasIndex(row, column, parent))
+            return {};
+        return createIndex(row, column, parent.isValid() ? quintptr(parent.row() + 1) : 0);
+    }
+    QModelIndex parent(const QModelIndex &child) const override
+    {
+        if (!child.isValid() || child.internalId() == 0)
+            return {};
+        return createIndex(int(child.internalId()) - 1, 0, quintptr(0));
+    }
+    int rowCount(const QModelIndex &parent = {}) const override
+    {
+        if (!parent.isValid())
+            return int(m_rows.size());
+        if (parent.internalId() != 0 || parent.column() != 0)
+            return 0;
+        const int s = supplierOf(parent);
+        return s < 0 ? 0 : int(m_bills[size_t(s)].size());
+    }
+    int columnCount(const QModelIndex & = {}) const override { return 7; }
+    bool hasChildren(const QModelIndex &parent = {}) const override
+    {
+        if (!parent.isValid())
+            return !m_rows.empty();
+        const int s = parent.internalId() == 0 && parent.column() == 0 ? supplierOf(parent) : -1;
+        return s >= 0 && m_totals->suppliers[size_t(s)].billCount > 0;
+    }
+    bool canFetchMore(const QModelIndex &parent) const override
+    {
+        const int s = parent.isValid() && parent.internalId() == 0 ? supplierOf(parent) : -1;
+        return s >= 0 && !m_loaded[size_t(s)];
+    }
+    void fetchMore(const QModelIndex &parent) override
+    {
+        if (!canFetchMore(parent))
+            return;
+        const size_t s = size_t(supplierOf(parent));
+        m_loaded[s] = true; // also when the read fails: a new query reads again
+        const UninvoicedSupplier &supplier = m_totals->suppliers[s];
+        std::vector<UninvoicedBill> bills = m_loader(supplier);
+        if (bills.empty())
+            return;
+        beginInsertRows(parent.sibling(parent.row(), 0), 0, int(bills.size()) - 1);
+        auto &rows = m_bills[s];
+        rows.reserve(bills.size());
+        for (UninvoicedBill &b : bills) {
+            QStringList cells = uninvoicedBillCells(supplier, b);
+            cells[0].clear(); // under the supplier's row
+            cells[1].clear();
+            rows.push_back({std::move(b), std::move(cells)});
+        }
+        endInsertRows();
+    }
     QVariant data(const QModelIndex &index, int role) const override
     {
-        const UninvoicedLine &line = lines[size_t(index.row())];
+        const bool bill = index.internalId() != 0;
         switch (role) {
         case Qt::DisplayRole:
-            return line.cells.value(index.column());
+            return bill ? m_bills[index.internalId() - 1][size_t(index.row())].cells.value(index.column())
+                        : m_rows[size_t(index.row())].value(index.column());
         case Qt::TextAlignmentRole:
             return index.column() >= 4 ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
         case Qt::FontRole:
-            if (line.bill < 0) {
+            if (!bill) {
                 QFont bold;
                 bold.setBold(true);
                 return bold;
@@ -59,8 +145,19 @@ public:
     {
         if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
             return uninvoicedHeader().value(section);
-        return QAbstractTableModel::headerData(section, orientation, role);
+        return QAbstractItemModel::headerData(section, orientation, role);
     }
+
+private:
+    struct BillRow {
+        UninvoicedBill bill;
+        QStringList cells;
+    };
+    Loader m_loader;
+    const UninvoicedTotals *m_totals = nullptr;
+    std::vector<QStringList> m_rows; // a line per supplier, the total last
+    std::vector<std::vector<BillRow>> m_bills;
+    std::vector<bool> m_loaded;
 };
 
 namespace {
@@ -126,17 +223,17 @@ frmUninvoiced::frmUninvoiced(QWidget *parent)
     filter->addWidget(close);
     column->addLayout(filter);
 
-    m_model = new UninvoicedModel(this);
-    vsf1 = new QTableView(this);
+    m_model = new UninvoicedModel([this](const UninvoicedSupplier &supplier) { return readBills(supplier); }, this);
+    vsf1 = new QTreeView(this);
     vsf1->setObjectName(QStringLiteral("vsf1"));
-    vsf1->setToolTip(QStringLiteral("双击入库单行，为该供应商新增一张发票并带入这张入库单"));
+    vsf1->setToolTip(QStringLiteral("展开供应商列出其入库单；双击入库单行，为该供应商新增一张发票并带入这张入库单"));
     vsf1->setModel(m_model);
+    vsf1->setUniformRowHeights(true);
     vsf1->setSelectionBehavior(QAbstractItemView::SelectRows);
     vsf1->setSelectionMode(QAbstractItemView::SingleSelection);
     vsf1->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    vsf1->verticalHeader()->setDefaultSectionSize(22);
-    vsf1->horizontalHeader()->setStretchLastSection(false);
-    const int widths[] = {90, 200, 110, 90, 110, 110, 110};
+    vsf1->header()->setStretchLastSection(false);
+    const int widths[] = {120, 200, 120, 90, 110, 110, 110};
     for (int c = 0; c < 7; ++c)
         vsf1->setColumnWidth(c, widths[c]);
     column->addWidget(vsf1, 1);
@@ -148,7 +245,8 @@ frmUninvoiced::frmUninvoiced(QWidget *parent)
     connect(txtSupplier, &QLineEdit::returnPressed, this, [this] { cmdQuery_Click(); });
     connect(excel, &QPushButton::clicked, this, [this] { cmdExcel_Click(); });
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
-    connect(vsf1, &QTableView::doubleClicked, this, [this](const QModelIndex &at) { vsf1_DblClick(at.row()); });
+    connect(vsf1, &QTreeView::doubleClicked, this, [this](const QModelIndex &at) { vsf1_DblClick(at); });
+    connect(vsf1, &QTreeView::expanded, this, [this](const QModelIndex &at) { vsf1_Expanded(at); });
     resize(900, 560);
 }
 
@@ -158,29 +256,46 @@ frmUninvoiced::~frmUninvoiced()
         g_instance = nullptr;
 }
 
-const std::vector<UninvoicedLine> &frmUninvoiced::lines() const
+QAbstractItemModel *frmUninvoiced::model() const
 {
-    return m_model->lines;
+    return m_model;
+}
+
+std::vector<UninvoicedBill> frmUninvoiced::readBills(const UninvoicedSupplier &supplier)
+{
+    Session &s = session();
+    try {
+        WaitCursor wait;
+        ConnectionScope scope;
+        OpenConnection();
+        return readUninvoicedBills(*s.gConn, supplier, m_filter.asOf);
+    } catch (const DbError &e) {
+        Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
+        return {};
+    }
 }
 
 bool frmUninvoiced::cmdQuery_Click()
 {
     Session &s = session();
     const UninvoicedFilter filter{txtSupplier->text().trimmed(), dtpAsOf->date()};
+    UninvoicedTotals totals;
     try {
         WaitCursor wait;
         ConnectionScope scope;
         OpenConnection();
-        m_report = readUninvoiced(*s.gConn, filter);
+        totals = readUninvoicedTotals(*s.gConn, filter);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         return false;
     }
-    m_model->setLines(uninvoicedLines(m_report));
+    m_filter = filter;
+    m_totals = std::move(totals);
+    m_model->setTotals(m_totals);
     lblTotal->setText(QStringLiteral("供应商 %1 家，入库单 %2 张，未开票金额合计 %3")
-                          .arg(m_report.suppliers.size())
-                          .arg(m_report.billCount)
-                          .arg(m_report.open.toFixed(2)));
+                          .arg(m_totals.suppliers.size())
+                          .arg(m_totals.billCount)
+                          .arg(m_totals.open.toFixed(2)));
     return true;
 }
 
@@ -194,14 +309,19 @@ void frmUninvoiced::cmdExcel_Click()
         return;
     if (!file.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive))
         file += QStringLiteral(".xlsx");
-    QList<QStringList> rows{uninvoicedHeader()};
-    for (const UninvoicedLine &line : m_model->lines)
-        rows << line.cells;
     QString error;
     bool written = false;
-    {
+    try {
         WaitCursor wait;
-        written = writeXlsx(file, rows, &error);
+        QList<QStringList> sheet;
+        {
+            ConnectionScope scope;
+            OpenConnection();
+            sheet = uninvoicedSheet(*s.gConn, m_totals, m_filter.asOf);
+        }
+        written = writeXlsx(file, sheet, &error);
+    } catch (const DbError &e) {
+        error = e.description();
     }
     if (written)
         Prompt::msgBox(QStringLiteral("导出成功!"), Prompt::Information, s.msgTitle);
@@ -209,22 +329,36 @@ void frmUninvoiced::cmdExcel_Click()
         Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
 }
 
-void frmUninvoiced::vsf1_DblClick(int row)
+void frmUninvoiced::vsf1_Expanded(const QModelIndex &at)
 {
-    if (row < 0 || row >= int(m_model->lines.size()))
-        return;
-    const UninvoicedLine &line = m_model->lines[size_t(row)];
-    if (line.bill < 0)
+    if (m_model->canFetchMore(at))
+        m_model->fetchMore(at);
+}
+
+void frmUninvoiced::vsf1_DblClick(const QModelIndex &at)
+{
+    const UninvoicedBill *bill = m_model->billOf(at);
+    if (!bill)
         return;
     Session &s = session();
     if (!HasPrivilege(s.gRightPrefix + QStringLiteral("01")))
         return;
-    const UninvoicedSupplier &supplier = m_report.suppliers[size_t(line.supplier)];
-    const QString stockBillId = supplier.bills[size_t(line.bill)].stockBillId;
+    const QString supplierId = m_totals.suppliers[size_t(m_model->supplierOf(at))].supplierId;
+    const QString stockBillId = bill->stockBillId;
     s.gBillMode = 0;
     s.gFromList = 0;
     s.gIsSelectMode = 0;
     s.gCurInterId = 0;
-    FormLauncher::openInvoiceForStockBill(supplier.supplierId, stockBillId);
-    cmdQuery_Click();
+    FormLauncher::openInvoiceForStockBill(supplierId, stockBillId);
+    if (!cmdQuery_Click())
+        return;
+    // The supplier open again, when it still has open bills.
+    for (size_t i = 0; i < m_totals.suppliers.size(); ++i)
+        if (m_totals.suppliers[i].supplierId == supplierId) {
+            const QModelIndex row = m_model->index(int(i), 0);
+            vsf1->expand(row);
+            vsf1_Expanded(row);
+            vsf1->setCurrentIndex(row);
+            break;
+        }
 }

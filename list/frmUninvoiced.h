@@ -1,17 +1,18 @@
 #pragma once
-// Received, not yet invoiced: the open stock-in bills per supplier with a
-// supplier filter and an "as of" date, a subtotal per supplier and a total,
-// export to a workbook, and a double-click that opens the editor on a new
-// invoice of the supplier with the bill loaded. The logic is UninvoicedBills.
+// Received, not yet invoiced: the suppliers with open stock-in bills and
+// their totals under a supplier filter and an "as of" date, each supplier's
+// bills read when it is expanded, export of every bill to a workbook, and a
+// double-click on a bill that opens the editor on a new invoice of the
+// supplier with the bill loaded. The logic is UninvoicedBills.
 #include "list/UninvoicedBills.h"
 
 #include <QDialog>
+#include <QModelIndex>
 
 class QDateEdit;
 class QLabel;
 class QLineEdit;
-class QPushButton;
-class QTableView;
+class QTreeView;
 class UninvoicedModel;
 
 class frmUninvoiced : public QDialog {
@@ -26,22 +27,32 @@ public:
     explicit frmUninvoiced(QWidget *parent = nullptr);
     ~frmUninvoiced() override;
 
-    const UninvoicedReport &report() const { return m_report; }
-    const std::vector<UninvoicedLine> &lines() const;
+    const UninvoicedTotals &totals() const { return m_totals; }
+    // The tree's model: a row per supplier and the total row last; a
+    // supplier's bills below it once it has been expanded.
+    QAbstractItemModel *model() const;
 
-    // Reads the report for the filter shown; false (a message has been
+    // Reads the totals for the filter shown; false (a message has been
     // shown) when the database refused.
     bool cmdQuery_Click();
+    // Writes every bill, a subtotal per supplier and the total.
     void cmdExcel_Click();
-    // Opens the editor on the bill of grid row `row` (model row); total
-    // lines do nothing. The report is read again when the editor closes.
-    void vsf1_DblClick(int row);
+    // On a bill: opens the editor on it; the totals are read again when the
+    // editor closes, the supplier expanded again. Other rows do nothing.
+    void vsf1_DblClick(const QModelIndex &at);
+    // Reads the bills of a supplier being expanded.
+    void vsf1_Expanded(const QModelIndex &at);
 
 private:
+    // A supplier's bills for the tree; none (a message has been shown) when
+    // the database refused.
+    std::vector<UninvoicedBill> readBills(const UninvoicedSupplier &supplier);
+
     QLineEdit *txtSupplier = nullptr;
     QDateEdit *dtpAsOf = nullptr;
-    QTableView *vsf1 = nullptr;
+    QTreeView *vsf1 = nullptr;
     QLabel *lblTotal = nullptr;
     UninvoicedModel *m_model = nullptr;
-    UninvoicedReport m_report;
+    UninvoicedTotals m_totals;
+    UninvoicedFilter m_filter; // the filter the totals were read with
 };

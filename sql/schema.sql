@@ -95,8 +95,11 @@ create table icstockbill (
 );
 create index ix_icstockbill_fsupplyid on icstockbill(fsupplyid, fdate);
 -- The open stock-in bills alone, for the editor's list of what a supplier's
--- invoice may still take (its query repeats this condition).
-create index ix_icstockbill_open on icstockbill(fsupplyid, fdate)
+-- invoice may still take (its query repeats this condition) and the report
+-- of what is received but not invoiced. It carries every column those read
+-- and test, so that both are answered from the index alone, a supplier's
+-- bills in date, number, id order without a sort.
+create index ix_icstockbill_open on icstockbill(fsupplyid, fdate, fbillno, finterid, fAllAmount, fKPAmount, fISKP, ftrantype, fcancellation)
     where ftrantype=1 and fcancellation=0 and coalesce(fAllAmount,0)<>coalesce(fKPAmount,0);
 
 -- Numbering and counters ----------------------------------------------------
