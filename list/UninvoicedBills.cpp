@@ -18,9 +18,8 @@
 namespace {
 
 // An amount as the engine hands it over: whole numbers and reals directly
-// (a real rounded to four places, as SQLite keeps a decimal), plain decimal
-// text with at most four places digit by digit, anything else through the
-// exact text conversion.
+// (a real rounded to four places, as SQLite keeps a decimal), text as a
+// decimal number.
 Amount cellAmount(const EngineRows::Cell &c)
 {
     switch (c.kind) {
@@ -33,27 +32,7 @@ Amount cellAmount(const EngineRows::Cell &c)
     case EngineRows::Text:
         break;
     }
-    const QByteArrayView text = c.bytes();
-    const bool negative = text.startsWith('-');
-    std::int64_t units = 0;
-    int places = -1;
-    for (qsizetype i = negative ? 1 : 0; i < text.size(); ++i) {
-        const char d = text[i];
-        if (d == '.' && places < 0) {
-            places = 0;
-        } else if (d >= '0' && d <= '9' && places < Amount::Decimals && units < 100'000'000'000'000) {
-            units = units * 10 + (d - '0');
-            if (places >= 0)
-                ++places;
-        } else {
-            return Amount::fromVariant(QString::fromUtf8(text));
-        }
-    }
-    if (text.size() == (negative ? 1 : 0))
-        return Amount::fromVariant(QString::fromUtf8(text));
-    for (int k = std::max(places, 0); k < Amount::Decimals; ++k)
-        units *= 10;
-    return Amount::fromUnits(negative ? -units : units);
+    return Amount::fromDecimalText(c.bytes());
 }
 
 // The rows of one of the report's statements, through the engine's own API
