@@ -68,7 +68,9 @@ struct UninvoicedBill {
 // because SQLite sums decimals as binary reals), or without `amounts` only
 // the ids of the suppliers that have open bills; the codes and names of
 // suppliers `ids` in the report's order; the bills of one supplier (id, or
-// empty for bills without one) in the report's order.
+// empty for bills without one) in the report's order. The rows of SQLite's
+// totals and of a supplier's bills are read under the index's part of the
+// open condition; the readers keep those that complete it.
 QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts = true);
 QString uninvoicedNamesSql(const QStringList &supplierIds);
 QString uninvoicedBillsSql(const QString &supplierId, const QDate &asOf);

@@ -8,11 +8,20 @@
 // The coalesce test is implied by the isnull one (amounts that differ once
 // rounded differ as stored); with the two before it, it is the condition of
 // the index ix_icstockbill_open, which holds the open stock-in bills alone.
+QString openStockBillIndexCondition(const QString &alias)
+{
+    return QStringLiteral(" and %1ftrantype=1 and %1fcancellation=0 and coalesce(%1fAllAmount,0)<>coalesce(%1fKPAmount,0)").arg(alias);
+}
+
 QString openStockBillCondition(const QString &alias)
 {
-    return QStringLiteral(" and %1ftrantype=1 and %1fcancellation=0 and coalesce(%1fAllAmount,0)<>coalesce(%1fKPAmount,0)"
-                          " and isnull(%1fAllAmount,0)<>isnull(%1fKPAmount,0) and isnull(%1fISKP,1)=1")
-        .arg(alias);
+    return openStockBillIndexCondition(alias)
+        + QStringLiteral(" and isnull(%1fAllAmount,0)<>isnull(%1fKPAmount,0) and isnull(%1fISKP,1)=1").arg(alias);
+}
+
+bool completesOpenStockBill(const Amount &all, const Amount &invoiced, const std::optional<Amount> &invoiceable)
+{
+    return all != invoiced && (!invoiceable || *invoiceable == Amount::fromInt(1));
 }
 
 std::map<qint64, LockedStockBill> lockStockBills(Connection &conn, const StockAmounts &ids)

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <map>
+#include <optional>
 
 class Connection;
 class DbError;
@@ -17,6 +18,16 @@ class DbError;
 // may be invoiced (fISKP 1 or null). Begins with " and "; the columns carry
 // `alias` ("b." for a joined icstockbill, empty for none).
 QString openStockBillCondition(const QString &alias = {});
+// The part of that condition the partial index ix_icstockbill_open is made
+// with (kind, not void, the raw amounts differ): a statement with only this
+// part reads the index alone, and its reader then keeps the rows for which
+// completesOpenStockBill holds, which together is the whole condition.
+QString openStockBillIndexCondition(const QString &alias = {});
+// The rest of the condition for a row read under the index's part: its
+// amount and invoiced amount (null as 0, as exact amounts: a real rounded to
+// four places, as the condition's isnull rounds it) differ, and fISKP is
+// null (no value) or 1.
+bool completesOpenStockBill(const Amount &all, const Amount &invoiced, const std::optional<Amount> &invoiceable);
 
 // A stock bill's amounts as read with its row locked.
 struct LockedStockBill {
