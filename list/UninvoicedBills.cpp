@@ -388,18 +388,16 @@ QStringList uninvoicedTotalCells(const UninvoicedTotals &t)
             money(t.amount), money(t.invoiced), money(t.open)};
 }
 
-QList<QStringList> uninvoicedSheet(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf)
+void uninvoicedSheetRows(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf,
+                         const std::function<void(const QStringList &)> &take)
 {
-    QList<QStringList> sheet;
-    sheet.reserve(qsizetype(totals.billCount) + qsizetype(totals.suppliers.size()) + 2);
-    sheet << uninvoicedHeader();
+    take(uninvoicedHeader());
     for (const UninvoicedSupplier &s : totals.suppliers) {
         readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &r) {
-            sheet << QStringList{s.number, s.name, QString::fromUtf8(r.billNo), QString::fromUtf8(r.date),
-                                 money(r.amount), money(r.invoiced), money(r.amount - r.invoiced)};
+            take({s.number, s.name, QString::fromUtf8(r.billNo), QString::fromUtf8(r.date), money(r.amount), money(r.invoiced),
+                  money(r.amount - r.invoiced)});
         });
-        sheet << uninvoicedSubtotalCells(s);
+        take(uninvoicedSubtotalCells(s));
     }
-    sheet << uninvoicedTotalCells(totals);
-    return sheet;
+    take(uninvoicedTotalCells(totals));
 }

@@ -104,6 +104,8 @@ QStringList uninvoicedSupplierCells(const UninvoicedSupplier &supplier);
 QStringList uninvoicedBillCells(const UninvoicedSupplier &supplier, const UninvoicedBill &bill);
 QStringList uninvoicedSubtotalCells(const UninvoicedSupplier &supplier);
 QStringList uninvoicedTotalCells(const UninvoicedTotals &totals);
-// The whole report as a sheet: the header, each supplier's bills followed
-// by its subtotal, the total last. Throws DbError.
-QList<QStringList> uninvoicedSheet(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf);
+// The whole report as the rows of a sheet, handed over as they are read:
+// the header, each supplier's bills followed by its subtotal, the total
+// last. Throws DbError.
+void uninvoicedSheetRows(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf,
+                         const std::function<void(const QStringList &)> &take);

@@ -313,13 +313,15 @@ void frmUninvoiced::cmdExcel_Click()
     bool written = false;
     try {
         WaitCursor wait;
-        QList<QStringList> sheet;
+        // Each row goes to the workbook as it is read: a report of a
+        // million bills is never held whole.
+        XlsxRowWriter book(file);
         {
             ConnectionScope scope;
             OpenConnection();
-            sheet = uninvoicedSheet(*s.gConn, m_totals, m_filter.asOf);
+            uninvoicedSheetRows(*s.gConn, m_totals, m_filter.asOf, [&book](const QStringList &row) { book.add(row); });
         }
-        written = writeXlsx(file, sheet, &error);
+        written = book.close(&error);
     } catch (const DbError &e) {
         error = e.description();
     }
