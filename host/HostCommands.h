@@ -13,8 +13,10 @@ int runInit(const QStringList &args);
 // purfp METHOD [ARGUMENT] [--right R] [--lib PATH]
 int runMethod(const QStringList &args);
 // purfp tour --out DIR: enters, audits, queries, exports and prints an
-// invoice through the forms without a display, saving pictures of the forms,
-// the list's workbook and the invoice's PDF into DIR; prints their paths.
+// invoice through the forms without a display, then shows the stock bills
+// not yet invoiced, saving pictures of the forms, the workbooks of the list
+// and of the uninvoiced bills and the invoice's PDF into DIR; prints their
+// paths.
 int runTour(const QStringList &args);
 // purfp uninvoiced [--supplier CODE] [--as-of yyyy-MM-dd] [--csv]: the
 // stock-in bills received but not yet invoiced, per supplier.

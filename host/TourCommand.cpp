@@ -14,6 +14,7 @@
 #include "editor/frmMainBill.h"
 #include "list/BillListModel.h"
 #include "list/frmMainBillResult.h"
+#include "list/frmUninvoiced.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Amount.h"
 #include "platform/Connection.h"
@@ -34,6 +35,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTableView>
+#include <QTreeView>
 #include <QTimer>
 
 #include <cstdio>
@@ -272,6 +274,27 @@ void queryAndList(const QString &out, const QString &billNo, Prompt::RecordingRe
     settle();
 }
 
+// The received-not-invoiced form: the supplier totals with the first
+// supplier's bills open, and its export.
+void showUninvoiced(const QString &out, Prompt::RecordingResponder &prompts, QStringList &written)
+{
+    std::unique_ptr<frmUninvoiced> form = std::make_unique<frmUninvoiced>();
+    form->resize(1000, 560);
+    form->show();
+    prompts.clear();
+    if (!form->cmdQuery_Click() || form->totals().suppliers.empty())
+        fail(QStringLiteral("未开票入库单窗口没有读出供应商: ") + shownMessages(prompts));
+    child<QTreeView>(form.get(), QStringLiteral("vsf1"))->expand(form->model()->index(0, 0));
+    settle();
+    savePicture(form.get(), QDir(out).filePath(QStringLiteral("未开票入库单.png")), written);
+    const QString xlsx = QDir(out).filePath(QStringLiteral("未开票入库单.xlsx"));
+    prompts.fileNames.push_back(xlsx);
+    form->cmdExcel_Click();
+    if (!QFileInfo(xlsx).isFile())
+        fail(QStringLiteral("未开票入库单没有导出到 %1: %2").arg(xlsx, shownMessages(prompts)));
+    written << xlsx;
+}
+
 } // namespace
 
 int runTour(const QStringList &input)
@@ -309,6 +332,7 @@ int runTour(const QStringList &input)
             fail(QStringLiteral("无法启动组件: %1").arg(error));
         const QString billNo = enterInvoice(out, prompts, written);
         queryAndList(out, billNo, prompts, written);
+        showUninvoiced(out, prompts, written);
         releaseBillReport();
     } catch (const TourFailure &e) {
         std::fprintf(stderr, "purfp tour: %s\n", e.what());

@@ -80,7 +80,8 @@ class TestHost : public QObject {
         // One path per line, each inside the output folder and present.
         const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
         const QStringList expected{QStringLiteral("采购发票.png"), QStringLiteral("采购发票.pdf"), QStringLiteral("发票查询.png"),
-                                   QStringLiteral("发票列表.png"), QStringLiteral("发票列表.xlsx")};
+                                   QStringLiteral("发票列表.png"), QStringLiteral("发票列表.xlsx"), QStringLiteral("未开票入库单.png"),
+                                   QStringLiteral("未开票入库单.xlsx")};
         QCOMPARE(lines.size(), expected.size());
         for (const QString &name : expected) {
             const QString path = out + u'/' + name;
