@@ -25,6 +25,8 @@
 #include <QStyle>
 #include <QToolBar>
 
+#include <functional>
+
 using namespace frmMainBillParts;
 
 namespace {
@@ -58,70 +60,70 @@ const ButtonDef kButtons[] = {
     {"Exit", u"退出", QStyle::SP_DialogCloseButton},
 };
 
-// Two pages, one over the other.
-QIcon copyIcon()
+// A 32-pixel toolbar icon drawn by `draw` on a transparent, antialiased canvas.
+QIcon paintedIcon(const std::function<void(QPainter &)> &draw)
 {
     QPixmap pm(32, 32);
     pm.fill(Qt::transparent);
     QPainter p(&pm);
     p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(QColor(70, 70, 70), 1.6));
-    p.setBrush(QColor(235, 235, 235));
-    p.drawRect(QRectF(5, 4, 15, 19));
-    p.setBrush(Qt::white);
-    p.drawRect(QRectF(12, 9, 15, 19));
-    p.setPen(QPen(QColor(120, 120, 120), 1.2));
-    for (int y = 14; y <= 24; y += 4)
-        p.drawLine(QPointF(15, y), QPointF(24, y));
+    draw(p);
+    p.end();
     return QIcon(pm);
+}
+
+// Two pages, one over the other.
+QIcon copyIcon()
+{
+    return paintedIcon([&](QPainter &p) {
+        p.setPen(QPen(QColor(70, 70, 70), 1.6));
+        p.setBrush(QColor(235, 235, 235));
+        p.drawRect(QRectF(5, 4, 15, 19));
+        p.setBrush(Qt::white);
+        p.drawRect(QRectF(12, 9, 15, 19));
+        p.setPen(QPen(QColor(120, 120, 120), 1.2));
+        for (int y = 14; y <= 24; y += 4)
+            p.drawLine(QPointF(15, y), QPointF(24, y));
+    });
 }
 
 // A printer with a sheet coming out.
 QIcon printIcon()
 {
-    QPixmap pm(32, 32);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(QColor(70, 70, 70), 1.6));
-    p.setBrush(Qt::white);
-    p.drawRect(QRectF(9, 3, 14, 9));
-    p.setBrush(QColor(150, 160, 175));
-    p.drawRoundedRect(QRectF(3, 11, 26, 12), 2, 2);
-    p.setBrush(Qt::white);
-    p.drawRect(QRectF(9, 19, 14, 10));
-    p.setPen(QPen(QColor(120, 120, 120), 1.2));
-    p.drawLine(QPointF(12, 23), QPointF(20, 23));
-    p.drawLine(QPointF(12, 26), QPointF(20, 26));
-    return QIcon(pm);
+    return paintedIcon([&](QPainter &p) {
+        p.setPen(QPen(QColor(70, 70, 70), 1.6));
+        p.setBrush(Qt::white);
+        p.drawRect(QRectF(9, 3, 14, 9));
+        p.setBrush(QColor(150, 160, 175));
+        p.drawRoundedRect(QRectF(3, 11, 26, 12), 2, 2);
+        p.setBrush(Qt::white);
+        p.drawRect(QRectF(9, 19, 14, 10));
+        p.setPen(QPen(QColor(120, 120, 120), 1.2));
+        p.drawLine(QPointF(12, 23), QPointF(20, 23));
+        p.drawLine(QPointF(12, 26), QPointF(20, 26));
+    });
 }
 
 // A total split into three bars of falling length.
 QIcon allocateIcon()
 {
-    QPixmap pm(32, 32);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(QColor(40, 110, 60), 1.2));
-    p.setBrush(QColor(90, 170, 100));
-    p.drawRect(QRectF(4, 4, 24, 6));
-    p.setBrush(QColor(170, 215, 170));
-    p.drawRect(QRectF(4, 13, 16, 6));
-    p.drawRect(QRectF(4, 22, 8, 6));
-    return QIcon(pm);
+    return paintedIcon([&](QPainter &p) {
+        p.setPen(QPen(QColor(40, 110, 60), 1.2));
+        p.setBrush(QColor(90, 170, 100));
+        p.drawRect(QRectF(4, 4, 24, 6));
+        p.setBrush(QColor(170, 215, 170));
+        p.drawRect(QRectF(4, 13, 16, 6));
+        p.drawRect(QRectF(4, 22, 8, 6));
+    });
 }
 
 QIcon colourIcon(const QColor &colour)
 {
-    QPixmap pm(32, 32);
-    pm.fill(Qt::transparent);
-    QPainter p(&pm);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setBrush(colour);
-    p.setPen(colour.darker(130));
-    p.drawRoundedRect(QRectF(5, 5, 22, 22), 4, 4);
-    return QIcon(pm);
+    return paintedIcon([&](QPainter &p) {
+        p.setBrush(colour);
+        p.setPen(colour.darker(130));
+        p.drawRoundedRect(QRectF(5, 5, 22, 22), 4, 4);
+    });
 }
 } // namespace
 
