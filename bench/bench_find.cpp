@@ -17,6 +17,7 @@
 // server once and kept for later runs.
 #include "RawEngine.h"
 
+#include "component/ComponentSession.h"
 #include "list/BillListModel.h"
 #include "list/frmMainBillResult.h"
 #include "modules/Session.h"
@@ -114,7 +115,7 @@ void benchMillion(const QString &path, int runs)
     BillListModel model;
     model.setColumns(readListColumns(conn, Demo::kInvoiceTypeId, QStringLiteral("1"), true));
     const int invoices = conn.openRecordset(QStringLiteral("select count(*) as n from tblFP")).toInt(QStringLiteral("n"));
-    const Session &s = session();
+    const Session s; // the bill kind's view name
     const QDate today = Clock::today();
     const FilterCodes all{10, 10, 10, 10, 10};
     FilterCodes month = all;
@@ -174,7 +175,7 @@ int main(int argc, char **argv)
     const QString connectionString = pg.isEmpty() ? benchSqliteFile(dbPath) : benchPostgresDatabase(pg, QStringLiteral("purfp_bench_find_%1").arg(invoices));
     ensureDemoDatabase(connectionString, invoices);
 
-    Session &s = session();
+    Session &s = componentSession();
     s.DBConnectionString = connectionString;
     s.IsAdmin = 1;
     s.gLoginUserId = QStringLiteral("1");
@@ -201,8 +202,8 @@ int main(int argc, char **argv)
 
     // The whole find through the query dialog into the list form: columns,
     // connection opened and closed, rows, widths and title line.
-    auto *list = frmMainBillResult::instance();
-    auto *dialog = frmMainBillFind::instance();
+    auto *list = frmMainBillResult::instance(s);
+    auto *dialog = frmMainBillFind::instance(s);
     list->resize(1040, 660);
     list->show();
     QCoreApplication::processEvents();

@@ -57,9 +57,8 @@ void readDatabaseValues(Session &s)
 }
 } // namespace
 
-void Class_Initialize()
+void Class_Initialize(Session &s)
 {
-    Session &s = session();
     // 1. The host's settings, in this order, each with its default.
     s.msgTitle = setting("SystemSetup", "msgTitle", "维卡进销存");
     s.DBConnectionString = setting("DBOperation", "DBConnectionString", "");
@@ -96,8 +95,8 @@ void Class_Initialize()
     s.gIsUpdateInPrice1 = intSetting("SystemSetup", "gIsUpdateInPrice1", "0");
 
     // 4. A connection that cannot be opened fails the creation.
-    ConnectionScope scope;
-    OpenConnection();
+    ConnectionScope scope(s);
+    OpenConnection(s);
 
     // 5.-9. From here on errors are reported and start-up ends normally.
     try {

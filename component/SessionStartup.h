@@ -7,7 +7,9 @@
 // cannot be opened (DbError) leaves this function and makes the creation
 // fail. Errors of the database reads after the connection is open are shown
 // as a critical message; the fields keep what they had reached.
-void Class_Initialize();
+struct Session;
+
+void Class_Initialize(Session &s);
 
 // Application name under which the host writes its settings.
 inline constexpr const char *kSettingsApplication = "Velkam";

@@ -1,8 +1,9 @@
 #include "component/clsCGIn.h"
 
+#include "component/ComponentSession.h"
+#include "component/SessionStartup.h"
 #include "modules/FormLauncher.h"
 #include "modules/Session.h"
-#include "component/SessionStartup.h"
 #include "editor/frmMainBill.h"
 #include "list/frmMainBillResult.h"
 #include "modules/ConnectionRoutines.h"
@@ -16,10 +17,10 @@ namespace {
 // list's default instance, which then shows modally unless it is showing
 // already. Closed without a query, the dialog stays loaded while the list is
 // open; otherwise a list that was filled but never shown goes with it.
-QueryOpener listOpener()
+QueryOpener listOpener(Session &s)
 {
     QueryOpener opener;
-    opener.fill = [](const QueryChoice &choice) { return frmMainBillResult::instance()->fillList(choice.statement); };
+    opener.fill = [&s](const QueryChoice &choice) { return frmMainBillResult::instance(s)->fillList(choice.statement); };
     opener.show = [] {
         if (frmMainBillResult *list = frmMainBillResult::existingInstance(); list && !list->isVisible())
             list->exec();
@@ -40,15 +41,17 @@ void clsCGIn::connectForms()
     if (connected)
         return;
     connected = true;
-    FormLauncher::setQueryOpener([] { frmMainBillFind::showQuery(); });
-    frmMainBillFind::setDefaultOpener(listOpener());
-    FormLauncher::setEditorOpener([](bool modal) { frmMainBill::showForm(modal); });
-    FormLauncher::setStockBillInvoiceOpener(
-        [](const QString &supplierId, const QString &stockBillId) { frmMainBill::showNewFromStockBill(supplierId, stockBillId, true); });
+    Session &s = componentSession();
+    FormLauncher::setQueryOpener([&s] { frmMainBillFind::showQuery(s); });
+    frmMainBillFind::setDefaultOpener(listOpener(s));
+    FormLauncher::setEditorOpener([&s](bool modal) { frmMainBill::showForm(s, modal); });
+    FormLauncher::setStockBillInvoiceOpener([&s](const QString &supplierId, const QString &stockBillId) {
+        frmMainBill::showNewFromStockBill(s, supplierId, stockBillId, true);
+    });
     frmMainBill::setPrintHooks({
-        [](frmMainBill &form) { previewBill(&form); },
-        [](frmMainBill &form) { printBill(&form); },
-        [](frmMainBill &form) { designDefaultTemplate(&form); },
+        [](frmMainBill &form) { previewBill(form.session(), &form); },
+        [](frmMainBill &form) { printBill(form.session(), &form); },
+        [](frmMainBill &form) { designDefaultTemplate(form.session(), &form); },
     });
     frmMainBill::setListRefresher([] {
         if (frmMainBillResult *list = frmMainBillResult::existingInstance())
@@ -60,7 +63,7 @@ std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
 {
     connectForms();
     try {
-        Class_Initialize();
+        Class_Initialize(componentSession());
     } catch (const DbError &e) {
         if (error)
             *error = e.description();
@@ -74,13 +77,13 @@ std::unique_ptr<clsCGIn> clsCGIn::create(QString *error)
     // When the host lets go of the component (deleting it, or through
     // TamsorPurFP_Release), the connection kept idle for reuse is closed at
     // once rather than held open on the server until it expires.
-    QObject::connect(obj.get(), &QObject::destroyed, [] { ReleaseIdleConnection(); });
+    QObject::connect(obj.get(), &QObject::destroyed, [] { ReleaseIdleConnection(componentSession()); });
     return obj;
 }
 
 bool clsCGIn::newInfo()
 {
-    Session &s = session();
+    Session &s = componentSession();
     s.gUserRight = m_userRight;
     s.gBillMode = 0;
     s.gFromList = 0;
@@ -91,7 +94,7 @@ bool clsCGIn::newInfo()
 
 bool clsCGIn::downFromOrder(const QString &strInterIds)
 {
-    Session &s = session();
+    Session &s = componentSession();
     s.gUserRight = m_userRight;
     s.gBillMode = 0;
     s.gFromList = 0;
@@ -105,7 +108,7 @@ bool clsCGIn::downFromOrder(const QString &strInterIds)
 
 bool clsCGIn::findInfo()
 {
-    Session &s = session();
+    Session &s = componentSession();
     s.gUserRight = m_userRight;
     s.gFindMode = 0;
     s.gFindSql.clear();
@@ -116,7 +119,7 @@ bool clsCGIn::findInfo()
 
 bool clsCGIn::findInfo1(const QString &strSql)
 {
-    Session &s = session();
+    Session &s = componentSession();
     s.gUserRight = m_userRight;
     s.gIsSelectMode = 1;
     s.gFindMode = 1;
@@ -130,7 +133,7 @@ bool clsCGIn::findInfo1(const QString &strSql)
 QString clsCGIn::findInfo2(const QString &strSql)
 {
     const QString result;
-    Session &s = session();
+    Session &s = componentSession();
     s.gUserRight = m_userRight;
     s.gIsSelectMode = 1;
     s.gFindMode = 2;

@@ -37,9 +37,8 @@ constexpr int kAttempts = 5;
 constexpr qsizetype kChunkRows = 500;
 } // namespace
 
-BillSettings BillSettings::fromSession()
+BillSettings BillSettings::fromSession(const Session &s)
 {
-    const Session &s = session();
     BillSettings b;
     b.loginUserId = s.gLoginUserId;
     b.billTypeId = s.gBillTypeId;

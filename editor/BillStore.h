@@ -41,6 +41,7 @@ class Connection;
 class DbError;
 class Transaction;
 class Recordset;
+struct Session;
 
 // The session values a save depends on, copied so that a store can work
 // away from the session (several connections in one process, tests).
@@ -54,7 +55,7 @@ struct BillSettings {
     std::int16_t isAddDelNumber = 0;
     QString viewName = QStringLiteral("vPurFP");
 
-    static BillSettings fromSession();
+    static BillSettings fromSession(const Session &s);
 };
 
 // The value of one laid-out header field with a column to write.

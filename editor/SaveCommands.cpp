@@ -6,18 +6,17 @@
 #include "platform/DbError.h"
 
 namespace {
-SaveOutcome runSave(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId, bool isNew)
+SaveOutcome runSave(Session &s, const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId, bool isNew)
 {
-    Session &s = session();
     SaveOutcome outcome;
-    if (!HasPrivilege(s.gRightPrefix + (isNew ? QStringLiteral("01") : QStringLiteral("02"))))
+    if (!HasPrivilege(s, s.gRightPrefix + (isNew ? QStringLiteral("01") : QStringLiteral("02"))))
         return outcome;
 
-    const BillSettings settings = BillSettings::fromSession();
+    const BillSettings settings = BillSettings::fromSession(s);
     std::optional<StoreMessage> message;
     try {
-        ConnectionScope scope;
-        OpenConnection();
+        ConnectionScope scope(s);
+        OpenConnection(s);
         BillStore store(*s.gConn, settings);
         message = isNew ? store.insertChecks(draft, labels) : store.updateChecks(draft, labels);
         if (!message) {
@@ -39,12 +38,12 @@ SaveOutcome runSave(const BillDraft &draft, const std::vector<HeaderLabel> &labe
 }
 } // namespace
 
-SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels)
+SaveOutcome prepareInsert(Session &s, const BillDraft &draft, const std::vector<HeaderLabel> &labels)
 {
-    return runSave(draft, labels, 0, true);
+    return runSave(s, draft, labels, 0, true);
 }
 
-SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId)
+SaveOutcome prepareUpdate(Session &s, const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId)
 {
-    return runSave(draft, labels, interId, false);
+    return runSave(s, draft, labels, interId, false);
 }

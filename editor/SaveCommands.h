@@ -12,5 +12,5 @@ struct SaveOutcome {
     QString billNo;
     std::optional<StoreMessage> message; // a refusal or an error
 };
-SaveOutcome prepareInsert(const BillDraft &draft, const std::vector<HeaderLabel> &labels);
-SaveOutcome prepareUpdate(const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId);
+SaveOutcome prepareInsert(Session &s, const BillDraft &draft, const std::vector<HeaderLabel> &labels);
+SaveOutcome prepareUpdate(Session &s, const BillDraft &draft, const std::vector<HeaderLabel> &labels, int interId);

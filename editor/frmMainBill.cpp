@@ -36,15 +36,15 @@ std::function<void()> &listRefresher()
     return refresher;
 }
 
-QString optionsApplication()
+QString optionsApplication(const Session &s)
 {
-    return QString::number(session().gBillTypeId) + QStringLiteral("frmMainBill");
+    return QString::number(s.gBillTypeId) + QStringLiteral("frmMainBill");
 }
 const QString kOptionsSection = QStringLiteral("Options");
 
-int optionValue(const QString &key, const QString &defaultValue)
+int optionValue(const Session &s, const QString &key, const QString &defaultValue)
 {
-    const QString text = SettingsStore::read(optionsApplication(), kOptionsSection, key, defaultValue);
+    const QString text = SettingsStore::read(optionsApplication(s), kOptionsSection, key, defaultValue);
     try {
         return VbConvert::toInt16(text);
     } catch (const ConversionError &) {
@@ -61,10 +61,10 @@ EditorPrintHooks &frmMainBillParts::printHooks()
 
 // --- Default instance --------------------------------------------------------
 
-frmMainBill *frmMainBill::defaultInstance()
+frmMainBill *frmMainBill::defaultInstance(Session &s)
 {
     if (!g_default) {
-        g_default = new frmMainBill;
+        g_default = new frmMainBill(s);
         g_default->setAttribute(Qt::WA_DeleteOnClose);
         g_default->formLoad();
     }
@@ -76,9 +76,9 @@ frmMainBill *frmMainBill::existingInstance()
     return g_default;
 }
 
-void frmMainBill::showForm(bool modal)
+void frmMainBill::showForm(Session &s, bool modal)
 {
-    ::showForm(defaultInstance(), modal);
+    ::showForm(defaultInstance(s), modal);
 }
 
 void frmMainBill::setListRefresher(std::function<void()> refresher)
@@ -91,8 +91,8 @@ void frmMainBill::setPrintHooks(EditorPrintHooks hooks)
     printHooks() = std::move(hooks);
 }
 
-frmMainBill::frmMainBill(QWidget *parent)
-    : QMainWindow(parent)
+frmMainBill::frmMainBill(Session &s, QWidget *parent)
+    : QMainWindow(parent), m_session(s)
 {
     setObjectName(QStringLiteral("frmMainBill"));
     auto *central = new QWidget(this);
@@ -135,7 +135,7 @@ void frmMainBill::buildStatusBar()
 
 void frmMainBill::formLoad()
 {
-    Session &s = session();
+    Session &s = m_session;
     m_loading = true;
     QPalette title = lblTitle->palette();
     title.setColor(QPalette::WindowText, QColor(255, 0, 0));
@@ -143,8 +143,8 @@ void frmMainBill::formLoad()
     lblTitle->setText(s.gBillName);
 
     try {
-        ConnectionScope scope;
-        OpenConnection();
+        ConnectionScope scope(s);
+        OpenConnection(s);
         m_layout = readHeaderLayout(*s.gConn, s.gBillTypeId, s.gLoginUserId, s.IsAdmin == 1);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -171,24 +171,24 @@ void frmMainBill::formLoad()
 
 void frmMainBill::readOptions()
 {
-    m_optAfterSaveNew = optionValue(QStringLiteral("AfterSaveNew"), QStringLiteral("1"));
+    m_optAfterSaveNew = optionValue(m_session, QStringLiteral("AfterSaveNew"), QStringLiteral("1"));
     // Read under a key with three leading blanks, while the value is written
     // under "CopyHeader": the option therefore always reads its default.
-    m_optCopyHeader = optionValue(QStringLiteral("   CopyHeader"), QStringLiteral("0"));
-    m_optCopyEntry = optionValue(QStringLiteral("CopyEntry"), QStringLiteral("0"));
-    m_optItemNotice = optionValue(QStringLiteral("ItemNotice"), QStringLiteral("0"));
+    m_optCopyHeader = optionValue(m_session, QStringLiteral("   CopyHeader"), QStringLiteral("0"));
+    m_optCopyEntry = optionValue(m_session, QStringLiteral("CopyEntry"), QStringLiteral("0"));
+    m_optItemNotice = optionValue(m_session, QStringLiteral("ItemNotice"), QStringLiteral("0"));
     m_menu.value(QStringLiteral("MenuNewAfterSave"))->setChecked(m_optAfterSaveNew == 0);
     m_menu.value(QStringLiteral("MenuBillHead"))->setChecked(m_optCopyHeader != 1);
 }
 
 void frmMainBill::writeOptions()
 {
-    const Session &s = session();
-    computeIniPath();
+    Session &s = m_session;
+    computeIniPath(s);
     const QString type = QString::number(s.gBillTypeId);
-    writeDefaultPrintOption(m_menu.value(QStringLiteral("MenuDefaultPrint"))->isChecked());
-    WriteIni(QStringLiteral("BillMainLockCols"), type + QStringLiteral("Lock"), m_lockCols);
-    const QString app = optionsApplication();
+    writeDefaultPrintOption(s, m_menu.value(QStringLiteral("MenuDefaultPrint"))->isChecked());
+    WriteIni(s, QStringLiteral("BillMainLockCols"), type + QStringLiteral("Lock"), m_lockCols);
+    const QString app = optionsApplication(s);
     SettingsStore::write(app, kOptionsSection, QStringLiteral("AfterSaveNew"), QString::number(afterSaveNew()));
     SettingsStore::write(app, kOptionsSection, QStringLiteral("CopyHeader"), QString::number(copyHeaderOption()));
     SettingsStore::write(app, kOptionsSection, QStringLiteral("CopyEntry"), QString::number(m_optCopyEntry));
@@ -208,10 +208,10 @@ int frmMainBill::copyHeaderOption() const
 void frmMainBill::showEvent(QShowEvent *event)
 {
     QMainWindow::showEvent(event);
-    const QString type = QString::number(session().gBillTypeId);
-    computeIniPath();
-    m_menu.value(QStringLiteral("MenuDefaultPrint"))->setChecked(readDefaultPrintOption());
-    const QString lock = ReadIni(QStringLiteral("BillMainLockCols"), type + QStringLiteral("Lock"), QStringLiteral("0"));
+    const QString type = QString::number(m_session.gBillTypeId);
+    computeIniPath(m_session);
+    m_menu.value(QStringLiteral("MenuDefaultPrint"))->setChecked(readDefaultPrintOption(m_session));
+    const QString lock = ReadIni(m_session, QStringLiteral("BillMainLockCols"), type + QStringLiteral("Lock"), QStringLiteral("0"));
     if (!lock.isEmpty())
         m_lockCols = lock;
     applyFrozenColumns();
@@ -220,7 +220,7 @@ void frmMainBill::showEvent(QShowEvent *event)
 
 void frmMainBill::setUpMode()
 {
-    Session &s = session();
+    Session &s = m_session;
     const QString word = modeWord(s.gBillMode);
     if (word.isEmpty())
         return; // no set-up for an unknown mode
@@ -259,7 +259,7 @@ bool frmMainBill::askToSave()
 {
     if (!m_changed)
         return true;
-    const int answer = Prompt::msgBox(QStringLiteral("单据已经改变，是否保存？"), Prompt::YesNoCancel, Prompt::Question, session().msgTitle);
+    const int answer = Prompt::msgBox(QStringLiteral("单据已经改变，是否保存？"), Prompt::YesNoCancel, Prompt::Question, m_session.msgTitle);
     if (answer == Prompt::Cancel)
         return false;
     if (answer == Prompt::Yes) {
@@ -276,7 +276,7 @@ void frmMainBill::closeEvent(QCloseEvent *event)
         return;
     }
     writeOptions();
-    Session &s = session();
+    Session &s = m_session;
     if (s.gFromList == 1 && s.gBillMode != 3) {
         if (listRefresher())
             listRefresher()();
@@ -290,7 +290,7 @@ void frmMainBill::closeEvent(QCloseEvent *event)
 // What may be done follows the bill and its place in the list.
 BillView frmMainBill::view() const
 {
-    const Session &s = session();
+    const Session &s = m_session;
     BillView v;
     v.mode = s.gBillMode;
     v.status = m_status;
@@ -336,7 +336,7 @@ void frmMainBill::updateState()
 
 void frmMainBill::updateStatusBar()
 {
-    const Session &s = session();
+    const Session &s = m_session;
     if (m_panels.size() < 5)
         return;
     if (m_panels[0]->text().isEmpty())

@@ -39,6 +39,7 @@ class QToolButton;
 class QVBoxLayout;
 
 class frmMainBill;
+struct Session;
 
 // What printing supplies to the editor; each is called after the editor's own
 // checks (right, saved bill). Unset entries do nothing.
@@ -52,11 +53,11 @@ class frmMainBill : public QMainWindow {
     Q_OBJECT
 public:
     // The default instance, created (and initialised) on first use.
-    static frmMainBill *defaultInstance();
+    static frmMainBill *defaultInstance(Session &s);
     // The default instance if it exists; no creation.
     static frmMainBill *existingInstance();
     // Shows the default instance; a modal show returns when the form closes.
-    static void showForm(bool modal);
+    static void showForm(Session &s, bool modal);
     // What the bill list runs when an editor opened from it closes: re-run
     // its query and restore its rows.
     static void setListRefresher(std::function<void()> refresher);
@@ -64,11 +65,13 @@ public:
     // Shows the default instance on a new invoice of the supplier with its
     // open stock-in bill `stockBillId` in the grid (red when the stock bill
     // is). An editor already open asks to save its bill first.
-    static void showNewFromStockBill(const QString &supplierId, const QString &stockBillId, bool modal);
+    static void showNewFromStockBill(Session &s, const QString &supplierId, const QString &stockBillId, bool modal);
 
     ~frmMainBill() override;
 
-    // The state the commands look at, for printing and for tests.
+    // The session the form works in; the state the commands look at, for
+    // printing and for tests.
+    Session &session() const { return m_session; }
     bool isChanged() const { return m_changed; }
     bool saveSucceeded() const { return m_saveSucceeded; }
     int billStatus() const { return m_status; }
@@ -116,6 +119,8 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    Session &m_session;
+
     struct HeaderControl {
         QLabel *label = nullptr;
         QLineEdit *edit = nullptr;
@@ -124,7 +129,7 @@ private:
         int lookupIndex = -1;          // element of the td array
     };
 
-    explicit frmMainBill(QWidget *parent = nullptr);
+    explicit frmMainBill(Session &s, QWidget *parent = nullptr);
 
     // Set-up and state (frmMainBill.cpp).
     void buildStatusBar();

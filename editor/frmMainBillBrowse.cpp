@@ -17,20 +17,20 @@ using namespace frmMainBillParts;
 
 void frmMainBill::loadBill()
 {
-    Session &s = session();
+    Session &s = m_session;
     std::optional<LoadedBill> bill;
     // Within a caller's unit of work the connection stays open for it; a
     // failure closes it in any case.
     std::optional<ConnectionScope> scope;
     if (!s.gConn)
-        scope.emplace();
+        scope.emplace(s);
     try {
-        OpenConnection();
-        BillStore store(*s.gConn, BillSettings::fromSession());
+        OpenConnection(s);
+        BillStore store(*s.gConn, BillSettings::fromSession(s));
         bill = store.loadBill(s.gCurInterId, m_layout);
     } catch (const DbError &e) {
         if (!scope)
-            scope.emplace();
+            scope.emplace(s);
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         return;
     }
@@ -46,7 +46,7 @@ void frmMainBill::applyLoaded(LoadedBill bill)
 {
     m_loading = true;
     txtBillNo->setText(bill.billNo);
-    setReadOnly(txtBillNo, session().gIsUpdateBillNo != 1);
+    setReadOnly(txtBillNo, m_session.gIsUpdateBillNo != 1);
     if (bill.date.isValid())
         thdate->setDate(bill.date);
     txtAmount->setText(bill.amountText);
@@ -56,7 +56,7 @@ void frmMainBill::applyLoaded(LoadedBill bill)
     txtChecker->setProperty("tag", bill.checkerId);
     m_status = bill.status;
     m_cancellation = bill.cancellation;
-    m_earlierPeriod = bill.date.isValid() && bill.date < session().gPeriodStartDate;
+    m_earlierPeriod = bill.date.isValid() && bill.date < m_session.gPeriodStartDate;
     for (size_t i = 0; i < m_header.size() && i < bill.fields.size(); ++i) {
         const HeaderValue &v = bill.fields[i];
         m_header[i].edit->setText(v.text);
@@ -74,7 +74,7 @@ void frmMainBill::applyLoaded(LoadedBill bill)
 // The list's ids, browsed by position.
 void frmMainBill::navigateTo(int position)
 {
-    Session &s = session();
+    Session &s = m_session;
     if (position < 0 || position >= s.gListInterIds.size())
         return; // the buttons at the ends are disabled; a stray call stays put
     if (!askToSave())
@@ -89,9 +89,9 @@ void frmMainBill::navigateTo(int position)
     }
     {
         // One connection for the bill and the texts of its codes.
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         try {
-            OpenConnection();
+            OpenConnection(s);
         } catch (const DbError &e) {
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
             return;
@@ -109,15 +109,15 @@ void frmMainBill::MenuFirst_Click()
 
 void frmMainBill::MenuPre_Click()
 {
-    navigateTo(session().gListIndex - 1);
+    navigateTo(m_session.gListIndex - 1);
 }
 
 void frmMainBill::MenuNext_Click()
 {
-    navigateTo(session().gListIndex + 1);
+    navigateTo(m_session.gListIndex + 1);
 }
 
 void frmMainBill::MenuLast_Click()
 {
-    navigateTo(int(session().gListInterIds.size()) - 1);
+    navigateTo(int(m_session.gListInterIds.size()) - 1);
 }

@@ -255,7 +255,7 @@ void frmMainBill::Toolbar1_ButtonClick(const QString &key)
 
 void frmMainBill::startNewBill()
 {
-    Session &s = session();
+    Session &s = m_session;
     m_loading = true;
     clearHeader();
     txtAmount->clear();
@@ -309,7 +309,7 @@ BillDraft frmMainBill::draft() const
     d.billNo = txtBillNo->text();
     d.date = thdate->date();
     d.amountText = txtAmount->text().trimmed();
-    d.rob = session().gEditorFlag;
+    d.rob = m_session.gEditorFlag;
     for (size_t i = 0; i < m_layout.fields.size(); ++i) {
         const HeaderFieldDef &def = m_layout.fields[i];
         if (def.fieldName.isEmpty())
@@ -334,13 +334,13 @@ bool frmMainBill::mayUseInvoiceNumber(const BillDraft &bill)
         else if (v.fieldName.compare(QStringLiteral("fInvoiceNo"), Qt::CaseInsensitive) == 0)
             invoiceNo = v.text;
     }
-    Session &s = session();
+    Session &s = m_session;
     std::optional<QString> other;
     {
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         try {
-            OpenConnection();
-            BillStore store(*s.gConn, BillSettings::fromSession());
+            OpenConnection(s);
+            BillStore store(*s.gConn, BillSettings::fromSession(s));
             other = store.sameInvoiceNumber(supplierId, invoiceNo, s.gBillMode == 0 ? 0 : s.gCurInterId);
         } catch (const DbError &) {
             return true; // the save itself reports what is wrong with the database
@@ -360,7 +360,7 @@ bool frmMainBill::mayUseInvoiceNumber(const BillDraft &bill)
 
 void frmMainBill::MenuSave_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     m_saveSucceeded = false;
     commitTypedCell();
     const BillDraft bill = draft();
@@ -371,9 +371,9 @@ void frmMainBill::MenuSave_Click()
     {
         WaitCursor wait;
         if (s.gBillMode == 0)
-            outcome = prepareInsert(bill, headerLabels());
+            outcome = prepareInsert(s, bill, headerLabels());
         else if (s.gBillMode == 1)
-            outcome = prepareUpdate(bill, headerLabels(), s.gCurInterId);
+            outcome = prepareUpdate(s, bill, headerLabels(), s.gCurInterId);
     }
     if (outcome.message)
         Prompt::msgBox(outcome.message->text, outcome.message->icon, s.msgTitle);
@@ -414,7 +414,7 @@ void frmMainBill::MenuSave_Click()
 
 void frmMainBill::setRob(int rob)
 {
-    session().gEditorFlag = std::int16_t(rob == 1 ? 1 : 0);
+    m_session.gEditorFlag = std::int16_t(rob == 1 ? 1 : 0);
     const bool red = rob == 1;
     m_buttons.value(QStringLiteral("Red"))->setChecked(red);
     m_buttons.value(QStringLiteral("Blue"))->setChecked(!red);
@@ -435,14 +435,14 @@ void frmMainBill::MenuBlue_Click()
 
 void frmMainBill::MenuCheck_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     if (s.gBillMode == 0) {
         Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, s.msgTitle);
         return;
     }
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("04")))
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("04")))
         return;
-    if (!CheckBills(QString::number(s.gCurInterId)))
+    if (!CheckBills(s, QString::number(s.gCurInterId)))
         return;
     Prompt::msgBox(QStringLiteral("审核成功!"), Prompt::Information, s.msgTitle);
     m_grid->setLocked(true);
@@ -456,7 +456,7 @@ void frmMainBill::MenuCheck_Click()
 
 void frmMainBill::MenuCopy_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     if (!askToSave())
         return;
     m_loading = true;
@@ -491,7 +491,7 @@ void frmMainBill::MenuCopy_Click()
 
 void frmMainBill::cmdAllocate_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     if (m_grid->isLocked())
         return;
     commitTypedCell();
@@ -515,12 +515,11 @@ void frmMainBill::cmdAllocate_Click()
     Prompt::msgBox(outcome.message, outcome.icon, s.msgTitle);
 }
 
-void frmMainBill::showNewFromStockBill(const QString &supplierId, const QString &stockBillId, bool modal)
+void frmMainBill::showNewFromStockBill(Session &s, const QString &supplierId, const QString &stockBillId, bool modal)
 {
-    Session &s = session();
     s.gBillMode = 0;
     const bool wasOpen = existingInstance() != nullptr;
-    frmMainBill *form = defaultInstance();
+    frmMainBill *form = defaultInstance(s);
     if (wasOpen) {
         if (!form->askToSave())
             return;
@@ -534,16 +533,16 @@ void frmMainBill::showNewFromStockBill(const QString &supplierId, const QString 
 // the fill would offer it; nothing when it is no longer open.
 void frmMainBill::loadStockBill(const QString &supplierId, const QString &stockBillId)
 {
-    Session &s = session();
+    Session &s = m_session;
     const int supplier = m_layout.supplierIndex();
     if (supplier < 0)
         return;
     std::optional<ItemText> item;
     std::vector<EntryRow> rows;
     try {
-        ConnectionScope scope;
-        OpenConnection();
-        BillStore store(*s.gConn, BillSettings::fromSession());
+        ConnectionScope scope(s);
+        OpenConnection(s);
+        BillStore store(*s.gConn, BillSettings::fromSession(s));
         item = store.itemText(supplierId);
         if (item)
             rows = store.openStockBills(supplierId, {});
@@ -569,8 +568,8 @@ void frmMainBill::loadStockBill(const QString &supplierId, const QString &stockB
 // Preview and print need the print right and a bill that has been saved.
 bool frmMainBill::mayPrintShownBill() const
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("08")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("08")))
         return false;
     if (s.gBillMode == 0) {
         Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, s.msgTitle);
@@ -595,19 +594,19 @@ void frmMainBill::MenuPrint_Click()
 // an unsaved bill as printing.
 void frmMainBill::MenuExportPdf_Click()
 {
-    menuExportPdf(session().gBillMode == 0, this);
+    menuExportPdf(m_session, m_session.gBillMode == 0, this);
 }
 
 void frmMainBill::MenuDefaultPrint_Click()
 {
-    computeIniPath();
-    writeDefaultPrintOption(m_menu.value(QStringLiteral("MenuDefaultPrint"))->isChecked());
+    computeIniPath(m_session);
+    writeDefaultPrintOption(m_session, m_menu.value(QStringLiteral("MenuDefaultPrint"))->isChecked());
 }
 
 void frmMainBill::MenuDesignModle_Click()
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("21")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("21")))
         return;
     if (printHooks().design)
         printHooks().design(*this);

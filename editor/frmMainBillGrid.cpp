@@ -138,7 +138,7 @@ void frmMainBill::commitTypedCell()
 
 void frmMainBill::cmdList_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     const int supplier = m_layout.supplierIndex();
     if (supplier < 0)
         return;
@@ -156,10 +156,10 @@ void frmMainBill::cmdList_Click()
     }
     std::vector<EntryRow> rows;
     try {
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         WaitCursor wait;
-        OpenConnection();
-        BillStore store(*s.gConn, BillSettings::fromSession());
+        OpenConnection(s);
+        BillStore store(*s.gConn, BillSettings::fromSession(s));
         rows = store.openStockBills(supplierId, m_grid->rows());
     } catch (const DbError &) {
         // A failed query adds nothing; the grid keeps its rows.
@@ -183,12 +183,12 @@ void frmMainBill::applyFrozenColumns()
 
 void frmMainBill::MenuLockCol_Click()
 {
-    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), session().msgTitle, m_lockCols);
+    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), m_session.msgTitle, m_lockCols);
     if (!answer)
         return;
     const std::optional<int> count = frozenEntryColumns(*answer);
     if (!count) {
-        Prompt::msgBox(QStringLiteral("锁定列数请录入0到%1之间的整数！").arg(ColThisAmount - 1), Prompt::Exclamation, session().msgTitle);
+        Prompt::msgBox(QStringLiteral("锁定列数请录入0到%1之间的整数！").arg(ColThisAmount - 1), Prompt::Exclamation, m_session.msgTitle);
         return;
     }
     m_lockCols = QString::number(*count);

@@ -325,8 +325,8 @@ void frmMainBill::clearHeader()
 
 void frmMainBill::proposeBillNumber(bool keepSerial)
 {
-    const Session &s = session();
-    const QString number = MakeBillNo(s.gBillTypeId, thdate->date(), keepSerial ? 1 : 0);
+    Session &s = m_session;
+    const QString number = MakeBillNo(s, s.gBillTypeId, thdate->date(), keepSerial ? 1 : 0);
     txtBillNo->setText(number);
     setReadOnly(txtBillNo, s.gIsUpdateBillNo != 1);
 }
@@ -337,7 +337,7 @@ void frmMainBill::thdate_Change()
         return;
     markChanged();
     // A new bill's number follows its date (same sequence).
-    if (session().gBillMode == 0 && session().gIsUpdateBillNo != 1)
+    if (m_session.gBillMode == 0 && m_session.gIsUpdateBillNo != 1)
         proposeBillNumber(true);
 }
 
@@ -403,8 +403,8 @@ void frmMainBill::resolveLookup(int field, bool openSelectorWhenUnknown)
     }
     if (!m_lookupValues[field].isEmpty() && lookupNumber(m_lookupValues[field]) == typed)
         return;
-    Session &s = session();
-    if (SeekCode(1, std::int16_t(def.itemClassId), typed)) {
+    Session &s = m_session;
+    if (SeekCode(s, 1, std::int16_t(def.itemClassId), typed)) {
         setLookup(field, s.gItemNumber, s.gItemId, s.gItemName);
         return;
     }
@@ -420,7 +420,7 @@ void frmMainBill::cmdTd_Click(int field)
     const HeaderFieldDef &def = m_layout.fields[size_t(field)];
     if (m_header[size_t(field)].edit->isReadOnly())
         return;
-    const std::optional<SelectedCode> chosen = codeSelector().selectBasicData(def.itemClassId, this);
+    const std::optional<SelectedCode> chosen = codeSelector().selectBasicData(m_session, def.itemClassId, this);
     if (!chosen)
         return;
     setLookup(field, chosen->fnumber, chosen->fitemid, chosen->fname);
@@ -429,15 +429,15 @@ void frmMainBill::cmdTd_Click(int field)
 // Each lookup field shows the current number and name of its stored item.
 void frmMainBill::refreshLookupTexts()
 {
-    Session &s = session();
+    Session &s = m_session;
     // Within a caller's unit of work the connection stays open for it.
     const bool wasOpen = bool(s.gConn);
     std::optional<ConnectionScope> scope;
     if (!wasOpen)
-        scope.emplace();
+        scope.emplace(s);
     try {
-        OpenConnection();
-        BillStore store(*s.gConn, BillSettings::fromSession());
+        OpenConnection(s);
+        BillStore store(*s.gConn, BillSettings::fromSession(s));
         for (size_t i = 0; i < m_header.size(); ++i) {
             if (!m_layout.fields[i].isLookup())
                 continue;
@@ -460,7 +460,7 @@ void frmMainBill::refreshLookupTexts()
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         // A failure closes the connection in any case.
         if (!scope)
-            scope.emplace();
+            scope.emplace(s);
     }
 }
 

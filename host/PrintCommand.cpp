@@ -5,6 +5,7 @@
 #include "host/HostCommands.h"
 #include "host/OffscreenApplication.h"
 
+#include "component/ComponentSession.h"
 #include "component/clsCGIn.h"
 #include "modules/ConnectionRoutines.h"
 #include "modules/Session.h"
@@ -54,10 +55,10 @@ int runPrint(const QStringList &input)
             std::fprintf(stderr, "purfp print: 无法启动组件: %s\n", qPrintable(error));
             status = 1;
         } else {
-            Session &s = session();
-            ConnectionScope scope;
+            Session &s = componentSession();
+            ConnectionScope scope(s);
             try {
-                OpenConnection();
+                OpenConnection(s);
                 const BatchOutcome outcome = writeBatchPdf(*s.gConn, {s.gBillTypeId, *ids, s.gBillName}, pdf);
                 if (outcome.status == BatchOutcome::Done) {
                     std::printf("%s\n", qPrintable(QDir::toNativeSeparators(QFileInfo(pdf).absoluteFilePath())));
@@ -72,7 +73,7 @@ int runPrint(const QStringList &input)
             }
         }
     }
-    CloseConnection();
+    CloseConnection(componentSession());
     for (const QString &text : prompts.messageTexts())
         std::fprintf(stderr, "purfp print: %s\n", qPrintable(text));
     return status;

@@ -8,6 +8,7 @@
 #include "host/OffscreenApplication.h"
 
 #include "modules/Session.h"
+#include "component/ComponentSession.h"
 #include "component/clsCGIn.h"
 #include "editor/EntryGridModel.h"
 #include "editor/EntryRules.h"
@@ -131,9 +132,10 @@ struct Supplier {
 // uninvoiced amount: the fill offers that supplier's bills.
 Supplier supplierWithOpenStock()
 {
-    OpenConnection();
-    ConnectionScope scope;
-    Recordset rs = session().gConn->openRecordset(QStringLiteral(
+    Session &s = componentSession();
+    OpenConnection(s);
+    ConnectionScope scope(s);
+    Recordset rs = s.gConn->openRecordset(QStringLiteral(
         "select i.fnumber as fnumber, sum(isnull(s.fAllAmount,0)-isnull(s.fKPAmount,0)) as fopen"
         " from icstockbill s join tblItem i on i.fitemid=s.fsupplyid"
         " where s.ftrantype=1 and s.fcancellation=0 and isnull(s.fAllAmount,0)<>isnull(s.fKPAmount,0)"
@@ -147,14 +149,14 @@ Supplier supplierWithOpenStock()
 // Enters, saves and audits a new invoice; returns its bill number.
 QString enterInvoice(const QString &out, Prompt::RecordingResponder &prompts, QStringList &written)
 {
-    Session &s = session();
+    Session &s = componentSession();
     const Supplier supplier = supplierWithOpenStock();
     // A round total the supplier's open bills can cover.
     const Amount hundred = Amount::fromInt(100);
     const Amount total = supplier.open.units() >= hundred.units() ? hundred : supplier.open;
 
     s.gBillMode = 0;
-    frmMainBill *f = frmMainBill::defaultInstance();
+    frmMainBill *f = frmMainBill::defaultInstance(s);
     f->resize(1000, 640);
     f->show();
     QApplication::setActiveWindow(f);
@@ -202,7 +204,7 @@ QString enterInvoice(const QString &out, Prompt::RecordingResponder &prompts, QS
 
     const QString pdf = QDir(out).filePath(QStringLiteral("采购发票.pdf"));
     QString error;
-    if (!exportBillPdf(pdf, &error) || !QFileInfo(pdf).isFile())
+    if (!exportBillPdf(s, pdf, &error) || !QFileInfo(pdf).isFile())
         fail(QStringLiteral("无法打印发票到 %1: %2").arg(pdf, error.isEmpty() ? QStringLiteral("没有默认打印模板") : error));
     written << pdf;
 
@@ -221,7 +223,7 @@ QString enterInvoice(const QString &out, Prompt::RecordingResponder &prompts, QS
 // while the list waits modally, pictures and exports it.
 void queryAndList(const QString &out, const QString &billNo, Prompt::RecordingResponder &prompts, QStringList &written)
 {
-    frmMainBillFind *dialog = frmMainBillFind::instance();
+    frmMainBillFind *dialog = frmMainBillFind::instance(componentSession());
     dialog->setUsesGrid(false);
     auto *range = child<QComboBox>(dialog, QStringLiteral("PC_1"));
     const int all = range->findText(QStringLiteral("全部"));
@@ -278,7 +280,7 @@ void queryAndList(const QString &out, const QString &billNo, Prompt::RecordingRe
 // supplier's bills open, and its export.
 void showUninvoiced(const QString &out, Prompt::RecordingResponder &prompts, QStringList &written)
 {
-    std::unique_ptr<frmUninvoiced> form = std::make_unique<frmUninvoiced>();
+    std::unique_ptr<frmUninvoiced> form = std::make_unique<frmUninvoiced>(componentSession());
     form->resize(1000, 560);
     form->show();
     prompts.clear();
@@ -347,7 +349,7 @@ int runTour(const QStringList &input)
     delete frmMainBillResult::existingInstance();
     delete frmMainBill::existingInstance();
     settle();
-    CloseConnection();
+    CloseConnection(componentSession());
     if (status == 0)
         for (const QString &path : written)
             std::printf("%s\n", qPrintable(path));

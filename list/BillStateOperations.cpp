@@ -163,9 +163,9 @@ StateOutcome BillStateOperations::unCancelBill()
 StateOutcome BillStateOperations::runRoutine(Routine routine)
 {
     StateOutcome outcome;
-    ConnectionScope scope;
+    ConnectionScope scope(m_session);
     try {
-        OpenConnection();
+        OpenConnection(m_session);
         checkAndApply(routine, outcome);
     } catch (const DbError &e) {
         // The transaction, if one was open, has been rolled back on the way.
@@ -177,7 +177,7 @@ StateOutcome BillStateOperations::runRoutine(Routine routine)
 
 void BillStateOperations::checkAndApply(Routine routine, StateOutcome &outcome)
 {
-    Session &s = session();
+    Session &s = m_session;
     Connection &conn = *s.gConn;
     const RoutineRules &rules = routine == Routine::Delete ? kDeleteRules
         : routine == Routine::UnCheck                      ? kUnCheckRules
@@ -257,7 +257,7 @@ void BillStateOperations::checkAndApply(Routine routine, StateOutcome &outcome)
 // (stock bills adjusted for bills that were not voided or deleted).
 std::optional<QString> BillStateOperations::applyStatements(Routine routine, const QString &billNumbers)
 {
-    Session &s = session();
+    Session &s = m_session;
     Connection &conn = *s.gConn;
     const QString ids = m_selection;
     switch (routine) {
@@ -298,7 +298,7 @@ std::optional<QString> BillStateOperations::applyStatements(Routine routine, con
 
 bool BillStateOperations::mayRun(ListCommand command, const ListGridState &grid) const
 {
-    if (!HasPrivilege(session().gRightPrefix + QString::fromLatin1(commandRules(command).rightCode)))
+    if (!HasPrivilege(m_session, m_session.gRightPrefix + QString::fromLatin1(commandRules(command).rightCode)))
         return false;
     return command != ListCommand::Delete || deleteMayAct(grid);
 }
@@ -320,7 +320,7 @@ StateOutcome BillStateOperations::runCommand(ListCommand command, const ListGrid
             // What the audit routine says when it finds none of the bills.
             outcome.messages.push_back({kReadError, Prompt::Exclamation});
         else
-            outcome.done = CheckBills(m_selection);
+            outcome.done = CheckBills(m_session, m_selection);
         break;
     }
 

@@ -23,6 +23,8 @@
 #include <optional>
 #include <vector>
 
+struct Session;
+
 enum class ListCommand { Delete, Audit, UnAudit, Void, UnVoid };
 
 // A message for the user: its text and its Prompt icon.
@@ -46,6 +48,12 @@ struct StateOutcome {
 
 class BillStateOperations {
 public:
+    // The operations run on `s`'s shared connection, for its user.
+    explicit BillStateOperations(Session &s)
+        : m_session(s)
+    {
+    }
+
     // The current selection: finterid values joined by ",". Built from the
     // grid by the menu commands; set directly by callers that already have it.
     const QString &selection() const { return m_selection; }
@@ -85,5 +93,6 @@ private:
     // when un-voiding would take a stock bill beyond its amount.
     std::optional<QString> applyStatements(Routine routine, const QString &billNumbers);
 
+    Session &m_session;
     QString m_selection;
 };

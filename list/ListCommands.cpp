@@ -10,12 +10,11 @@
 
 #include <QSet>
 
-std::optional<ListMessage> fillBillList(BillListModel &model, const QString &statement)
+std::optional<ListMessage> fillBillList(Session &s, BillListModel &model, const QString &statement)
 {
-    const Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         Connection &conn = *s.gConn;
         const QList<ListColumn> columns = readListColumns(conn, s.gBillTypeId, s.gLoginUserId, s.IsAdmin == 1);
         if (columns != model.columns())

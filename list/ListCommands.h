@@ -18,7 +18,7 @@ class BillListModel;
 // the shared connection, which is opened for the work and closed after it.
 // A database error gives its message (critical icon); a statement the
 // engine refuses leaves the rows the model held.
-std::optional<ListMessage> fillBillList(BillListModel &model, const QString &statement);
+std::optional<ListMessage> fillBillList(Session &s, BillListModel &model, const QString &statement);
 
 // The grid as the state operations see it: every model row (the totals row
 // last) with its finterid and whether it is selected; `currentRow` is the

@@ -33,10 +33,10 @@ const QString kLockKey = QStringLiteral("A1");
 constexpr std::int16_t kUserLayout = 1;
 } // namespace
 
-frmMainBillResult *frmMainBillResult::instance()
+frmMainBillResult *frmMainBillResult::instance(Session &s)
 {
     if (!g_instance)
-        g_instance = new frmMainBillResult;
+        g_instance = new frmMainBillResult(s);
     return g_instance;
 }
 
@@ -55,17 +55,16 @@ void frmMainBillResult::discardUnshownInstance()
     list->deleteLater();
 }
 
-QString frmMainBillResult::layoutKey()
+QString frmMainBillResult::layoutKey() const
 {
-    return QStringLiteral("frmMainBillResult") + QString::number(session().gBillTypeId) + QStringLiteral("C");
+    return QStringLiteral("frmMainBillResult") + QString::number(m_session.gBillTypeId) + QStringLiteral("C");
 }
 
 // ------------------------------------------------------------- Form_Load
 
-frmMainBillResult::frmMainBillResult(QWidget *parent)
-    : QDialog(parent)
+frmMainBillResult::frmMainBillResult(Session &s, QWidget *parent)
+    : QDialog(parent), m_session(s), m_operations(s)
 {
-    Session &s = session();
     setObjectName(QStringLiteral("frmMainBillResult"));
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowMinMaxButtonsHint
                    | Qt::WindowCloseButtonHint);
@@ -251,9 +250,9 @@ void frmMainBillResult::formActivate()
 {
     if (m_marker.isEmpty()) {
         TableViewGridColumns columns(m_grid);
-        LoadGridLayout(layoutKey(), columns, kUserLayout);
-        computeIniPath();
-        m_lockCols = ReadIni(kLockSection, kLockKey, QStringLiteral("0"));
+        LoadGridLayout(m_session, layoutKey(), columns, kUserLayout);
+        computeIniPath(m_session);
+        m_lockCols = ReadIni(m_session, kLockSection, kLockKey, QStringLiteral("0"));
         if (const std::optional<int> locked = lockedColumnCount(m_lockCols, m_model->columnCount()))
             m_grid->setFrozenColumns(*locked + 2);
         if (m_selectMode) {
@@ -290,10 +289,10 @@ void frmMainBillResult::unload()
     frmMainBillFind::releaseInstance();
     if (m_model->columnCount() > 0) {
         TableViewGridColumns columns(m_grid);
-        SaveGridLayout(layoutKey(), columns, kUserLayout);
+        SaveGridLayout(m_session, layoutKey(), columns, kUserLayout);
     }
-    session().gFromList = 0;
-    WriteIni(kLockSection, kLockKey, m_lockCols);
+    m_session.gFromList = 0;
+    WriteIni(m_session, kLockSection, kLockKey, m_lockCols);
 }
 
 // -------------------------------------------------------------- filling
@@ -308,8 +307,8 @@ bool frmMainBillResult::fillList(const QString &statement)
     for (int c = 0; c < before.size(); ++c)
         widths << m_grid->columnWidth(c);
 
-    if (std::optional<ListMessage> error = fillBillList(*m_model, statement)) {
-        Prompt::msgBox(error->text, error->icon, session().msgTitle);
+    if (std::optional<ListMessage> error = fillBillList(m_session, *m_model, statement)) {
+        Prompt::msgBox(error->text, error->icon, m_session.msgTitle);
         return false;
     }
     const double seconds = double(timer.nsecsElapsed()) / 1e9;

@@ -19,12 +19,13 @@ class QLineEdit;
 class QMenu;
 class QStatusBar;
 class QToolBar;
+struct Session;
 
 class frmMainBillResult : public QDialog {
     Q_OBJECT
 public:
     // The default instance, created when there is none.
-    static frmMainBillResult *instance();
+    static frmMainBillResult *instance(Session &s);
     // The default instance if it exists.
     static frmMainBillResult *existingInstance();
     // Lets go of a default instance that was filled but never shown (the
@@ -33,7 +34,7 @@ public:
     static void discardUnshownInstance();
 
     // Form_Load: builds the window for the session's list mode.
-    explicit frmMainBillResult(QWidget *parent = nullptr);
+    explicit frmMainBillResult(Session &s, QWidget *parent = nullptr);
     ~frmMainBillResult() override;
 
     // Fills the grid with the rows of the statement and writes lblTitle.
@@ -60,7 +61,7 @@ public:
     // The locked column count as the form keeps it (text, "0" by default).
     QString lockedColumns() const { return m_lockCols; }
     // The key of the grid's column layout.
-    static QString layoutKey();
+    QString layoutKey() const;
 
     // Commands (menus, toolbar and grid lead here).
     void MenuEditAdd_Click();
@@ -97,6 +98,8 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    Session &m_session;
+
     QAction *addCommand(const QString &name, const QString &caption, void (frmMainBillResult::*handler)());
     void vsf1_ContextMenu(const QPoint &viewportPos);
     // The editor's current-bill check; true when a bill row is current (the

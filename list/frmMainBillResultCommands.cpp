@@ -73,7 +73,7 @@ bool frmMainBillResult::currentBillCheck()
     const QString id = m_model->interIdText(current.row());
     if (id.isEmpty())
         return false;
-    Session &s = session();
+    Session &s = m_session;
     s.gCurInterId = id.toInt();
     s.gBillMode = 1;
     s.gFromList = 1;
@@ -91,8 +91,8 @@ void frmMainBillResult::openEditor()
 
 void frmMainBillResult::MenuEditAdd_Click()
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("01")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("01")))
         return;
     s.gBillMode = 0;
     s.gFromList = 1;
@@ -105,8 +105,8 @@ void frmMainBillResult::MenuEditAdd_Click()
 
 void frmMainBillResult::MenuEditUpdate_Click()
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("02")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("02")))
         return;
     if (s.gIsSelectMode == 1 || !currentBillCheck())
         return;
@@ -115,7 +115,7 @@ void frmMainBillResult::MenuEditUpdate_Click()
 
 void frmMainBillResult::vsf1_DblClick()
 {
-    if (session().gIsSelectMode == 1 || !currentBillCheck())
+    if (m_session.gIsSelectMode == 1 || !currentBillCheck())
         return;
     openEditor();
 }
@@ -127,13 +127,13 @@ void frmMainBillResult::runStateCommand(ListCommand command)
     if (!m_operations.mayRun(command, grid))
         return;
     if (command == ListCommand::Delete
-        && Prompt::msgBox(BillStateOperations::kConfirmDelete, Prompt::YesNo, Prompt::Question, session().msgTitle) != Prompt::Yes)
+        && Prompt::msgBox(BillStateOperations::kConfirmDelete, Prompt::YesNo, Prompt::Question, m_session.msgTitle) != Prompt::Yes)
         return;
     const StateOutcome outcome = m_operations.runCommand(command, grid);
     if (command == ListCommand::Delete)
         m_billNumbers->setText(outcome.billNumbers);
     for (const ListMessage &message : outcome.messages)
-        Prompt::msgBox(message.text, message.icon, session().msgTitle);
+        Prompt::msgBox(message.text, message.icon, m_session.msgTitle);
     if (!outcome.done)
         return;
     requery(false);
@@ -148,12 +148,12 @@ void frmMainBillResult::MenuEditUnCancel_Click() { runStateCommand(ListCommand::
 
 void frmMainBillResult::requery(bool rebuildSeek)
 {
-    frmMainBillFind *dialog = frmMainBillFind::instance();
-    QString seek = session().gSeekSql;
+    frmMainBillFind *dialog = frmMainBillFind::instance(m_session);
+    QString seek = m_session.gSeekSql;
     if (rebuildSeek) {
         try {
             seek = dialog->seekSQL();
-            session().gSeekSql = seek;
+            m_session.gSeekSql = seek;
         } catch (const ConversionError &) {
             // The grid cannot be read: keep the condition of the last query.
         }
@@ -173,7 +173,7 @@ void frmMainBillResult::filter()
     const GridPosition position = gridPosition();
     // A new query refills this list, which stays open; closing the dialog
     // keeps it loaded for the refills.
-    frmMainBillFind *dialog = frmMainBillFind::instance();
+    frmMainBillFind *dialog = frmMainBillFind::instance(m_session);
     QueryOpener opener;
     opener.fill = [this](const QueryChoice &choice) { return fillList(choice.statement); };
     opener.closing = [] { return true; };
@@ -187,7 +187,7 @@ void frmMainBillResult::returnSelection(bool withSecondList)
     const std::optional<SelectionReturn> chosen = selectionReturn(*m_model, selectedRowFlags());
     if (!chosen)
         return;
-    Session &s = session();
+    Session &s = m_session;
     s.gReturnString = chosen->ids;
     s.gReturnString1 = withSecondList ? chosen->billNumbers : QString();
     MenuFileExit_Click();
@@ -198,8 +198,8 @@ void frmMainBillResult::MenuEditDown_Click() { returnSelection(true); }
 
 void frmMainBillResult::exportTo(bool spreadsheet)
 {
-    Session &s = session();
-    if (spreadsheet && !HasPrivilege(s.gRightPrefix + QStringLiteral("19")))
+    Session &s = m_session;
+    if (spreadsheet && !HasPrivilege(s, s.gRightPrefix + QStringLiteral("19")))
         return;
     const QString filter = spreadsheet ? QStringLiteral("Excel文件(*.xlsx)|*.xlsx") : QStringLiteral("文本文件(*.txt)|*.txt");
     QString file = Prompt::saveFileName(spreadsheet ? QStringLiteral("导出到Excel") : QStringLiteral("导出到文本文件"), filter);
@@ -220,14 +220,14 @@ void frmMainBillResult::exportTo(bool spreadsheet)
 }
 
 void frmMainBillResult::MenuExcel_Click() { exportTo(true); }
-void frmMainBillResult::menuBatchPdf_Click() { menuBatchPdf(selectedBillIds(*m_model, selectedRowFlags()), this); }
-void frmMainBillResult::menuBatchPrint_Click() { menuBatchPrint(selectedBillIds(*m_model, selectedRowFlags()), this); }
+void frmMainBillResult::menuBatchPdf_Click() { menuBatchPdf(m_session, selectedBillIds(*m_model, selectedRowFlags()), this); }
+void frmMainBillResult::menuBatchPrint_Click() { menuBatchPrint(m_session, selectedBillIds(*m_model, selectedRowFlags()), this); }
 void frmMainBillResult::MenuText_Click() { exportTo(false); }
-void frmMainBillResult::menuUninvoiced_Click() { frmUninvoiced::showForm(); }
+void frmMainBillResult::menuUninvoiced_Click() { frmUninvoiced::showForm(m_session); }
 
 void frmMainBillResult::MenuLockCol_Click()
 {
-    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), session().msgTitle);
+    const std::optional<QString> answer = Prompt::inputBox(QStringLiteral("请输入锁定列数(整型)"), m_session.msgTitle);
     if (!answer)
         return;
     const std::optional<int> count = lockedColumnCount(*answer, m_model->columnCount());
@@ -240,7 +240,7 @@ void frmMainBillResult::MenuLockCol_Click()
 void frmMainBillResult::MenuRestoreColWidth_Click()
 {
     TableViewGridColumns columns(m_grid);
-    LoadGridLayout(layoutKey(), columns, kDesignedLayout);
+    LoadGridLayout(m_session, layoutKey(), columns, kDesignedLayout);
 }
 
 void frmMainBillResult::MenuFileExit_Click()

@@ -164,10 +164,10 @@ namespace {
 QPointer<frmUninvoiced> g_instance;
 }
 
-frmUninvoiced *frmUninvoiced::instance()
+frmUninvoiced *frmUninvoiced::instance(Session &s)
 {
     if (!g_instance) {
-        g_instance = new frmUninvoiced;
+        g_instance = new frmUninvoiced(s);
         g_instance->setAttribute(Qt::WA_DeleteOnClose);
     }
     return g_instance;
@@ -178,15 +178,15 @@ frmUninvoiced *frmUninvoiced::existingInstance()
     return g_instance;
 }
 
-void frmUninvoiced::showForm()
+void frmUninvoiced::showForm(Session &s)
 {
-    frmUninvoiced *form = instance();
+    frmUninvoiced *form = instance(s);
     form->cmdQuery_Click();
     ::showForm(form, true);
 }
 
-frmUninvoiced::frmUninvoiced(QWidget *parent)
-    : QDialog(parent)
+frmUninvoiced::frmUninvoiced(Session &s, QWidget *parent)
+    : QDialog(parent), m_session(s)
 {
     setObjectName(QStringLiteral("frmUninvoiced"));
     setWindowTitle(QStringLiteral("已入库未开票"));
@@ -263,11 +263,11 @@ QAbstractItemModel *frmUninvoiced::model() const
 
 std::vector<UninvoicedBill> frmUninvoiced::readBills(const UninvoicedSupplier &supplier)
 {
-    Session &s = session();
+    Session &s = m_session;
     try {
         WaitCursor wait;
-        ConnectionScope scope;
-        OpenConnection();
+        ConnectionScope scope(s);
+        OpenConnection(s);
         return readUninvoicedBills(*s.gConn, supplier, m_filter.asOf);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -277,13 +277,13 @@ std::vector<UninvoicedBill> frmUninvoiced::readBills(const UninvoicedSupplier &s
 
 bool frmUninvoiced::cmdQuery_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     const UninvoicedFilter filter{txtSupplier->text().trimmed(), dtpAsOf->date()};
     UninvoicedTotals totals;
     try {
         WaitCursor wait;
-        ConnectionScope scope;
-        OpenConnection();
+        ConnectionScope scope(s);
+        OpenConnection(s);
         totals = readUninvoicedTotals(*s.gConn, filter);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -301,8 +301,8 @@ bool frmUninvoiced::cmdQuery_Click()
 
 void frmUninvoiced::cmdExcel_Click()
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("19")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("19")))
         return;
     QString file = Prompt::saveFileName(QStringLiteral("导出到Excel"), QStringLiteral("Excel文件(*.xlsx)|*.xlsx"));
     if (file.trimmed().isEmpty())
@@ -317,8 +317,8 @@ void frmUninvoiced::cmdExcel_Click()
         // million bills is never held whole.
         XlsxRowWriter book(file);
         {
-            ConnectionScope scope;
-            OpenConnection();
+            ConnectionScope scope(s);
+            OpenConnection(s);
             uninvoicedSheetRows(*s.gConn, m_totals, m_filter.asOf, [&book](const QStringList &row) { book.add(row); });
         }
         written = book.close(&error);
@@ -342,8 +342,8 @@ void frmUninvoiced::vsf1_DblClick(const QModelIndex &at)
     const UninvoicedBill *bill = m_model->billOf(at);
     if (!bill)
         return;
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("01")))
+    Session &s = m_session;
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("01")))
         return;
     const QString supplierId = m_totals.suppliers[size_t(m_model->supplierOf(at))].supplierId;
     const QString stockBillId = bill->stockBillId;

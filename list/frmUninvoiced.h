@@ -14,17 +14,18 @@ class QLabel;
 class QLineEdit;
 class QTreeView;
 class UninvoicedModel;
+struct Session;
 
 class frmUninvoiced : public QDialog {
     Q_OBJECT
 public:
     // The default instance, created when there is none.
-    static frmUninvoiced *instance();
+    static frmUninvoiced *instance(Session &s);
     static frmUninvoiced *existingInstance();
     // Shows the default instance modally, filled for today.
-    static void showForm();
+    static void showForm(Session &s);
 
-    explicit frmUninvoiced(QWidget *parent = nullptr);
+    explicit frmUninvoiced(Session &s, QWidget *parent = nullptr);
     ~frmUninvoiced() override;
 
     const UninvoicedTotals &totals() const { return m_totals; }
@@ -44,6 +45,8 @@ public:
     void vsf1_Expanded(const QModelIndex &at);
 
 private:
+    Session &m_session;
+
     // A supplier's bills for the tree; none (a message has been shown) when
     // the database refused.
     std::vector<UninvoicedBill> readBills(const UninvoicedSupplier &supplier);

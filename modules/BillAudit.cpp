@@ -80,12 +80,11 @@ AuditOutcome auditBills(Connection &conn, const QString &ids, const QString &che
     return {false, kReadError};
 }
 
-bool CheckBills(const QString &ids)
+bool CheckBills(Session &s, const QString &ids)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         const AuditOutcome outcome = auditBills(*s.gConn, ids, s.gLoginUserId, s.gPeriodStartDate);
         if (!outcome.audited)
             Prompt::msgBox(outcome.refusal, Prompt::Exclamation, s.msgTitle);

@@ -9,12 +9,14 @@
 
 #include <optional>
 
+struct Session;
+
 // Audits the bills of `ids` (finterid values joined by commas) as the logged-in
 // user. True when all of them were audited. Otherwise nothing was changed and a
 // message has been shown: a refused bill or an unknown list with the
 // exclamation icon, a database error with the critical icon. The connection is
 // closed on every path.
-bool CheckBills(const QString &ids);
+bool CheckBills(Session &s, const QString &ids);
 
 // True when a bill's fcancellation marks it void: 1 in an integer column, or
 // true / -1 from a yes/no column.

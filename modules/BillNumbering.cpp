@@ -24,7 +24,7 @@ QString yearText(int year, qint64 digits)
 
 QString render(Session &s, std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial)
 {
-    OpenConnection();
+    OpenConnection(s);
     QString number;
     qint64 yearDigits = 2;
 
@@ -59,10 +59,9 @@ QString render(Session &s, std::int16_t typeId, const QDate &billDate, std::int1
 }
 } // namespace
 
-QString MakeBillNo(std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial)
+QString MakeBillNo(Session &s, std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
         return render(s, typeId, billDate, keepSerial);
     } catch (const DbError &e) {

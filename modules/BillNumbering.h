@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+struct Session;
+
 // typeId: the bill kind whose template and counter are read (callers pass
 // gBillTypeId). keepSerial 0 draws a new sequence into gBillSerial; non-zero
 // renders the template again with the gBillSerial drawn last time. Sets
@@ -17,4 +19,4 @@
 // sequence.
 // Returns "" when the kind has no template row, or after a database error
 // (shown with the critical icon; the connection is closed).
-QString MakeBillNo(std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial);
+QString MakeBillNo(Session &s, std::int16_t typeId, const QDate &billDate, std::int16_t keepSerial);

@@ -51,10 +51,9 @@ struct LookupResult {
     QString a1, b1, c1, d1, e1, f1, g1, h1, hNumber1, hName1;
 };
 
-std::optional<LookupResult> lookup(std::int16_t source, std::int16_t classId, const QString &number)
+std::optional<LookupResult> lookup(Session &s, std::int16_t source, std::int16_t classId, const QString &number)
 {
-    Session &s = session();
-    OpenConnection();
+    OpenConnection(s);
     const QString sql = statementFor(source, classId);
     if (sql.isEmpty())
         throw DbError(QStringLiteral("未设置命令文本: 未知的代码来源 %1").arg(source));
@@ -87,14 +86,13 @@ std::optional<LookupResult> lookup(std::int16_t source, std::int16_t classId, co
 }
 } // namespace
 
-bool SeekCode(std::int16_t source, std::int16_t classId, const QString &number)
+bool SeekCode(Session &s, std::int16_t source, std::int16_t classId, const QString &number)
 {
-    Session &s = session();
     std::optional<LookupResult> found;
     {
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         try {
-            found = lookup(source, classId, number);
+            found = lookup(s, source, classId, number);
         } catch (const DbError &e) {
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
             return false;

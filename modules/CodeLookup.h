@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+struct Session;
+
 // source 1: the master-data tree tblItem (classId 3 = goods, read through
 // vICItem with the goods attributes of icitem); source 2: tblsubtype.
 // The number is matched exactly. Returns true when a usable record exists;
@@ -12,4 +14,4 @@
 // result fields are only written on success, all at once. A database error
 // (including an unknown source) is shown with the critical icon and returns
 // false; the connection is closed on every path.
-bool SeekCode(std::int16_t source, std::int16_t classId, const QString &number);
+bool SeekCode(Session &s, std::int16_t source, std::int16_t classId, const QString &number);

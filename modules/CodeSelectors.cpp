@@ -31,14 +31,13 @@ enum BasicColumn { BasicNumber, BasicName, BasicColumnCount };
 // caller already holds open is used and left open; otherwise it is opened
 // for the work and closed afterwards, on every path.
 template <typename Work>
-auto onSharedConnection(Work work)
+auto onSharedConnection(Session &s, Work work)
 {
-    Session &s = session();
     const bool wasOpen = bool(s.gConn);
     if (wasOpen)
         return work(*s.gConn);
-    OpenConnection();
-    ConnectionScope scope;
+    OpenConnection(s);
+    ConnectionScope scope(s);
     return work(*s.gConn);
 }
 
@@ -46,18 +45,18 @@ auto onSharedConnection(Work work)
 // when the string is empty or the session's own, otherwise a connection of
 // its own for the duration of the work.
 template <typename Work>
-auto onDatabase(const QString &connectionString, Work work)
+auto onDatabase(Session &s, const QString &connectionString, Work work)
 {
-    if (connectionString.isEmpty() || connectionString == session().DBConnectionString)
-        return onSharedConnection(work);
+    if (connectionString.isEmpty() || connectionString == s.DBConnectionString)
+        return onSharedConnection(s, work);
     Connection conn(connectionString);
     conn.open();
     return work(conn);
 }
 
-void showDbError(const DbError &e)
+void showDbError(const Session &s, const DbError &e)
 {
-    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+    Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
 }
 } // namespace
 
@@ -145,8 +144,8 @@ std::vector<int> filterCodeRows(const std::vector<CodeRow> &rows, const QString 
 
 // ---------------------------------------------------------------------------
 
-CodeListModel::CodeListModel(Kind kind, QObject *parent)
-    : QAbstractTableModel(parent), m_kind(kind)
+CodeListModel::CodeListModel(Kind kind, int priceDecimals, QObject *parent)
+    : QAbstractTableModel(parent), m_kind(kind), m_priceDecimals(qBound(0, priceDecimals, Amount::Decimals))
 {
 }
 
@@ -202,7 +201,7 @@ QVariant CodeListModel::data(const QModelIndex &index, int role) const
         // Shown with the workstation's price decimals; the exact value stays
         // in the row.
         const std::optional<Amount> price = Amount::parse(row->price);
-        return price ? price->toFixed(qBound(0, int(session().intPriceNumber), Amount::Decimals)) : QString();
+        return price ? price->toFixed(m_priceDecimals) : QString();
     }
     default: return {};
     }
@@ -223,7 +222,7 @@ QVariant CodeListModel::headerData(int section, Qt::Orientation orientation, int
 
 // ---------------------------------------------------------------------------
 
-CodeSelectorDialog::CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent)
+CodeSelectorDialog::CodeSelectorDialog(CodeListModel::Kind kind, int priceDecimals, QWidget *parent)
     : QDialog(parent)
 {
     const bool goods = kind == CodeListModel::Kind::Goods;
@@ -239,7 +238,7 @@ CodeSelectorDialog::CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent
     m_search->setClearButtonEnabled(true);
     label->setBuddy(m_search);
 
-    m_model = new CodeListModel(kind, this);
+    m_model = new CodeListModel(kind, priceDecimals, this);
     m_list = new QTableView(this);
     m_list->setObjectName(QStringLiteral("lstCodes"));
     m_list->setModel(m_model);
@@ -304,39 +303,40 @@ CodeSelectorDialog::CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent
     m_search->setFocus();
 }
 
-CodeSelectorDialog *CodeSelectorDialog::forGoods(const QString &seekColumn, const QString &connectionString, QWidget *parent)
+CodeSelectorDialog *CodeSelectorDialog::forGoods(Session &s, const QString &seekColumn, const QString &connectionString,
+                                                 QWidget *parent)
 {
-    auto *dialog = new CodeSelectorDialog(CodeListModel::Kind::Goods, parent);
+    auto *dialog = new CodeSelectorDialog(CodeListModel::Kind::Goods, s.intPriceNumber, parent);
     std::vector<CodeRow> rows;
     {
         WaitCursor wait;
         try {
-            rows = onDatabase(connectionString, [&](Connection &conn) { return readGoods(conn, seekColumn); });
+            rows = onDatabase(s, connectionString, [&](Connection &conn) { return readGoods(conn, seekColumn); });
         } catch (const DbError &e) {
             rows.clear();
-            showDbError(e);
+            showDbError(s, e);
         }
     }
     dialog->setRows(std::move(rows));
     return dialog;
 }
 
-CodeSelectorDialog *CodeSelectorDialog::forBasicData(int itemClassId, QWidget *parent)
+CodeSelectorDialog *CodeSelectorDialog::forBasicData(Session &s, int itemClassId, QWidget *parent)
 {
-    auto *dialog = new CodeSelectorDialog(CodeListModel::Kind::BasicData, parent);
+    auto *dialog = new CodeSelectorDialog(CodeListModel::Kind::BasicData, s.intPriceNumber, parent);
     std::vector<CodeRow> rows;
     QString caption;
     {
         WaitCursor wait;
         try {
-            onSharedConnection([&](Connection &conn) {
+            onSharedConnection(s, [&](Connection &conn) {
                 rows = readBasicData(conn, itemClassId);
                 caption = basicDataCaption(conn, itemClassId);
                 return 0;
             });
         } catch (const DbError &e) {
             rows.clear();
-            showDbError(e);
+            showDbError(s, e);
         }
     }
     if (!caption.isEmpty())
@@ -423,12 +423,13 @@ std::optional<SelectedCode> runSelector(CodeSelectorDialog *dialog)
 }
 } // namespace
 
-std::optional<SelectedCode> DefaultCodeSelector::selectGoods(const QString &seekColumn, const QString &connectionString, QWidget *parent)
+std::optional<SelectedCode> DefaultCodeSelector::selectGoods(Session &s, const QString &seekColumn, const QString &connectionString,
+                                                             QWidget *parent)
 {
-    return runSelector(CodeSelectorDialog::forGoods(seekColumn, connectionString, parent));
+    return runSelector(CodeSelectorDialog::forGoods(s, seekColumn, connectionString, parent));
 }
 
-std::optional<SelectedCode> DefaultCodeSelector::selectBasicData(int itemClassId, QWidget *parent)
+std::optional<SelectedCode> DefaultCodeSelector::selectBasicData(Session &s, int itemClassId, QWidget *parent)
 {
-    return runSelector(CodeSelectorDialog::forBasicData(itemClassId, parent));
+    return runSelector(CodeSelectorDialog::forBasicData(s, itemClassId, parent));
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 class Connection;
+struct Session;
 class QLineEdit;
 class QTableView;
 
@@ -29,16 +30,16 @@ public:
     // user's search looks at besides number, name and model (gSeekItem);
     // `connectionString` is the database to read (empty: the session's).
     // No value when the user cancels.
-    virtual std::optional<SelectedCode> selectGoods(const QString &seekColumn, const QString &connectionString, QWidget *parent) = 0;
+    virtual std::optional<SelectedCode> selectGoods(Session &s, const QString &seekColumn, const QString &connectionString, QWidget *parent) = 0;
     // Detail codes of one class of tblItem (suppliers, departments, ...).
-    virtual std::optional<SelectedCode> selectBasicData(int itemClassId, QWidget *parent) = 0;
+    virtual std::optional<SelectedCode> selectBasicData(Session &s, int itemClassId, QWidget *parent) = 0;
 };
 
 // The dialogs below.
 class DefaultCodeSelector : public CodeSelector {
 public:
-    std::optional<SelectedCode> selectGoods(const QString &seekColumn, const QString &connectionString, QWidget *parent) override;
-    std::optional<SelectedCode> selectBasicData(int itemClassId, QWidget *parent) override;
+    std::optional<SelectedCode> selectGoods(Session &s, const QString &seekColumn, const QString &connectionString, QWidget *parent) override;
+    std::optional<SelectedCode> selectBasicData(Session &s, int itemClassId, QWidget *parent) override;
 };
 
 // Installs the host's selector (not owned); nullptr restores the default.
@@ -77,7 +78,8 @@ class CodeListModel : public QAbstractTableModel {
     Q_OBJECT
 public:
     enum class Kind { Goods, BasicData };
-    explicit CodeListModel(Kind kind, QObject *parent = nullptr);
+    // Prices are shown with `priceDecimals` decimals (the workstation's).
+    CodeListModel(Kind kind, int priceDecimals, QObject *parent = nullptr);
 
     void setRows(std::vector<CodeRow> rows);
     // Shows only the rows that match the text.
@@ -92,6 +94,7 @@ public:
 
 private:
     Kind m_kind;
+    int m_priceDecimals;
     std::vector<CodeRow> m_rows;
     std::vector<int> m_shown;
 };
@@ -104,9 +107,10 @@ class CodeSelectorDialog : public QDialog {
     Q_OBJECT
 public:
     // Reads the goods of vICItem on `connectionString` (empty: the session's).
-    static CodeSelectorDialog *forGoods(const QString &seekColumn, const QString &connectionString, QWidget *parent = nullptr);
+    static CodeSelectorDialog *forGoods(Session &s, const QString &seekColumn, const QString &connectionString,
+                                        QWidget *parent = nullptr);
     // Reads the codes of the class on the session's shared connection.
-    static CodeSelectorDialog *forBasicData(int itemClassId, QWidget *parent = nullptr);
+    static CodeSelectorDialog *forBasicData(Session &s, int itemClassId, QWidget *parent = nullptr);
 
     // Number of rows the list shows; the current one (-1 when none).
     int shownRows() const;
@@ -122,7 +126,7 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    CodeSelectorDialog(CodeListModel::Kind kind, QWidget *parent);
+    CodeSelectorDialog(CodeListModel::Kind kind, int priceDecimals, QWidget *parent);
     void setRows(std::vector<CodeRow> rows);
     void txtSearch_Change();
 

@@ -20,22 +20,25 @@ qint64 nowMs()
 
 // Closes the idle connection once its minute is up, when an event loop
 // runs; otherwise the next OpenConnection finds it expired.
-void scheduleIdleExpiry()
+// The timer belongs to the session, so that it goes with a session that
+// ends first.
+void scheduleIdleExpiry(Session &s)
 {
     QCoreApplication *app = QCoreApplication::instance();
     if (!app || QThread::currentThread() != app->thread())
         return;
-    const qint64 parkedAt = session().idleSinceMs;
-    QTimer::singleShot(kIdleLimitMs, app, [parkedAt] {
-        if (session().idleConn && session().idleSinceMs == parkedAt)
-            ReleaseIdleConnection();
+    if (!s.idleTimers)
+        s.idleTimers = std::make_unique<QObject>();
+    const qint64 parkedAt = s.idleSinceMs;
+    QTimer::singleShot(kIdleLimitMs, s.idleTimers.get(), [&s, parkedAt] {
+        if (s.idleConn && s.idleSinceMs == parkedAt)
+            ReleaseIdleConnection(s);
     });
 }
 } // namespace
 
-bool OpenConnection()
+bool OpenConnection(Session &s)
 {
-    Session &s = session();
     if (s.gConn)
         return true;
     if (s.idleConn) {
@@ -53,9 +56,8 @@ bool OpenConnection()
     return true;
 }
 
-void CloseConnection()
+void CloseConnection(Session &s)
 {
-    Session &s = session();
     if (!s.gConn)
         return;
     std::unique_ptr<Connection> conn = std::move(s.gConn);
@@ -65,16 +67,15 @@ void CloseConnection()
         conn->close();
         return;
     }
-    ReleaseIdleConnection();
+    ReleaseIdleConnection(s);
     s.idleConn = std::move(conn);
     s.idleConnString = s.DBConnectionString;
     s.idleSinceMs = nowMs();
-    scheduleIdleExpiry();
+    scheduleIdleExpiry(s);
 }
 
-void ReleaseIdleConnection()
+void ReleaseIdleConnection(Session &s)
 {
-    Session &s = session();
     if (!s.idleConn)
         return;
     s.idleConn->close();

@@ -11,21 +11,29 @@
 // it). A connection on which a command failed is closed, never kept.
 #include <QString>
 
-// Opens session().gConn with DBConnectionString unless it is open already.
+struct Session;
+
+// Opens s.gConn with DBConnectionString unless it is open already.
 // Returns true; a failure to open throws DbError to the caller.
-bool OpenConnection();
+bool OpenConnection(Session &s);
 // Ends the unit of work on the shared connection; harmless when it is
 // closed. A connection left inside a transaction is really closed (rolled
 // back), never kept; so is one on which the engine failed a command.
-void CloseConnection();
+void CloseConnection(Session &s);
 // Really closes the connection kept idle, if any.
-void ReleaseIdleConnection();
+void ReleaseIdleConnection(Session &s);
 
 // Closes the shared connection when it goes out of scope, on every path.
 class ConnectionScope {
 public:
-    ConnectionScope() = default;
-    ~ConnectionScope() { CloseConnection(); }
+    explicit ConnectionScope(Session &s)
+        : m_session(s)
+    {
+    }
+    ~ConnectionScope() { CloseConnection(m_session); }
     ConnectionScope(const ConnectionScope &) = delete;
     ConnectionScope &operator=(const ConnectionScope &) = delete;
+
+private:
+    Session &m_session;
 };

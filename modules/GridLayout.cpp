@@ -7,9 +7,9 @@
 #include "platform/Prompt.h"
 
 namespace {
-void reportError(const DbError &e)
+void reportError(const Session &s, const DbError &e)
 {
-    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+    Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
 }
 
 // The grid's name inside its quotes: single quotes doubled, so that a name
@@ -21,12 +21,11 @@ QString quotedName(const QString &name)
 }
 } // namespace
 
-bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
+bool SaveGridLayout(Session &s, const QString &name, GridColumns &grid, std::int16_t type)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         Connection &conn = *s.gConn;
         // Nothing of a failed save may remain: the old layout stays whole.
         Transaction transaction(conn);
@@ -44,17 +43,16 @@ bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
         transaction.commit();
         return true;
     } catch (const DbError &e) {
-        reportError(e);
+        reportError(s, e);
         return false;
     }
 }
 
-bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
+bool LoadGridLayout(Session &s, const QString &name, GridColumns &grid, std::int16_t type)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         Connection &conn = *s.gConn;
         Recordset rs = conn.openRecordset(QStringLiteral("select fsequence,fwidth from t_GS_tableInfo where ftablename='") + quotedName(name)
                                           + QStringLiteral("'") + QStringLiteral(" and ftype=") + QString::number(type)
@@ -78,7 +76,7 @@ bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type)
         }
         return true;
     } catch (const DbError &e) {
-        reportError(e);
+        reportError(s, e);
         return false;
     }
 }

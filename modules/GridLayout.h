@@ -7,11 +7,13 @@
 
 #include <cstdint>
 
+struct Session;
+
 // Replaces the stored layout `type` of grid `name` by the grid's current
 // widths, in one transaction. Returns true when stored; a database error is
 // shown with the critical icon, the transaction rolled back, and false
 // returned.
-bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type);
+bool SaveGridLayout(Session &s, const QString &name, GridColumns &grid, std::int16_t type);
 
 // Applies the stored widths of layout `type` to the grid; stored columns the
 // grid does not have are skipped, columns without a stored width keep theirs.
@@ -19,4 +21,4 @@ bool SaveGridLayout(const QString &name, GridColumns &grid, std::int16_t type);
 // current widths are recorded as layout 0 (whatever type was asked for).
 // Returns true unless a database error occurred (shown with the critical
 // icon). The connection is closed on every path.
-bool LoadGridLayout(const QString &name, GridColumns &grid, std::int16_t type);
+bool LoadGridLayout(Session &s, const QString &name, GridColumns &grid, std::int16_t type);

@@ -5,9 +5,8 @@
 #include "platform/DbError.h"
 #include "platform/Prompt.h"
 
-bool HasPrivilege(const QString &code)
+bool HasPrivilege(Session &s, const QString &code)
 {
-    Session &s = session();
     if (s.IsAdmin == 1)
         return true;
     // The user id is a number and goes into the statement unquoted.
@@ -15,7 +14,7 @@ bool HasPrivilege(const QString &code)
         + QStringLiteral("  and fNumber='") + code + QStringLiteral("'");
     bool granted = false;
     try {
-        OpenConnection();
+        OpenConnection(s);
         granted = !s.gConn->openRecordset(sql).eof();
     } catch (const DbError &e) {
         // On this path the shared connection stays open until the next
@@ -23,6 +22,6 @@ bool HasPrivilege(const QString &code)
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
         return false;
     }
-    CloseConnection();
+    CloseConnection(s);
     return granted;
 }

@@ -1,9 +1,11 @@
 #pragma once
 // The component's session: the settings the host wrote, the identity of the
 // bill kind, the current accounting year and period, and the call-mode fields
-// that each public method sets before it shows a form. One instance per
-// process, shared by every form and routine.
+// that each public method sets before it shows a form. The component owns one
+// and hands it to every form and routine it opens; tests make their own.
 #include "platform/Connection.h"
+
+#include <QObject>
 
 #include <QDate>
 #include <QString>
@@ -44,6 +46,7 @@ struct Session {
     std::unique_ptr<Connection> idleConn;
     QString idleConnString;
     qint64 idleSinceMs = 0;
+    std::unique_ptr<QObject> idleTimers; // owns the idle connection's expiry timer
     QString gBillName = QStringLiteral("采购发票");
     std::int16_t gBillTypeId = 71;
     QString gViewName = QStringLiteral("vPurFP");
@@ -82,7 +85,3 @@ struct Session {
     QString gItemHNumber1, gItemHName1;
 };
 
-// The process-wide session.
-Session &session();
-// Puts every field back to its value before start-up (tests).
-void resetSession();

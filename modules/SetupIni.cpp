@@ -5,9 +5,8 @@
 
 #include <QDir>
 
-QString computeIniPath()
+QString computeIniPath(Session &s)
 {
-    Session &s = session();
     QString folder = s.gAppPath;
     if (folder.isEmpty()) {
         QString base = qEnvironmentVariable("XDG_DATA_HOME");
@@ -21,20 +20,19 @@ QString computeIniPath()
     return s.gIniPath;
 }
 
-QString IniPath()
+QString IniPath(Session &s)
 {
-    Session &s = session();
     if (s.gIniPath.isEmpty())
-        computeIniPath();
+        computeIniPath(s);
     return s.gIniPath;
 }
 
-QString ReadIni(const QString &section, const QString &key, const QString &defaultValue)
+QString ReadIni(Session &s, const QString &section, const QString &key, const QString &defaultValue)
 {
     constexpr int kBufferSize = 144;
-    const QString stored = IniFile(IniPath()).value(section, key).value_or(QString());
+    const QString stored = IniFile(IniPath(s)).value(section, key).value_or(QString());
     if (stored.isEmpty()) {
-        WriteIni(section, key, defaultValue);
+        WriteIni(s, section, key, defaultValue);
         return defaultValue;
     }
     QString result;
@@ -47,7 +45,7 @@ QString ReadIni(const QString &section, const QString &key, const QString &defau
     return result;
 }
 
-void WriteIni(const QString &section, const QString &key, const QString &value)
+void WriteIni(Session &s, const QString &section, const QString &key, const QString &value)
 {
-    IniFile(IniPath()).setValue(section, key, value);
+    IniFile(IniPath(s)).setValue(section, key, value);
 }

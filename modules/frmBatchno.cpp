@@ -21,13 +21,12 @@ namespace {
 enum Column { ColBatchNo, ColBatch, ColUnit, ColQty, ColumnCount };
 } // namespace
 
-std::vector<BatchRow> loadBatchRows(const QString &itemId)
+std::vector<BatchRow> loadBatchRows(Session &s, const QString &itemId)
 {
-    Session &s = session();
     WaitCursor wait;
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         return readBatchRows(*s.gConn, itemId);
     } catch (const DbError &e) {
         Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -89,8 +88,8 @@ QVariant BatchTableModel::headerData(int section, Qt::Orientation orientation, i
     }
 }
 
-frmBatchno::frmBatchno(QWidget *parent)
-    : QDialog(parent)
+frmBatchno::frmBatchno(Session &s, QWidget *parent)
+    : QDialog(parent), m_session(s)
 {
     setObjectName(QStringLiteral("frmBatchno"));
     setWindowTitle(QStringLiteral("选择批号"));
@@ -175,7 +174,7 @@ QString frmBatchno::cellText(int gridRow, int column) const
 
 void frmBatchno::loadRows()
 {
-    m_model->setRows(loadBatchRows(session().gBatchItemId));
+    m_model->setRows(loadBatchRows(m_session, m_session.gBatchItemId));
     if (!m_model->rows().empty())
         setCurrentRow(1);
 }
@@ -192,7 +191,7 @@ void frmBatchno::choose()
     const int row = currentRow();
     if (gridRows() <= 1 || row == 0)
         return;
-    session().gBatchNo = cellText(row, ColBatchNo);
+    m_session.gBatchNo = cellText(row, ColBatchNo);
     accept();
 }
 
@@ -216,8 +215,8 @@ bool frmBatchno::eventFilter(QObject *watched, QEvent *event)
     return QDialog::eventFilter(watched, event);
 }
 
-bool showBatchPicker(QWidget *parent)
+bool showBatchPicker(Session &s, QWidget *parent)
 {
-    frmBatchno form(parent);
+    frmBatchno form(s, parent);
     return form.exec() == QDialog::Accepted;
 }

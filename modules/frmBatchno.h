@@ -11,13 +11,14 @@
 #include <vector>
 
 class Connection;
+struct Session;
 class QLineEdit;
 class QTableView;
 
 // Reads them on the session's shared connection, which is opened for the read
 // and closed afterwards. A database error is shown with the critical icon and
 // gives no rows.
-std::vector<BatchRow> loadBatchRows(const QString &itemId);
+std::vector<BatchRow> loadBatchRows(Session &s, const QString &itemId);
 class BatchTableModel : public QAbstractTableModel {
     Q_OBJECT
 public:
@@ -38,7 +39,7 @@ class frmBatchno : public QDialog {
     Q_OBJECT
 public:
     // Fills the grid for the session's gBatchItemId.
-    explicit frmBatchno(QWidget *parent = nullptr);
+    explicit frmBatchno(Session &s, QWidget *parent = nullptr);
 
     // Grid rows as the grid counts them: 0 is the header row, data rows
     // begin at 1. The current row is 0 when the grid has no data rows.
@@ -63,8 +64,9 @@ private:
     QLineEdit *m_search = nullptr;
     QTableView *m_grid = nullptr;
     BatchTableModel *m_model = nullptr;
+    Session &m_session;
 };
 
 // Shows the picker modally for the session's gBatchItemId. Returns true when
 // the user chose a batch (then in gBatchNo).
-bool showBatchPicker(QWidget *parent = nullptr);
+bool showBatchPicker(Session &s, QWidget *parent = nullptr);

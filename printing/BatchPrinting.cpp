@@ -122,11 +122,11 @@ PrinterChooser &printerChooser()
 // A progress dialog for `total` bills that the clerk can cancel.
 class BatchProgressDialog {
 public:
-    BatchProgressDialog(int total, QWidget *parent)
+    BatchProgressDialog(int total, const QString &title, QWidget *parent)
         : m_dialog(QStringLiteral("正在打印单据..."), QStringLiteral("取消"), 0, total, parent)
     {
         m_dialog.setObjectName(QStringLiteral("BatchProgress"));
-        m_dialog.setWindowTitle(session().msgTitle);
+        m_dialog.setWindowTitle(title);
         m_dialog.setWindowModality(Qt::WindowModal);
         m_dialog.setMinimumDuration(500);
         m_dialog.setValue(0);
@@ -145,10 +145,9 @@ private:
     QProgressDialog m_dialog;
 };
 
-bool mayBatchPrint(const QList<qint32> &ids)
+bool mayBatchPrint(Session &s, const QList<qint32> &ids)
 {
-    Session &s = session();
-    if (!HasPrivilege(s.gRightPrefix + QStringLiteral("08")))
+    if (!HasPrivilege(s, s.gRightPrefix + QStringLiteral("08")))
         return false;
     if (ids.isEmpty()) {
         Prompt::msgBox(QStringLiteral("请先选择要打印的单据!"), Prompt::Exclamation, s.msgTitle);
@@ -159,12 +158,11 @@ bool mayBatchPrint(const QList<qint32> &ids)
 
 // Runs a batch on the shared connection; false after saying why it failed.
 template <typename Run>
-std::optional<BatchOutcome> onSharedConnection(Run run)
+std::optional<BatchOutcome> onSharedConnection(Session &s, Run run)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
     } catch (const DbError &) {
         Prompt::msgBox(QStringLiteral("数据库连接失败!"), Prompt::Exclamation, s.msgTitle);
         return std::nullopt;
@@ -250,35 +248,33 @@ void setBatchPrinterChooser(PrinterChooser chooser)
     printerChooser() = std::move(chooser);
 }
 
-void menuBatchPdf(const QList<qint32> &ids, QWidget *parent)
+void menuBatchPdf(Session &s, const QList<qint32> &ids, QWidget *parent)
 {
-    if (!mayBatchPrint(ids))
+    if (!mayBatchPrint(s, ids))
         return;
-    Session &s = session();
-    const QString file = askPdfFileName(QStringLiteral("批量打印为PDF"));
+    const QString file = askPdfFileName(s, QStringLiteral("批量打印为PDF"));
     if (file.isEmpty())
         return;
-    BatchProgressDialog dialog(int(ids.size()), parent);
-    const auto outcome = onSharedConnection([&](Connection &conn) {
+    BatchProgressDialog dialog(int(ids.size()), s.msgTitle, parent);
+    const auto outcome = onSharedConnection(s, [&](Connection &conn) {
         return writeBatchPdf(conn, {s.gBillTypeId, ids, s.gBillName}, file, dialog.callback());
     });
     if (outcome && outcome->status == BatchOutcome::Done)
         Prompt::msgBox(QStringLiteral("文件导出成功!"), Prompt::Information, s.msgTitle);
 }
 
-void menuBatchPrint(const QList<qint32> &ids, QWidget *parent)
+void menuBatchPrint(Session &s, const QList<qint32> &ids, QWidget *parent)
 {
-    if (!mayBatchPrint(ids))
+    if (!mayBatchPrint(s, ids))
         return;
-    Session &s = session();
     QPrinter printer(QPrinter::HighResolution);
     printer.setDocName(s.gBillName);
     const bool chosen = printerChooser() ? printerChooser()(&printer, parent)
                                          : QPrintDialog(&printer, parent).exec() == QDialog::Accepted;
     if (!chosen)
         return;
-    BatchProgressDialog dialog(int(ids.size()), parent);
-    onSharedConnection([&](Connection &conn) {
+    BatchProgressDialog dialog(int(ids.size()), s.msgTitle, parent);
+    onSharedConnection(s, [&](Connection &conn) {
         return printBatch(conn, {s.gBillTypeId, ids, s.gBillName}, &printer, dialog.callback());
     });
 }

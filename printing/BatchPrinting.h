@@ -16,6 +16,7 @@
 #include <optional>
 
 class Connection;
+struct Session;
 class QPrinter;
 class QWidget;
 
@@ -59,5 +60,5 @@ void setBatchPrinterChooser(PrinterChooser chooser);
 // command asks for the file ("PDF文件(*.pdf)|*.pdf") and says
 // "文件导出成功!"; both show a progress dialog that can cancel, and say what
 // went wrong.
-void menuBatchPdf(const QList<qint32> &ids, QWidget *parent = nullptr);
-void menuBatchPrint(const QList<qint32> &ids, QWidget *parent = nullptr);
+void menuBatchPdf(Session &s, const QList<qint32> &ids, QWidget *parent = nullptr);
+void menuBatchPrint(Session &s, const QList<qint32> &ids, QWidget *parent = nullptr);

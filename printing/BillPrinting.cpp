@@ -39,34 +39,34 @@ const QString &connectionFailed()
 
 // Opens the shared connection; on failure says so and gives false. The
 // caller holds a ConnectionScope.
-bool openOrComplain()
+bool openOrComplain(Session &s)
 {
     try {
-        OpenConnection();
+        OpenConnection(s);
         return true;
     } catch (const DbError &) {
-        Prompt::msgBox(connectionFailed(), Prompt::Exclamation, session().msgTitle);
+        Prompt::msgBox(connectionFailed(), Prompt::Exclamation, s.msgTitle);
         return false;
     }
 }
 
-void showDbError(const DbError &e)
+void showDbError(Session &s, const DbError &e)
 {
-    Prompt::msgBox(e.description(), Prompt::Critical, session().msgTitle);
+    Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
 }
 
-QString rightCode(const char *digits)
+QString rightCode(Session &s, const char *digits)
 {
-    return session().gRightPrefix + QString::fromLatin1(digits);
+    return s.gRightPrefix + QString::fromLatin1(digits);
 }
 
 // The right and the saved-bill check shared by preview, print and PDF.
-bool mayPrint(bool isNewBill)
+bool mayPrint(Session &s, bool isNewBill)
 {
-    if (!HasPrivilege(rightCode("08")))
+    if (!HasPrivilege(s, rightCode(s, "08")))
         return false;
     if (isNewBill) {
-        Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, session().msgTitle);
+        Prompt::msgBox(QStringLiteral("请先保存单据!"), Prompt::Exclamation, s.msgTitle);
         return false;
     }
     return true;
@@ -90,10 +90,8 @@ QString noPrintViewText()
 report::Report &billReport()
 {
     auto &holder = reportHolder();
-    if (!holder) {
+    if (!holder)
         holder = std::make_unique<report::Report>();
-        holder->setFetchRecords([](report::ReportData &data) { Report_FetchRecord(data); });
-    }
     return *holder;
 }
 
@@ -107,15 +105,15 @@ const PrintSource &printSource()
     return source();
 }
 
-QString templateFolder()
+QString templateFolder(Session &s)
 {
-    const QString app = session().gAppPath;
+    const QString app = s.gAppPath;
     if (isWritableFolder(app))
         return QDir(app).absolutePath();
     return QDir::tempPath();
 }
 
-QString templateFilePath(const QString &storedName)
+QString templateFilePath(Session &s, const QString &storedName)
 {
     QString name = storedName.trimmed();
     // Names stored by Windows installations may carry a folder with either
@@ -124,8 +122,8 @@ QString templateFilePath(const QString &storedName)
     if (cut >= 0)
         name = name.mid(cut + 1);
     if (name.isEmpty() || name == u"." || name == u"..")
-        name = QString::number(session().gBillTypeId) + QStringLiteral(".grf");
-    return QDir(templateFolder()).filePath(name);
+        name = QString::number(s.gBillTypeId) + QStringLiteral(".grf");
+    return QDir(templateFolder(s)).filePath(name);
 }
 
 bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *error)
@@ -147,12 +145,12 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
     return true;
 }
 
-bool initReport()
+bool initReport(Session &s)
 {
-    Session &s = session();
     report::Report &rep = billReport();
-    ConnectionScope scope;
-    if (!openOrComplain())
+    rep.setFetchRecords([&s](report::ReportData &data) { Report_FetchRecord(s, data); });
+    ConnectionScope scope(s);
+    if (!openOrComplain(s))
         return false;
 
     bool found = false;
@@ -160,7 +158,7 @@ bool initReport()
     try {
         Recordset rs = s.gConn->openRecordset(defaultTemplateSql(s.gBillTypeId));
         for (; !rs.eof(); rs.moveNext()) {
-            fileName = templateFilePath(rs.text(QStringLiteral("fFileName")));
+            fileName = templateFilePath(s, rs.text(QStringLiteral("fFileName")));
             s.gTemplateFile = fileName;
             source().viewName = rs.text(QStringLiteral("fViewName"));
             source().orderSql = rs.text(QStringLiteral("fOrderSQL"));
@@ -173,7 +171,7 @@ bool initReport()
             found = true;
         }
     } catch (const DbError &e) {
-        showDbError(e);
+        showDbError(s, e);
         rep.loadFromData(QByteArray());
         return false;
     }
@@ -203,35 +201,34 @@ bool initReport()
     return true;
 }
 
-void Report_FetchRecord(report::ReportData &data)
+void Report_FetchRecord(Session &s, report::ReportData &data)
 {
-    Session &s = session();
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
         readBillRecords(*s.gConn, source().viewName, s.gCurInterId, source().orderSql, data);
     } catch (const DbError &e) {
-        showDbError(e);
+        showDbError(s, e);
     }
 }
 
-bool previewBill(QWidget *parent)
+bool previewBill(Session &s, QWidget *parent)
 {
-    if (!initReport())
+    if (!initReport(s))
         return false;
     return billReport().preview(parent);
 }
 
-bool printBill(QWidget *parent)
+bool printBill(Session &s, QWidget *parent)
 {
-    if (!initReport())
+    if (!initReport(s))
         return false;
     return billReport().printWithDialog(parent);
 }
 
-bool exportBillPdf(const QString &path, QString *error)
+bool exportBillPdf(Session &s, const QString &path, QString *error)
 {
-    if (!initReport())
+    if (!initReport(s))
         return false;
     report::Report &rep = billReport();
     if (!rep.exportPdf(path)) {
@@ -242,21 +239,21 @@ bool exportBillPdf(const QString &path, QString *error)
     return true;
 }
 
-void menuPreview(bool isNewBill, QWidget *parent)
+void menuPreview(Session &s, bool isNewBill, QWidget *parent)
 {
-    if (mayPrint(isNewBill))
-        previewBill(parent);
+    if (mayPrint(s, isNewBill))
+        previewBill(s, parent);
 }
 
-void menuPrint(bool isNewBill, QWidget *parent)
+void menuPrint(Session &s, bool isNewBill, QWidget *parent)
 {
-    if (mayPrint(isNewBill))
-        printBill(parent);
+    if (mayPrint(s, isNewBill))
+        printBill(s, parent);
 }
 
-QString askPdfFileName(const QString &caption)
+QString askPdfFileName(Session &s, const QString &caption)
 {
-    QString file = Prompt::saveFileName(caption, QStringLiteral("PDF文件(*.pdf)|*.pdf"), session().gBillName + QStringLiteral(".pdf"));
+    QString file = Prompt::saveFileName(caption, QStringLiteral("PDF文件(*.pdf)|*.pdf"), s.gBillName + QStringLiteral(".pdf"));
     if (file.trimmed().isEmpty())
         return QString();
     if (QFileInfo(file).suffix().isEmpty())
@@ -264,17 +261,16 @@ QString askPdfFileName(const QString &caption)
     return file;
 }
 
-void menuExportPdf(bool isNewBill, QWidget *parent)
+void menuExportPdf(Session &s, bool isNewBill, QWidget *parent)
 {
     Q_UNUSED(parent);
-    if (!mayPrint(isNewBill))
+    if (!mayPrint(s, isNewBill))
         return;
-    Session &s = session();
-    const QString file = askPdfFileName(QStringLiteral("导出PDF"));
+    const QString file = askPdfFileName(s, QStringLiteral("导出PDF"));
     if (file.isEmpty())
         return;
     QString error;
-    if (!exportBillPdf(file, &error)) {
+    if (!exportBillPdf(s, file, &error)) {
         // Without a template nothing is written and nothing is said, as for
         // preview and print.
         if (!error.isEmpty())
@@ -284,37 +280,37 @@ void menuExportPdf(bool isNewBill, QWidget *parent)
     Prompt::msgBox(QStringLiteral("文件导出成功!"), Prompt::Information, s.msgTitle);
 }
 
-QString defaultPrintKey()
+QString defaultPrintKey(Session &s)
 {
-    return QString::number(session().gBillTypeId) + QStringLiteral("Print");
+    return QString::number(s.gBillTypeId) + QStringLiteral("Print");
 }
 
-bool readDefaultPrintOption()
+bool readDefaultPrintOption(Session &s)
 {
-    computeIniPath();
-    return ReadIni(QStringLiteral("Print"), defaultPrintKey(), QStringLiteral("0")) == u"1";
+    computeIniPath(s);
+    return ReadIni(s, QStringLiteral("Print"), defaultPrintKey(s), QStringLiteral("0")) == u"1";
 }
 
-void writeDefaultPrintOption(bool on)
+void writeDefaultPrintOption(Session &s, bool on)
 {
-    computeIniPath();
-    WriteIni(QStringLiteral("Print"), defaultPrintKey(), on ? QStringLiteral("1") : QStringLiteral("0"));
+    computeIniPath(s);
+    WriteIni(s, QStringLiteral("Print"), defaultPrintKey(s), on ? QStringLiteral("1") : QStringLiteral("0"));
 }
 
-bool menuDefaultPrint(bool checkedBefore)
+bool menuDefaultPrint(Session &s, bool checkedBefore)
 {
     const bool checked = !checkedBefore;
-    writeDefaultPrintOption(checked);
+    writeDefaultPrintOption(s, checked);
     return checked;
 }
 
-QString designWorkFile()
+QString designWorkFile(Session &s)
 {
     // The application folder as the settings name it; when it cannot be
     // written (a shared install, a read-only share) the user's cache folder,
     // and the temp folder as the last resort.
     const QString name = QStringLiteral("DesignTemp.grf");
-    const QString app = session().gAppPath;
+    const QString app = s.gAppPath;
     if (!app.trimmed().isEmpty() && QDir().mkpath(app) && isWritableFolder(app))
         return QDir(app).filePath(name);
     const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) + QStringLiteral("/TamsorPurFP");
@@ -323,9 +319,8 @@ QString designWorkFile()
     return QDir(QDir::tempPath()).filePath(name);
 }
 
-DesignSource exportDefaultTemplate(const QString &workFile)
+DesignSource exportDefaultTemplate(Session &s, const QString &workFile)
 {
-    Session &s = session();
     DesignSource result;
     Recordset rs = s.gConn->openRecordset(defaultTemplateSql(s.gBillTypeId));
     for (; !rs.eof(); rs.moveNext()) {
@@ -342,37 +337,36 @@ DesignSource exportDefaultTemplate(const QString &workFile)
     return result;
 }
 
-void menuDesignModle(QWidget *parent, bool modal)
+void menuDesignModle(Session &s, QWidget *parent, bool modal)
 {
-    if (!HasPrivilege(rightCode("21")))
+    if (!HasPrivilege(s, rightCode(s, "21")))
         return;
-    designDefaultTemplate(parent, modal);
+    designDefaultTemplate(s, parent, modal);
 }
 
-void designDefaultTemplate(QWidget *parent, bool modal)
+void designDefaultTemplate(Session &s, QWidget *parent, bool modal)
 {
-    Session &s = session();
-    const QString workFile = designWorkFile();
+    const QString workFile = designWorkFile(s);
     QDir().mkpath(QFileInfo(workFile).absolutePath());
     DesignSource design;
     QStringList fieldNames;
     {
-        ConnectionScope scope;
-        if (!openOrComplain())
+        ConnectionScope scope(s);
+        if (!openOrComplain(s))
             return;
         try {
-            design = exportDefaultTemplate(workFile);
+            design = exportDefaultTemplate(s, workFile);
             for (const QString &line : fieldDescriptionLines(*s.gConn, s.gBillTypeId))
                 fieldNames << line.section(u'\t', 1);
         } catch (const DbError &e) {
-            showDbError(e);
+            showDbError(s, e);
             return;
         }
     }
 
-    frmUserDesign *form = frmUserDesign::defaultInstance(parent);
+    frmUserDesign *form = frmUserDesign::defaultInstance(s, parent);
     form->setDesignSession(s.gBillName, s.gBillTypeId, design.key, workFile);
     form->setPreviewSource(design.viewName, design.orderSql);
     form->designer()->setFieldNames(fieldNames);
-    frmUserDesign::showForm(modal);
+    frmUserDesign::showForm(s, modal);
 }

@@ -4,18 +4,18 @@
 //
 // The editor calls, for each of its commands:
 //
-//   MenuPreview       menuPreview(isNewBill, this)
-//   MenuPrint         menuPrint(isNewBill, this)
-//   (PDF export)      menuExportPdf(isNewBill, this)
-//   MenuDefaultPrint  action->setChecked(menuDefaultPrint(action->isChecked()))
+//   MenuPreview       menuPreview(s, isNewBill, this)
+//   MenuPrint         menuPrint(s, isNewBill, this)
+//   (PDF export)      menuExportPdf(s, isNewBill, this)
+//   MenuDefaultPrint  action->setChecked(menuDefaultPrint(s, action->isChecked()))
 //                     (pass the state the entry had before the click)
-//   MenuDesignModle   menuDesignModle(this)
-//   form activation   action->setChecked(readDefaultPrintOption())
-//   form unload       writeDefaultPrintOption(action->isChecked()), then
+//   MenuDesignModle   menuDesignModle(s, this)
+//   form activation   action->setChecked(readDefaultPrintOption(s))
+//   form unload       writeDefaultPrintOption(s, action->isChecked()), then
 //                     releaseBillReport()
 //
 // `isNewBill` is the editor's new-bill state (gBillMode 0: never saved). The
-// bill printed is session().gCurInterId. The menu commands check the right
+// bill printed is s.gCurInterId. The menu commands check the right
 // themselves ("Q08" for preview, print and PDF, "Q21" for the designer) and
 // end silently without it. A caller that has made those checks already calls
 // previewBill, printBill, exportBillPdf and designDefaultTemplate directly.
@@ -27,6 +27,7 @@
 #include <QVariant>
 
 class Connection;
+struct Session;
 class QWidget;
 
 namespace report {
@@ -34,7 +35,8 @@ class Report;
 }
 
 // The report object of the invoice, created on first use and kept until
-// releaseBillReport(). Its records come from Report_FetchRecord.
+// releaseBillReport(). initReport sets Report_FetchRecord, for its session,
+// as the source of its records.
 report::Report &billReport();
 void releaseBillReport();
 
@@ -47,11 +49,11 @@ const PrintSource &printSource();
 
 // The folder the template file is written to before it is loaded: gAppPath
 // when that folder exists and can be written, otherwise the temp folder.
-QString templateFolder();
+QString templateFolder(Session &s);
 // The stored file name placed in that folder. A stored name that carries a
 // folder ("x\\y.grf", "../y.grf") keeps only its last part; an empty one
 // becomes "<bill kind>.grf".
-QString templateFilePath(const QString &storedName);
+QString templateFilePath(Session &s, const QString &storedName);
 // Writes bytes to `path`, replacing a file already there. False with the
 // reason in *error when the file cannot be written.
 bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *error = nullptr);
@@ -63,44 +65,44 @@ bool writeTemplateFile(const QString &path, const QByteArray &bytes, QString *er
 // No connection: "数据库连接失败!" (exclamation), nothing prepared. No
 // default row: the report has no layout and nothing is said. A default row
 // without a view says so (exclamation) and prepares nothing.
-bool initReport();
+bool initReport(Session &s);
 // What is said when the default template names no view.
 QString noPrintViewText();
 // The report's request for records: the rows of the template's view for
-// session().gCurInterId. Closes the shared connection.
-void Report_FetchRecord(report::ReportData &data);
+// s.gCurInterId. Closes the shared connection.
+void Report_FetchRecord(Session &s, report::ReportData &data);
 
 // initReport, then the preview window / the print dialog and printing / a
 // PDF file. False when there is no template (or printing was cancelled, or
 // the PDF could not be written; the reason then in *error).
-bool previewBill(QWidget *parent = nullptr);
-bool printBill(QWidget *parent = nullptr);
-bool exportBillPdf(const QString &path, QString *error = nullptr);
+bool previewBill(Session &s, QWidget *parent = nullptr);
+bool printBill(Session &s, QWidget *parent = nullptr);
+bool exportBillPdf(Session &s, const QString &path, QString *error = nullptr);
 
 // The editor's commands.
-void menuPreview(bool isNewBill, QWidget *parent = nullptr);
-void menuPrint(bool isNewBill, QWidget *parent = nullptr);
+void menuPreview(Session &s, bool isNewBill, QWidget *parent = nullptr);
+void menuPrint(Session &s, bool isNewBill, QWidget *parent = nullptr);
 // Asks for a PDF file name ("PDF文件(*.pdf)|*.pdf", the bill name suggested);
 // ".pdf" is added to a name without a suffix; empty when cancelled.
-QString askPdfFileName(const QString &caption);
+QString askPdfFileName(Session &s, const QString &caption);
 // Asks for a file name ("PDF文件(*.pdf)|*.pdf"), writes the PDF and says
 // "文件导出成功!".
-void menuExportPdf(bool isNewBill, QWidget *parent = nullptr);
+void menuExportPdf(Session &s, bool isNewBill, QWidget *parent = nullptr);
 
 // The default-print option in SetupInfo.ini: section "Print", key the bill
 // kind followed by "Print" (71Print), "1" or "0". This is the one place that reads
 // and writes it.
-QString defaultPrintKey();
-bool readDefaultPrintOption();
-void writeDefaultPrintOption(bool on);
+QString defaultPrintKey(Session &s);
+bool readDefaultPrintOption(Session &s);
+void writeDefaultPrintOption(Session &s, bool on);
 // Flips the entry's state, stores it and returns the new state.
-bool menuDefaultPrint(bool checkedBefore);
+bool menuDefaultPrint(Session &s, bool checkedBefore);
 
 // The designer's working file: gAppPath + "/DesignTemp.grf"; when that folder
 // cannot be made or written, the same name in the user's cache folder
 // (~/.cache/TamsorPurFP), then in the temp folder. The designer removes it
 // when it closes.
-QString designWorkFile();
+QString designWorkFile(Session &s);
 // What the designer edits: the key of the template row and whether a default
 // row was found at all.
 struct DesignSource {
@@ -113,10 +115,10 @@ struct DesignSource {
 // row read wins) and returns its key. Without a default row an old working
 // file is removed, so that the designer starts on an empty template. Throws DbError; uses the shared
 // connection, which the caller opened.
-DesignSource exportDefaultTemplate(const QString &workFile);
+DesignSource exportDefaultTemplate(Session &s, const QString &workFile);
 // Exports the default template to the working file and opens frmUserDesign
 // on it. No connection: "数据库连接失败!", no designer. `modal` false returns
 // at once with the designer shown.
-void designDefaultTemplate(QWidget *parent = nullptr, bool modal = true);
+void designDefaultTemplate(Session &s, QWidget *parent = nullptr, bool modal = true);
 // The editor's command: right "Q21", then designDefaultTemplate.
-void menuDesignModle(QWidget *parent = nullptr, bool modal = true);
+void menuDesignModle(Session &s, QWidget *parent = nullptr, bool modal = true);

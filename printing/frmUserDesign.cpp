@@ -30,10 +30,10 @@ frmUserDesign *g_default = nullptr;
 
 // ---------------------------------------------------------------- the form
 
-frmUserDesign *frmUserDesign::defaultInstance(QWidget *parent)
+frmUserDesign *frmUserDesign::defaultInstance(Session &s, QWidget *parent)
 {
     if (!g_default) {
-        g_default = new frmUserDesign(parent);
+        g_default = new frmUserDesign(s, parent);
         g_default->setAttribute(Qt::WA_DeleteOnClose);
     }
     return g_default;
@@ -44,13 +44,13 @@ frmUserDesign *frmUserDesign::existingInstance()
     return g_default;
 }
 
-void frmUserDesign::showForm(bool modal)
+void frmUserDesign::showForm(Session &s, bool modal)
 {
-    ::showForm(defaultInstance(), modal);
+    ::showForm(defaultInstance(s), modal);
 }
 
-frmUserDesign::frmUserDesign(QWidget *parent)
-    : QMainWindow(parent)
+frmUserDesign::frmUserDesign(Session &s, QWidget *parent)
+    : QMainWindow(parent), m_session(s)
 {
     setObjectName(QStringLiteral("frmUserDesign"));
     if (parent)
@@ -159,7 +159,7 @@ void frmUserDesign::buildMenusAndToolbar()
 
 void frmUserDesign::updateCaption()
 {
-    const QString name = m_billName.isEmpty() ? session().gBillName : m_billName;
+    const QString name = m_billName.isEmpty() ? m_session.gBillName : m_billName;
     setWindowTitle(name + QStringLiteral(" - 打印模板设计[*]"));
 }
 
@@ -169,13 +169,13 @@ void frmUserDesign::setDesignSession(const QString &billName, int billTypeId, qi
     m_billTypeId = billTypeId;
     m_key = key;
     m_workFile = workFile;
-    grds1->setMessageTitle(session().msgTitle);
+    grds1->setMessageTitle(m_session.msgTitle);
     updateCaption();
     if (QFileInfo::exists(workFile)) {
         QString error;
         if (!grds1->loadFile(workFile, &error)) {
             grds1->setReportTemplate(report::ReportTemplate());
-            Prompt::msgBox(error, Prompt::Exclamation, session().msgTitle);
+            Prompt::msgBox(error, Prompt::Exclamation, m_session.msgTitle);
         }
     } else {
         grds1->setReportTemplate(report::ReportTemplate());
@@ -190,11 +190,10 @@ void frmUserDesign::setPreviewSource(const QString &viewName, const QString &ord
         grds1->setFetchRecords({});
         return;
     }
-    grds1->setFetchRecords([viewName, orderSql](report::ReportData &data) {
-        Session &s = session();
-        ConnectionScope scope;
+    grds1->setFetchRecords([&s = m_session, viewName, orderSql](report::ReportData &data) {
+        ConnectionScope scope(s);
         try {
-            OpenConnection();
+            OpenConnection(s);
             readBillRecords(*s.gConn, viewName, s.gCurInterId, orderSql, data);
         } catch (const DbError &e) {
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -204,7 +203,7 @@ void frmUserDesign::setPreviewSource(const QString &viewName, const QString &ord
 
 void frmUserDesign::MenuSaleToModule_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     QString error;
     if (!grds1->saveFile(m_workFile, &error)) {
         Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
@@ -219,9 +218,9 @@ void frmUserDesign::MenuSaleToModule_Click()
     const QByteArray content = file.readAll();
     file.close();
     {
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         try {
-            OpenConnection();
+            OpenConnection(s);
         } catch (const DbError &) {
             grds1->setModified(true);
             Prompt::msgBox(QStringLiteral("数据库连接失败!"), Prompt::Exclamation, s.msgTitle);
@@ -247,18 +246,18 @@ void frmUserDesign::MenuSaleToModule_Click()
 
 void frmUserDesign::MenuFileSaveAS_Click()
 {
-    grds1->setMessageTitle(session().msgTitle);
+    grds1->setMessageTitle(m_session.msgTitle);
     grds1->action(QStringLiteral("actExportTemplate"))->trigger();
 }
 
 void frmUserDesign::MenuFieldDescription_Click()
 {
-    Session &s = session();
+    Session &s = m_session;
     QStringList lines;
     {
-        ConnectionScope scope;
+        ConnectionScope scope(s);
         try {
-            OpenConnection();
+            OpenConnection(s);
             lines = fieldDescriptionLines(*s.gConn, m_billTypeId);
         } catch (const DbError &e) {
             Prompt::msgBox(e.description(), Prompt::Critical, s.msgTitle);
@@ -318,7 +317,7 @@ void frmUserDesign::closeEvent(QCloseEvent *event)
 {
     if (grds1->isModified()) {
         const int answer = Prompt::msgBox(QStringLiteral("单据模板已经更改,是否保存?"), Prompt::YesNo, Prompt::Question,
-                                          session().msgTitle);
+                                          m_session.msgTitle);
         if (answer == Prompt::Yes)
             MenuSaleToModule_Click();
     }

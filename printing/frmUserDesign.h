@@ -17,6 +17,7 @@ class Connection;
 class QAction;
 class QToolBar;
 class frmFieldDescription;
+struct Session;
 
 namespace report {
 class ReportDesigner;
@@ -25,10 +26,11 @@ class ReportDesigner;
 class frmUserDesign : public QMainWindow {
     Q_OBJECT
 public:
-    static frmUserDesign *defaultInstance(QWidget *parent = nullptr);
+    // The default instance, made on first use for session `s`.
+    static frmUserDesign *defaultInstance(Session &s, QWidget *parent = nullptr);
     static frmUserDesign *existingInstance();
     // Shows the default instance; modal returns when it closes.
-    static void showForm(bool modal);
+    static void showForm(Session &s, bool modal);
 
     ~frmUserDesign() override;
 
@@ -38,7 +40,7 @@ public:
     void setDesignSession(const QString &billName, int billTypeId, qint32 key, const QString &workFile);
 
     // Where the preview takes its records: the template row's view and order
-    // clause, read for session().gCurInterId (no view: the bare layout).
+    // clause, read for the session's gCurInterId (no view: the bare layout).
     void setPreviewSource(const QString &viewName, const QString &orderSql);
 
     report::ReportDesigner *designer() const { return grds1; }
@@ -62,10 +64,11 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    explicit frmUserDesign(QWidget *parent = nullptr);
+    explicit frmUserDesign(Session &s, QWidget *parent = nullptr);
     void buildMenusAndToolbar();
     void updateCaption();
 
+    Session &m_session;
     report::ReportDesigner *grds1 = nullptr;
     QToolBar *Toolbar1 = nullptr;
     QHash<QString, QAction *> m_menu;

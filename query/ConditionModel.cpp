@@ -124,16 +124,16 @@ QString FieldCatalogue::tabList(Column column) const
     return list(column).join(u'\t');
 }
 
-std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId, QString *error)
+std::optional<FieldCatalogue> loadFieldCatalogue(Session &s, int billTypeId, QString *error)
 {
-    ConnectionScope scope;
+    ConnectionScope scope(s);
     try {
-        OpenConnection();
+        OpenConnection(s);
     } catch (const DbError &) {
         return std::nullopt;
     }
     try {
-        Recordset rs = session().gConn->openRecordset(FieldCatalogue::statement(billTypeId));
+        Recordset rs = s.gConn->openRecordset(FieldCatalogue::statement(billTypeId));
         FieldCatalogue catalogue;
         catalogue.fill(rs);
         return catalogue;

@@ -10,6 +10,8 @@
 #include <array>
 #include <optional>
 
+struct Session;
+
 class Recordset;
 
 // Value kind of a searchable field (fNumType).
@@ -64,7 +66,7 @@ private:
 // database error gives no value and its text in `error` (for the form to show
 // with the critical icon); a connection that cannot be opened gives no value
 // and no text.
-std::optional<FieldCatalogue> loadFieldCatalogue(int billTypeId, QString *error = nullptr);
+std::optional<FieldCatalogue> loadFieldCatalogue(Session &s, int billTypeId, QString *error = nullptr);
 
 // One item of a fixed filter list and the code the SQL reads.
 struct FilterItem {

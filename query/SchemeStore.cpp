@@ -9,10 +9,10 @@ namespace SchemeStore {
 
 namespace {
 // Opens the shared connection; false when it cannot be opened.
-bool open()
+bool open(Session &s)
 {
     try {
-        return OpenConnection();
+        return OpenConnection(s);
     } catch (const DbError &) {
         return false;
     }
@@ -77,13 +77,12 @@ QString storedConditionStatement(const QString &userId, int billTypeId)
         + QStringLiteral(" and ftypeid=") + QString::number(billTypeId);
 }
 
-void readStoredCondition()
+void readStoredCondition(Session &s)
 {
-    const Session &s = session();
     // The user id goes in unquoted: a login that is no number has no row.
     if (!isWholeNumber(s.gLoginUserId))
         return;
-    if (!open())
+    if (!open(s))
         return;
     try {
         s.gConn->openRecordset(storedConditionStatement(s.gLoginUserId.trimmed(), s.gBillTypeId));
@@ -91,14 +90,13 @@ void readStoredCondition()
     }
 }
 
-QList<Scheme> list(QString *error)
+QList<Scheme> list(Session &s, QString *error)
 {
     QList<Scheme> schemes;
-    const Session &s = session();
     if (!isWholeNumber(s.gLoginUserId))
         return schemes;
-    ConnectionScope scope;
-    if (!open())
+    ConnectionScope scope(s);
+    if (!open(s))
         return schemes;
     try {
         Recordset rs = s.gConn->openRecordset(listStatement(s.gBillTypeId, s.gLoginUserId.trimmed()));
@@ -111,14 +109,13 @@ QList<Scheme> list(QString *error)
     return schemes;
 }
 
-SaveResult save(const QString &name, const ConditionTable &conditions)
+SaveResult save(Session &s, const QString &name, const ConditionTable &conditions)
 {
     if (name.isEmpty())
         return {SaveResult::NameMissing, 0, {}};
-    ConnectionScope scope;
-    if (!open())
+    ConnectionScope scope(s);
+    if (!open(s))
         return {};
-    const Session &s = session();
     Connection &conn = *s.gConn;
     try {
         // Header and lines go in together: a failure part-way keeps neither.
@@ -147,17 +144,17 @@ SaveResult save(const QString &name, const ConditionTable &conditions)
     }
 }
 
-bool remove(const QString &id, QString *error)
+bool remove(Session &s, const QString &id, QString *error)
 {
     if (!isWholeNumber(id))
         return false;
-    ConnectionScope scope;
-    if (!open())
+    ConnectionScope scope(s);
+    if (!open(s))
         return false;
     try {
-        Transaction transaction(*session().gConn);
+        Transaction transaction(*s.gConn);
         for (const QString &statement : deleteStatements(id.trimmed()))
-            session().gConn->execute(statement);
+            s.gConn->execute(statement);
         transaction.commit();
     } catch (const DbError &e) {
         keepError(e, error);
@@ -166,16 +163,16 @@ bool remove(const QString &id, QString *error)
     return true;
 }
 
-bool load(const QString &id, ConditionTable &conditions, QString *error)
+bool load(Session &s, const QString &id, ConditionTable &conditions, QString *error)
 {
     if (!isWholeNumber(id))
         return false;
-    ConnectionScope scope;
-    if (!open())
+    ConnectionScope scope(s);
+    if (!open(s))
         return false;
     conditions.clear();
     try {
-        Recordset rs = session().gConn->openRecordset(loadStatement(id.trimmed(), session().gBillTypeId));
+        Recordset rs = s.gConn->openRecordset(loadStatement(id.trimmed(), s.gBillTypeId));
         for (; !rs.eof(); rs.moveNext()) {
             const int row = int(rs.toInt(QStringLiteral("fline")));
             for (int c = 1; c <= ConditionTable::kColumns; ++c)

@@ -13,6 +13,8 @@
 #include <QString>
 #include <QStringList>
 
+struct Session;
+
 namespace SchemeStore {
 
 inline const QString kNamePrompt = QStringLiteral("请输入方案名称");
@@ -38,7 +40,7 @@ QString storedConditionStatement(const QString &userId, int billTypeId);
 // The session user's schemes of the session's bill type, in the order the
 // database returns them; empty on failure or for a user id that is no
 // whole number. `error` receives the text of a failed statement.
-QList<Scheme> list(QString *error = nullptr);
+QList<Scheme> list(Session &s, QString *error = nullptr);
 
 struct SaveResult {
     enum Status { Saved, NameMissing, NotDone };
@@ -49,21 +51,21 @@ struct SaveResult {
 // Stores the grid under `name` with the next free id (global over users and
 // bill types), rows 1 up to the last row holding text. An empty name writes
 // nothing. Names need not be unique.
-SaveResult save(const QString &name, const ConditionTable &conditions);
+SaveResult save(Session &s, const QString &name, const ConditionTable &conditions);
 
 // Deletes the scheme with that id, whoever owns it. An id that is not a
 // whole number (empty too) does nothing. True when the statements ran.
-bool remove(const QString &id, QString *error = nullptr);
+bool remove(Session &s, const QString &id, QString *error = nullptr);
 
 // Clears the grid and fills the rows the scheme stored, hidden columns
 // included. True when the scheme was read; the grid is left untouched when
 // the id is not a whole number or the connection cannot be opened.
-bool load(const QString &id, ConditionTable &conditions, QString *error = nullptr);
+bool load(Session &s, const QString &id, ConditionTable &conditions, QString *error = nullptr);
 
 // Reads the session user's stored default condition, as every find does;
 // nothing uses it yet. The shared connection is left open for the fill that
 // follows, which closes it; a connection or database that does not answer is
 // left for that fill to report.
-void readStoredCondition();
+void readStoredCondition(Session &s);
 
 } // namespace SchemeStore

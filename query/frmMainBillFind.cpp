@@ -28,9 +28,9 @@ QPointer<frmMainBillFind> g_instance;
 
 const QString kOptionSection = QStringLiteral("OvStock");
 
-QString optionKey()
+QString optionKey(const Session &s)
 {
-    return QStringLiteral("A") + QString::number(session().gBillTypeId);
+    return QStringLiteral("A") + QString::number(s.gBillTypeId);
 }
 
 // Widget row/column of a grid cell (the grid counts from 1).
@@ -44,24 +44,23 @@ QueryOpener &defaultOpener()
 }
 
 // Shows the text of a statement the database refused, if there is one.
-void showError(const QString &error)
+void showError(const Session &s, const QString &error)
 {
     if (!error.isEmpty())
-        Prompt::msgBox(error, Prompt::Critical, session().msgTitle);
+        Prompt::msgBox(error, Prompt::Critical, s.msgTitle);
 }
 
 // Which selector a coded field opens: goods for item type 0 or an unknown
 // field, otherwise the basic data of its code class.
-std::optional<SelectedCode> selectCode(const QString &classId, const QString &itemType, QWidget *parent)
+std::optional<SelectedCode> selectCode(Session &s, const QString &classId, const QString &itemType, QWidget *parent)
 {
-    Session &s = session();
     if (itemType.trimmed() == u"0" || !ConditionTable::hasCodeClass(classId))
-        return codeSelector().selectGoods(s.gSeekItem, s.DBConnectionString, parent);
+        return codeSelector().selectGoods(s, s.gSeekItem, s.DBConnectionString, parent);
     bool ok = false;
     const int classNumber = classId.trimmed().toInt(&ok);
     if (!ok)
         return std::nullopt;
-    return codeSelector().selectBasicData(classNumber, parent);
+    return codeSelector().selectBasicData(s, classNumber, parent);
 }
 } // namespace
 
@@ -77,10 +76,10 @@ QueryOpener frmMainBillFind::opener() const
     return m_opener.fill ? m_opener : defaultOpener();
 }
 
-frmMainBillFind *frmMainBillFind::instance()
+frmMainBillFind *frmMainBillFind::instance(Session &s)
 {
     if (!g_instance)
-        g_instance = new frmMainBillFind;
+        g_instance = new frmMainBillFind(s);
     return g_instance;
 }
 
@@ -100,9 +99,9 @@ void frmMainBillFind::releaseInstance()
     dialog->deleteLater();
 }
 
-void frmMainBillFind::showQuery()
+void frmMainBillFind::showQuery(Session &s)
 {
-    instance()->showModal();
+    instance(s)->showModal();
 }
 
 void frmMainBillFind::showModal()
@@ -121,12 +120,11 @@ void frmMainBillFind::showModal()
 
 // ------------------------------------------------------------- Form_Load
 
-frmMainBillFind::frmMainBillFind(QWidget *parent)
-    : QDialog(parent)
+frmMainBillFind::frmMainBillFind(Session &s, QWidget *parent)
+    : QDialog(parent), m_session(s)
 {
-    Session &s = session();
     setObjectName(QStringLiteral("frmMainBillFind"));
-    computeIniPath();
+    computeIniPath(s);
     setWindowTitle(s.gBillName + QStringLiteral("查询"));
     setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
 
@@ -170,11 +168,11 @@ frmMainBillFind::frmMainBillFind(QWidget *parent)
     connect(close, &QPushButton::clicked, this, &frmMainBillFind::cmdXPClose_Click);
 
     QString error;
-    if (std::optional<FieldCatalogue> catalogue = loadFieldCatalogue(s.gBillTypeId, &error)) {
+    if (std::optional<FieldCatalogue> catalogue = loadFieldCatalogue(s, s.gBillTypeId, &error)) {
         m_catalogue = *catalogue;
         m_catalogueLoaded = true;
     } else {
-        showError(error);
+        showError(s, error);
     }
     prepareGrid();
     fillFilterLists();
@@ -204,7 +202,7 @@ void frmMainBillFind::prepareGrid()
 
 void frmMainBillFind::fillFilterLists()
 {
-    Session &s = session();
+    Session &s = m_session;
     m_withPeriod = FixedFilters::offersPeriod(s.gCurrentYear);
     for (int list = 0; list < FixedFilters::kListCount; ++list) {
         QComboBox *combo = m_pc[list];
@@ -214,7 +212,7 @@ void frmMainBillFind::fillFilterLists()
         combo->setCurrentIndex(FixedFilters::allIndex(list, m_withPeriod));
     }
     const int all = FixedFilters::allIndex(FixedFilters::DateRange, m_withPeriod);
-    const QString stored = ReadIni(kOptionSection, optionKey(), QString::number(all)).trimmed();
+    const QString stored = ReadIni(s, kOptionSection, optionKey(s), QString::number(all)).trimmed();
     bool ok = false;
     const int index = stored.toInt(&ok);
     m_pc[FixedFilters::DateRange]->setCurrentIndex(FixedFilters::validIndex(FixedFilters::DateRange, ok ? index : -1, m_withPeriod));
@@ -224,8 +222,8 @@ void frmMainBillFind::listSchemes()
 {
     m_fps3->setRowCount(0);
     QString error;
-    const QList<SchemeStore::Scheme> schemes = SchemeStore::list(&error);
-    showError(error);
+    const QList<SchemeStore::Scheme> schemes = SchemeStore::list(m_session, &error);
+    showError(m_session, error);
     for (const SchemeStore::Scheme &scheme : schemes) {
         const int row = m_fps3->rowCount();
         m_fps3->insertRow(row);
@@ -297,7 +295,7 @@ void frmMainBillFind::lookupValue(int row)
     const QString classId = table.cell(row, ConditionTable::ColClassId);
     if (!ConditionTable::hasCodeClass(classId))
         return;
-    const std::optional<SelectedCode> code = selectCode(classId, table.cell(row, ConditionTable::ColItemType), this);
+    const std::optional<SelectedCode> code = selectCode(m_session, classId, table.cell(row, ConditionTable::ColItemType), this);
     if (!code)
         return;
     if (QTableWidgetItem *item = m_fps1->item(widgetIndex(row), widgetIndex(ConditionTable::ColValue)))
@@ -338,7 +336,7 @@ void frmMainBillFind::seekCode(int index)
             break;
         }
     }
-    if (const std::optional<SelectedCode> code = selectCode(classId, itemType, this))
+    if (const std::optional<SelectedCode> code = selectCode(m_session, classId, itemType, this))
         m_txt[index]->setText(code->fnumber);
 }
 
@@ -369,15 +367,15 @@ void frmMainBillFind::Pic1_Click(int index)
 
 void frmMainBillFind::saveScheme()
 {
-    Session &s = session();
+    Session &s = m_session;
     const std::optional<QString> name = Prompt::inputBox(SchemeStore::kNamePrompt, s.msgTitle);
     if (!name || name->isEmpty()) {
         Prompt::msgBox(SchemeStore::kNameMissing, Prompt::Exclamation, s.msgTitle);
         return;
     }
-    const SchemeStore::SaveResult result = SchemeStore::save(*name, conditionTable());
+    const SchemeStore::SaveResult result = SchemeStore::save(s, *name, conditionTable());
     if (result.status != SchemeStore::SaveResult::Saved) {
-        showError(result.error);
+        showError(s, result.error);
         return;
     }
     const int row = m_fps3->rowCount();
@@ -389,7 +387,7 @@ void frmMainBillFind::saveScheme()
 
 void frmMainBillFind::deleteScheme()
 {
-    Session &s = session();
+    Session &s = m_session;
     const int row = m_fps3->currentRow();
     if (m_fps3->rowCount() == 0 || row < 0 || row >= m_fps3->rowCount())
         return;
@@ -400,8 +398,8 @@ void frmMainBillFind::deleteScheme()
     if (Prompt::msgBox(SchemeStore::kConfirmDelete, Prompt::YesNo, Prompt::Question, s.msgTitle) != Prompt::Yes)
         return;
     QString error;
-    if (!SchemeStore::remove(id, &error)) {
-        showError(error);
+    if (!SchemeStore::remove(s, id, &error)) {
+        showError(s, error);
         return;
     }
     Prompt::msgBox(SchemeStore::kDeleted, Prompt::Information, s.msgTitle);
@@ -420,8 +418,8 @@ void frmMainBillFind::fps3_Click(int schemeRow)
         return;
     ConditionTable table = conditionTable();
     QString error;
-    if (!SchemeStore::load(id, table, &error)) {
-        showError(error);
+    if (!SchemeStore::load(m_session, id, table, &error)) {
+        showError(m_session, error);
         return;
     }
     setConditionTable(table);
@@ -449,7 +447,7 @@ QString frmMainBillFind::seekSQL() const
 
 QString frmMainBillFind::mainSQL() const
 {
-    const Session &s = session();
+    const Session &s = m_session;
     return buildMainSQL(filterCodes(), s.gCurrentYear, s.gCurrentPeriod);
 }
 
@@ -460,9 +458,9 @@ QString frmMainBillFind::orderSQL() const
 
 QString frmMainBillFind::findStatement(const QString &seek, const QString &main, const QString &order) const
 {
-    const Session &s = session();
+    const Session &s = m_session;
     const QString statement = buildFindStatement(s.gViewName, seek, main, s.gFindSql, order);
-    SchemeStore::readStoredCondition();
+    SchemeStore::readStoredCondition(m_session);
     return statement;
 }
 
@@ -474,7 +472,7 @@ void frmMainBillFind::cmdXPOK_Click()
     } catch (const ConditionValueError &e) {
         // A value that is no number or no date: say which, run nothing and
         // stay open for the user to correct it.
-        Prompt::msgBox(e.text(), Prompt::Exclamation, session().msgTitle);
+        Prompt::msgBox(e.text(), Prompt::Exclamation, m_session.msgTitle);
         return;
     } catch (const ConversionError &) {
         // The dialog stays open for the user to correct the grid.
@@ -493,7 +491,7 @@ void frmMainBillFind::cmdXPOK_Click()
         if (!opener.fill(choice))
             return;
         // Only a condition that ran is kept for the list's refills.
-        session().gSeekSql = seek;
+        m_session.gSeekSql = seek;
     }
     hide();
     if (opener.show)
@@ -523,7 +521,7 @@ void frmMainBillFind::unload()
     if (m_unloaded)
         return;
     m_unloaded = true;
-    WriteIni(kOptionSection, optionKey(), QString::number(m_pc[FixedFilters::DateRange]->currentIndex()));
+    WriteIni(m_session, kOptionSection, optionKey(m_session), QString::number(m_pc[FixedFilters::DateRange]->currentIndex()));
 }
 
 void frmMainBillFind::hideEvent(QHideEvent *event)

@@ -25,6 +25,7 @@ class QLineEdit;
 class QPushButton;
 class QTableWidget;
 class QToolButton;
+struct Session;
 
 // What the clerk chose with OK: the seek condition (kept for refills once
 // it ran) and the whole statement of the list.
@@ -54,18 +55,18 @@ public:
     // puts its list behind it when it is created).
     static void setDefaultOpener(QueryOpener opener);
 
-    // The default instance, created when there is none.
-    static frmMainBillFind *instance();
+    // The default instance, created for session `s` when there is none.
+    static frmMainBillFind *instance(Session &s);
     static frmMainBillFind *existingInstance();
     // Unloads the default instance (writing its settings) and lets it go.
     static void releaseInstance();
     // What the public find methods call: shows the default instance
     // modally; returns when the dialog is closed, or when the list it opened
     // is closed.
-    static void showQuery();
+    static void showQuery(Session &s);
 
     // Form_Load.
-    explicit frmMainBillFind(QWidget *parent = nullptr);
+    explicit frmMainBillFind(Session &s, QWidget *parent = nullptr);
     ~frmMainBillFind() override;
 
     // Shows the dialog application-modal and returns once it is hidden
@@ -130,6 +131,7 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    Session &m_session;
     struct TextBox {
         QString caption;
         QString tag; // caption, "1" when coded, view column

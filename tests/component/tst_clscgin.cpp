@@ -16,7 +16,7 @@ class TestClsCGIn : public QObject {
 
     void record(const QString &form, bool modal)
     {
-        const Session &s = session();
+        const Session &s = TestSession::session();
         m_opened << QStringLiteral("%1|%2|%3|%4|%5|%6|%7|%8").arg(form).arg(int(modal)).arg(s.gUserRight).arg(s.gBillMode)
                         .arg(s.gFromList).arg(s.gIsSelectMode).arg(s.gFindMode).arg(s.gFindSql);
     }
@@ -24,15 +24,16 @@ class TestClsCGIn : public QObject {
 private slots:
     void init()
     {
+        Session &s = TestSession::session();
         m_opened.clear();
         m_pick.clear();
         clsCGIn::connectForms(); // the component's own openers give way to the recorders below
         FormLauncher::setEditorOpener([this](bool modal) { record(QStringLiteral("frmMainBill"), modal); });
-        FormLauncher::setQueryOpener([this] {
+        FormLauncher::setQueryOpener([this, &s] {
             record(QStringLiteral("frmMainBillFind"), true);
-            if (session().gIsSelectMode == 1 && !m_pick.isEmpty()) {
-                session().gReturnString = m_pick;
-                session().gReturnString1 = QStringLiteral("CGFP-") + m_pick;
+            if (s.gIsSelectMode == 1 && !m_pick.isEmpty()) {
+                s.gReturnString = m_pick;
+                s.gReturnString1 = QStringLiteral("CGFP-") + m_pick;
             }
         });
     }
@@ -44,6 +45,7 @@ private slots:
 
     void methodsSetTheCallMode()
     {
+        Session &s = TestSession::session();
         TestDatabase db(DbEngine::SQLite);
         TestSession t;
         t.writeHostSettings(db.connectionString());
@@ -61,12 +63,13 @@ private slots:
         QCOMPARE(m_opened, (QStringList{"frmMainBillFind|1|R1|0|0|1|1| and fAmount>0", "frmMainBillFind|1|R1|0|0|1|0|",
                                         "frmMainBill|1|R1|0|0|0|0|", "frmMainBill|0|R2|0|0|0|0|",
                                         "frmMainBillFind|1|R2|0|0|1|2| and frob=1"}));
-        QCOMPARE(session().gIsDownFromOrder, 1);
-        QCOMPARE(session().gDownInterIds, QStringLiteral("5,6"));
+        QCOMPARE(s.gIsDownFromOrder, 1);
+        QCOMPARE(s.gDownInterIds, QStringLiteral("5,6"));
     }
 
     void lateBindingByName()
     {
+        Session &s = TestSession::session();
         TestDatabase db(DbEngine::SQLite);
         TestSession t;
         t.writeHostSettings(db.connectionString());
@@ -88,8 +91,8 @@ private slots:
         QCOMPARE(obj->ReturnString(), QStringLiteral("7"));
         QVERIFY(m_opened.back().startsWith(QStringLiteral("frmMainBillFind|1|Q01|")));
         // The two free properties change nothing the component uses.
-        QCOMPARE(session().gBillName, QStringLiteral("采购发票"));
-        QCOMPARE(session().gAppPath, t.folder() + QStringLiteral("/app"));
+        QCOMPARE(s.gBillName, QStringLiteral("采购发票"));
+        QCOMPARE(s.gAppPath, t.folder() + QStringLiteral("/app"));
     }
 
     void creationFailureGivesTheText()

@@ -19,7 +19,7 @@ private slots:
         TestSession t;
         const QString error = t.start();
         QVERIFY2(!error.isEmpty(), "an empty connection string cannot be opened");
-        const Session &s = session();
+        const Session &s = TestSession::session();
         QCOMPARE((QStringList{s.msgTitle, s.gSeekItem, s.gLoginUserId, s.DBConnectionString, s.gRightPrefix, s.gViewName}),
                  (QStringList{"维卡进销存", "fNumber", "0", "", "Q", "vPurFP"}));
         QCOMPARE((QList<double>{double(s.gBillLength), double(s.intPriceNumber), s.fTax1, double(s.gIsShowTip), double(s.gBillTypeId)}),
@@ -47,7 +47,7 @@ private slots:
         t.writeHostSettings(db.connectionString());
         t.setSetting(key == u"IsAdmin" ? QStringLiteral("SystemLogin") : QStringLiteral("SystemSetup"), key, value);
         QCOMPARE(t.start(), error);
-        QVERIFY(!session().gConn);
+        QVERIFY(!TestSession::session().gConn);
     }
 
     void databaseValues_data()
@@ -83,7 +83,7 @@ private slots:
         t.setSetting(QStringLiteral("SystemSetup"), QStringLiteral("gCurrentPeriod"), QStringLiteral("3"));
         QCOMPARE(t.start(), QString());
 
-        const Session &s = session();
+        const Session &s = TestSession::session();
         QCOMPARE(QStringLiteral("%1|%2|%3|%4").arg(s.gCurrentYear).arg(s.gCurrentPeriod)
                      .arg(s.gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd")), s.gBillName), values);
         QVERIFY2(!s.gConn, "start-up closes the connection on every path");
@@ -108,7 +108,7 @@ private slots:
         t.setSetting(QStringLiteral("SystemSetup"), QStringLiteral("gIsShowTip"), QStringLiteral("False"));
         t.setSetting(QStringLiteral("SystemSetup"), QStringLiteral("gIsAddDelNumber"), QStringLiteral("1"));
         QCOMPARE(t.start(), QString());
-        const Session &s = session();
+        const Session &s = TestSession::session();
         QCOMPARE((QStringList{s.msgTitle, s.gLoginUserId, s.gAppPath}), (QStringList{"小店进销存", "7", t.folder() + "/app"}));
         QCOMPARE((QList<int>{s.IsAdmin, s.gBillLength, int(s.gIsShowTip), s.gIsAddDelNumber}), (QList<int>{0, 8, 0, 1}));
     }

@@ -684,14 +684,14 @@ private slots:
         TestSession t;
         t.writeHostSettings(db.connectionString(), user, false);
         QCOMPARE(t.start(), QString());
-        Session &s = session();
+        Session &s = TestSession::session();
         s.gPeriodStartDate = kPeriodStart;
 
         BillDraft d = draft(total, {entry("101", "1000", "0", "100")});
         d.date = QDate::fromString(date, Qt::ISODate);
         const bool allowed = user == 2;
         const bool valid = newMessage.isEmpty();
-        const SaveOutcome created = prepareInsert(d, labels(d));
+        const SaveOutcome created = prepareInsert(s, d, labels(d));
         QCOMPARE(created.saved, allowed && valid);
         QCOMPARE(created.message ? created.message->text : QString(), newMessage);
         if (!valid)
@@ -700,7 +700,7 @@ private slots:
         QVERIFY(!s.gConn); // the shared connection is closed again
 
         db.exec(QStringLiteral("insert into tblFP(finterid,fbillno,fstatus,fcancellation,fdate) values(50,'OLD',0,0,'2025-01-10')"));
-        const SaveOutcome changed = prepareUpdate(d, labels(d), 50);
+        const SaveOutcome changed = prepareUpdate(s, d, labels(d), 50);
         QCOMPARE(changed.saved, allowed && valid);
         QCOMPARE(changed.message ? changed.message->text : QString(), changeMessage);
         QVERIFY(t.prompts().messageTexts().isEmpty()); // the form shows what comes back

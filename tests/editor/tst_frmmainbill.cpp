@@ -63,8 +63,8 @@ Amount kpOf(TestDatabase &db, const QString &stockId)
 class NoSelector : public CodeSelector {
 public:
     int calls = 0;
-    std::optional<SelectedCode> selectGoods(const QString &, const QString &, QWidget *) override { ++calls; return std::nullopt; }
-    std::optional<SelectedCode> selectBasicData(int, QWidget *) override { ++calls; return std::nullopt; }
+    std::optional<SelectedCode> selectGoods(Session &, const QString &, const QString &, QWidget *) override { ++calls; return std::nullopt; }
+    std::optional<SelectedCode> selectBasicData(Session &, int, QWidget *) override { ++calls; return std::nullopt; }
 };
 } // namespace
 
@@ -136,8 +136,9 @@ class TestFrmMainBill : public QObject {
 
     static frmMainBill *open(int mode)
     {
-        session().gBillMode = std::int16_t(mode);
-        frmMainBill *f = frmMainBill::defaultInstance();
+        Session &s = TestSession::session();
+        s.gBillMode = std::int16_t(mode);
+        frmMainBill *f = frmMainBill::defaultInstance(s);
         f->show();
         QApplication::setActiveWindow(f);
         return f;
@@ -148,7 +149,7 @@ class TestFrmMainBill : public QObject {
         f->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
-    static void signIn(const QString &id, const QString &name) { session().gLoginUserId = id, session().gLoginUserName = name; }
+    static void signIn(const QString &id, const QString &name) { TestSession::session().gLoginUserId = id, TestSession::session().gLoginUserName = name; }
 
 private slots:
     void cleanup()
@@ -167,7 +168,7 @@ private slots:
         QCOMPARE(ss.startError, QString());
         TestSession &t = ss.ts;
         TestDatabase &db = ss.db;
-        Session &s = session();
+        Session &s = TestSession::session();
         const OpenStock stock = busiestSupplier(db);
         QVERIFY(stock.offered >= 2);
 
@@ -291,7 +292,7 @@ private slots:
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("AfterSaveNew"), {}), QStringLiteral("1"));
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("CopyHeader"), {}), QStringLiteral("0"));
         QCOMPARE(SettingsStore::read(app, QStringLiteral("Options"), QStringLiteral("   CopyHeader"), QStringLiteral("absent")), QStringLiteral("absent"));
-        QCOMPARE(IniFile(IniPath()).value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()), QStringLiteral("0"));
+        QCOMPARE(IniFile(IniPath(s)).value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()), QStringLiteral("0"));
 
         // Browsing the ids the list handed over, as the administrator, with
         // the buttons following the position and the bill's state.
@@ -378,7 +379,7 @@ private slots:
         QCOMPARE(ss.startError, QString());
         TestSession &t = ss.ts;
         TestDatabase &db = ss.db;
-        Session &s = session();
+        Session &s = TestSession::session();
         NoSelector selector;
         setCodeSelector(&selector);
         const OpenStock stock = busiestSupplier(db);
@@ -491,7 +492,7 @@ private slots:
         closeForm(f);
         QCOMPARE(SettingsStore::read(QStringLiteral("71frmMainBill"), QStringLiteral("Options"), QStringLiteral("AfterSaveNew"), {}),
                  QStringLiteral("0"));
-        QCOMPARE(ReadIni(QStringLiteral("BillMainLockCols"), QStringLiteral("71Lock"), {}), QStringLiteral("2"));
+        QCOMPARE(ReadIni(s, QStringLiteral("BillMainLockCols"), QStringLiteral("71Lock"), {}), QStringLiteral("2"));
         f = open(0);
         QCOMPARE(child<FrozenTableView>(f, QStringLiteral("fps1"))->frozenColumns(), 2);
         closeForm(f);
@@ -502,7 +503,7 @@ private slots:
         const QString blueOpen = QStringLiteral(" from icstockbill where fAllAmount>0 and fsupplyid=") + stock.supplierId + openStockBillCondition();
         const QString first = db.scalar(QStringLiteral("select min(finterid)") + blueOpen).toString();
         const Amount openSum = amountOf(db, QStringLiteral("select sum(fAllAmount-isnull(fKPAmount,0))") + blueOpen);
-        frmMainBill::showNewFromStockBill(stock.supplierId, first, false);
+        frmMainBill::showNewFromStockBill(s, stock.supplierId, first, false);
         f = frmMainBill::existingInstance();
         QVERIFY(f && f->isVisible());
         QCOMPARE(f->fieldValue(QStringLiteral("fSupplyId")), stock.supplierNumber + QStringLiteral("&**&") + stock.supplierId);

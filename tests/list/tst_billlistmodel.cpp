@@ -156,7 +156,7 @@ private slots:
         QFETCH(DbEngine, engine);
         TestSession ts;
         TestDatabase db(engine, TestDatabase::Content::Demo);
-        Session &s = session();
+        Session &s = TestSession::session();
         s.DBConnectionString = db.connectionString();
         s.gLoginUserId = QStringLiteral("2");
         s.IsAdmin = 0;
@@ -164,7 +164,7 @@ private slots:
         db.exec(QStringLiteral("insert into tblUserVisible(fUserid,fFieldName,ftype,fbilltypeid) values(2,'fNote',3,71)"));
         BillListModel model;
         const QString statement = buildFindStatement(s.gViewName, QString(), QString(), QString(), QString());
-        QVERIFY(!fillBillList(model, statement).has_value());
+        QVERIFY(!fillBillList(s, model, statement).has_value());
         QVERIFY(!fieldsOf(model.columns()).contains(QStringLiteral("fNote")));
         QVERIFY(!s.gConn); // closed after the work
         QVERIFY(ts.prompts().calls.empty());
@@ -198,7 +198,7 @@ private slots:
 
         // A refused statement gives the engine's error and keeps the rows shown.
         const int rows = model.rowCount();
-        const std::optional<ListMessage> error = fillBillList(model, QStringLiteral("select top 20000 * from vNoSuchView where 1=1 "));
+        const std::optional<ListMessage> error = fillBillList(s, model, QStringLiteral("select top 20000 * from vNoSuchView where 1=1 "));
         QVERIFY(error && !error->text.isEmpty());
         QCOMPARE(error->icon, int(Prompt::Critical));
         QCOMPARE(model.rowCount(), rows);
@@ -208,7 +208,7 @@ private slots:
 
         s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
         // A database that cannot be opened is an error too.
-        QVERIFY(fillBillList(model, QStringLiteral("select top 20000 * from vPurFP where 1=1 ")).has_value());
+        QVERIFY(fillBillList(s, model, QStringLiteral("select top 20000 * from vPurFP where 1=1 ")).has_value());
     }
 
     void totalsAreExact_data() { addEngineRows(); }

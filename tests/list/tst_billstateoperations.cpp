@@ -96,14 +96,14 @@ struct Entry {
 struct Env {
     TestSession ts; // first: resets the session before the database exists
     TestDatabase db;
-    BillStateOperations ops;
+    BillStateOperations ops{TestSession::session()};
     StateOutcome last; // of the last run()
 
     explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
         : db(engine, content)
     {
         if (content != TestDatabase::Content::Demo) {
-            Session &s = session();
+            Session &s = TestSession::session();
             s.DBConnectionString = db.connectionString();
             s.gPeriodStartDate = kPeriodStart;
             s.gLoginUserId = QStringLiteral("1");
@@ -156,7 +156,7 @@ struct Env {
         QCOMPARE(messages(), (std::vector<ListMessage>{{text, icon}}));
         QVERIFY(ts.prompts().messages().empty());
         QCOMPARE(snapshot(db.conn()), before);
-        QVERIFY(!session().gConn);
+        QVERIFY(!TestSession::session().gConn);
     }
 };
 // Bills 1 and 2 pass; bill 3 has the status, void flag and period given.
@@ -274,6 +274,7 @@ private slots:
     void deleteReturnsSerialsAndTakesBackAmounts()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         env.addStock(501, QStringLiteral("1000"));
         env.addStock(502, QStringLiteral("77.77"));
@@ -311,11 +312,11 @@ private slots:
         QCOMPARE(messages[0].icon, int(Prompt::Critical));
         QVERIFY(!messages[0].text.isEmpty());
         QCOMPARE(snapshot(env.db.conn()), before);
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
 
         QVERIFY(env.run(Delete));
         QVERIFY(env.messages().empty());
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
         QCOMPARE(env.kp(501), Amount::parse(QStringLiteral("699.7")).value());
         QCOMPARE(env.kp(502), Amount::fromInt(0));
         QCOMPARE(env.kp(503), Amount::fromInt(40));
@@ -346,6 +347,7 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         QFETCH(Command, row);
+        Session &s = TestSession::session();
         const Command &c = row;
         Env env(engine);
         env.addStock(501, QStringLiteral("100"));
@@ -358,9 +360,9 @@ private slots:
         QVERIFY(env.ops.mayRun(c.command, grid));
         // A user who holds only the right to void is refused the others silently.
         env.db.exec(QStringLiteral("insert into tblUserPrivillenge(fuserid,fNumber) values(1,'Q06')"));
-        session().IsAdmin = 0;
+        s.IsAdmin = 0;
         QCOMPARE(env.ops.mayRun(c.command, grid), c.command == ListCommand::Void);
-        session().IsAdmin = 1;
+        s.IsAdmin = 1;
         // On the totals row, or in a grid with no rows, delete does not act.
         ListGridState onTotals = grid;
         onTotals.currentRow = 5;
@@ -378,17 +380,18 @@ private slots:
         QCOMPARE(env.ts.prompts().messages().empty(), !outcome.messages.empty());
         QCOMPARE(tableRows(env.db.conn(), QStringLiteral("select finterid,fstatus,fchecker,fcancellation from tblFP")), c.rows);
         QCOMPARE(env.kp(501), Amount::fromInt(c.invoiced));
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
     }
 
     void randomSequenceKeepsInvoicedAmounts_data() { addEngineRows(); }
     void randomSequenceKeepsInvoicedAmounts()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine, TestDatabase::Content::Demo);
         QCOMPARE(env.start(), QString());
         Connection &conn = env.db.conn();
-        const QString periodStart = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
+        const QString periodStart = s.gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
         auto ids = [&](const QString &where) {
             QList<int> result;
             for (Recordset rs = conn.openRecordset(QStringLiteral("select finterid from tblFP where ") + where); !rs.eof(); rs.moveNext())
@@ -433,7 +436,7 @@ private slots:
             const bool done = env.run(op);
             // Done without a word, or refused with one message, never half-way.
             QVERIFY2(int(env.messages().size()) == (done ? 0 : 1), qPrintable(label));
-            QVERIFY2(!session().gConn, qPrintable(label));
+            QVERIFY2(!s.gConn, qPrintable(label));
             done ? ++successes[op] : ++failures;
             broken = checkInvariant(label);
             QVERIFY2(broken.isEmpty(), qPrintable(broken));
@@ -518,7 +521,7 @@ private slots:
                 env.db.exec(row.otherStatement);
         };
         QCOMPARE(env.run(row.op), row.message.isEmpty());
-        QVERIFY(!session().gConn);
+        QVERIFY(!TestSession::session().gConn);
         // Done: the stock bill holds what the other valid invoice says.
         // Refused: nothing of ours was written, no number was handed back.
         QCOMPARE(env.kp(501), Amount::fromInt(row.message.isEmpty() ? 50 : 150));

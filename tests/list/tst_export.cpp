@@ -172,6 +172,7 @@ private slots:
     void menuCommands()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         ListFormsEnv env(engine);
         frmMainBillResult *list = env.openList();
         QVERIFY(list);
@@ -213,8 +214,8 @@ private slots:
 
         // A user without the right: the workbook asks nothing, the text
         // export asks for none.
-        session().gLoginUserId = QStringLiteral("9");
-        session().IsAdmin = 0;
+        s.gLoginUserId = QStringLiteral("9");
+        s.IsAdmin = 0;
         prompts.clear();
         list->MenuExcel_Click();
         QVERIFY(prompts.calls.empty());
@@ -225,3 +226,4 @@ private slots:
 
 QTEST_MAIN(TestExport)
 #include "tst_export.moc"
+#include "support/TestSession.h"

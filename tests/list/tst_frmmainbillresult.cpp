@@ -27,7 +27,7 @@ using Env = ListFormsEnv;
 // period (column 2 holds the date), not audited, not void.
 int auditableRow(BillListModel *model)
 {
-    const QString start = session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
+    const QString start = TestSession::session().gPeriodStartDate.toString(QStringLiteral("yyyy-MM-dd"));
     for (int r = 1; r < model->dataRowCount(); ++r)
         if (!model->rowState(r).audited && !model->rowState(r).isVoid && model->cellText(r, 2) >= start)
             return r;
@@ -123,7 +123,7 @@ private slots:
         QFETCH(FindMode, row);
         const int variant = row.variant;
         Env env(engine);
-        Session &s = session();
+        Session &s = TestSession::session();
         s.gIsSelectMode = 1;
         s.gFindMode = std::int16_t(variant);
         s.gFindSql = QStringLiteral(" and fcancellation=0");
@@ -238,7 +238,7 @@ private slots:
         // A stored count that no longer fits freezes nothing.
         list->MenuFileExit_Click();
         flushDeletes();
-        WriteIni(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("50"));
+        WriteIni(TestSession::session(), QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("50"));
         QCOMPARE(env.openList()->grid()->frozenColumns(), 0);
     }
 
@@ -249,11 +249,11 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         Env env(engine);
-        Session &s = session();
+        Session &s = TestSession::session();
         QList<bool> calls;
         FormLauncher::setEditorOpener([&](bool modal) { calls << modal; });
         // A list that was never filled has only its header row.
-        auto *empty = new frmMainBillResult;
+        auto *empty = new frmMainBillResult(s);
         empty->MenuEditUpdate_Click();
         empty->vsf1_DblClick();
         QVERIFY(calls.isEmpty());
@@ -262,7 +262,7 @@ private slots:
 
         frmMainBillResult *list = env.openList();
         QVERIFY(list);
-        const QString key = frmMainBillResult::layoutKey();
+        const QString key = list->layoutKey();
         QCOMPARE(key, QStringLiteral("frmMainBillResult71C"));
         auto stored = [&](int type) {
             return env.db.scalar(QStringLiteral("select count(*) from t_GS_tableinfo where ftablename='%1' and ftype=%2").arg(key).arg(type)).toInt();
@@ -356,3 +356,4 @@ private slots:
 
 QTEST_MAIN(TestFrmMainBillResult)
 #include "tst_frmmainbillresult.moc"
+#include "support/TestSession.h"

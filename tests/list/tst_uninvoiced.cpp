@@ -154,7 +154,7 @@ private slots:
         QCOMPARE(ss.startError, QString());
         QList<QStringList> opened;
         FormLauncher::setStockBillInvoiceOpener([&](const QString &supplier, const QString &bill) { opened << QStringList{supplier, bill}; });
-        auto *f = new frmUninvoiced;
+        auto *f = new frmUninvoiced(ss.ts.session());
         QVERIFY(f->cmdQuery_Click());
         const UninvoicedTotals &all = f->totals();
         QAbstractItemModel *m = f->model();

@@ -22,7 +22,7 @@ struct Env : DbEnv {
     explicit Env(DbEngine engine)
         : DbEnv(engine)
     {
-        session().gBatchNo = QStringLiteral("OLD");
+        TestSession::session().gBatchNo = QStringLiteral("OLD");
         db.exec(QStringLiteral("insert into tblMeasureUnit(fitemid,fname) values(1,'个')"));
         db.exec(QStringLiteral("insert into tblMeasureUnit(fitemid,fname) values(2,'箱')"));
         addStock(10, 1, 1, QStringLiteral("'P2024-01'"), QStringLiteral("5"));
@@ -43,8 +43,9 @@ struct Env : DbEnv {
     // The picker for goods `itemId`, shown; the caller waits for it to appear.
     frmBatchno &open(const QString &itemId, bool show = true)
     {
-        session().gBatchItemId = itemId;
-        form = std::make_unique<frmBatchno>();
+        Session &s = TestSession::session();
+        s.gBatchItemId = itemId;
+        form = std::make_unique<frmBatchno>(s);
         if (show)
             form->show();
         return *form;
@@ -96,9 +97,10 @@ private slots:
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(QString, itemId);
         QFETCH(QStringList, expected);
+        Session &s = TestSession::session();
         Env env(engine);
 
-        const std::vector<BatchRow> rows = loadBatchRows(itemId);
+        const std::vector<BatchRow> rows = loadBatchRows(s, itemId);
         const QStringList read = rowTexts(rows);
         QStringList got = read;
         got.sort();
@@ -134,7 +136,7 @@ private slots:
         QTest::keyClick(searchBox(&form), Qt::Key_Return);
         if (rows.empty())
             form.choose();
-        QCOMPARE(session().gBatchNo, rows.empty() ? QStringLiteral("OLD") : rows[size_t(nullRow - 1)].batchNo);
+        QCOMPARE(s.gBatchNo, rows.empty() ? QStringLiteral("OLD") : rows[size_t(nullRow - 1)].batchNo);
         QCOMPARE(form.result(), int(rows.empty() ? QDialog::Rejected : QDialog::Accepted));
         QCOMPARE(form.isVisible(), rows.empty());
     }
@@ -179,8 +181,9 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(KeysCase, row);
+        Session &s = TestSession::session();
         Env env(engine);
-        session().gBatchItemId = QStringLiteral("20");
+        s.gBatchItemId = QStringLiteral("20");
         bool sawForm = false, open = false;
         int current = -1;
         QString text;
@@ -199,9 +202,9 @@ private slots:
             if ((open = form->isVisible()))
                 QTest::keyClick(searchBox(form), Qt::Key_Escape);
         });
-        QCOMPARE(showBatchPicker(), row.chosen != u"OLD");
+        QCOMPARE(showBatchPicker(s), row.chosen != u"OLD");
         QVERIFY(sawForm);
-        QCOMPARE(session().gBatchNo, row.chosen);
+        QCOMPARE(s.gBatchNo, row.chosen);
         QCOMPARE(!open, row.closes);
         QCOMPARE(text, row.text);
         if (row.row >= 0)
@@ -211,16 +214,18 @@ private slots:
     void databaseErrorShowsMessageAndNoRows()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         // No goods id: the statement ends in "where a.fitemid=" and fails.
         frmBatchno &form = env.open(QString(), false);
         QCOMPARE(form.gridRows(), 1);
         expectOneError(env.ts);
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
         form.choose();
-        QCOMPARE(session().gBatchNo, QStringLiteral("OLD"));
+        QCOMPARE(s.gBatchNo, QStringLiteral("OLD"));
     }
 };
 
 QTEST_MAIN(TestBatchno)
 #include "tst_batchno.moc"
+#include "support/TestSession.h"

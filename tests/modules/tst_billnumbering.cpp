@@ -59,15 +59,16 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(RenderingCase, row);
+        Session &s = TestSession::session();
         auto [caseName, preLetter, lastSequence, length, yearDigits, billDate, number, serial] = row;
 
         Env env(engine);
         env.addTemplate(71, preLetter, lastSequence, length, yearDigits);
-        session().gBillLength = 6;
+        s.gBillLength = 6;
 
-        QCOMPARE(MakeBillNo(71, billDate, 0), number);
-        QCOMPARE(session().gBillSerial, serial);
-        QCOMPARE(int(session().gBillLength), length);
+        QCOMPARE(MakeBillNo(s, 71, billDate, 0), number);
+        QCOMPARE(s.gBillSerial, serial);
+        QCOMPARE(int(s.gBillLength), length);
         expectQuiet(env.ts);
         // Only a proposal: the counter is advanced by the save, not here.
         QCOMPARE(env.db.scalar(QStringLiteral("select fbillno from tblMaxBillNo where ftypeid=71")).toLongLong(), lastSequence);
@@ -80,6 +81,7 @@ private slots:
     void drawingAndKeepingTheSequence()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         env.addTemplate(71, QStringLiteral("FP年月日-序号"), 9, 4, 4);
         env.addTemplate(72, QStringLiteral("XS序号"), 20, 5);
@@ -88,33 +90,33 @@ private slots:
         env.addReleased(72, QStringLiteral("0001"));
         env.ts.writeHostSettings(env.db.connectionString());
         QCOMPARE(env.ts.start(), QString());
-        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 1), QStringLiteral("FP20240301-"));
-        QCOMPARE(session().gBillSerial, QString());
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 3, 1), 1), QStringLiteral("FP20240301-"));
+        QCOMPARE(s.gBillSerial, QString());
 
-        QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
-        QCOMPARE(int(session().gBillLength), 5);
-        session().gBillSerial = QStringLiteral("keep");
-        QCOMPARE(MakeBillNo(73, QDate(2024, 1, 1), 0), QString());
-        QCOMPARE(session().gBillSerial, QStringLiteral("keep"));
-        QCOMPARE(int(session().gBillLength), 5);
+        QCOMPARE(MakeBillNo(s, 72, QDate(2024, 1, 1), 0), QStringLiteral("XS00021"));
+        QCOMPARE(int(s.gBillLength), 5);
+        s.gBillSerial = QStringLiteral("keep");
+        QCOMPARE(MakeBillNo(s, 73, QDate(2024, 1, 1), 0), QString());
+        QCOMPARE(s.gBillSerial, QStringLiteral("keep"));
+        QCOMPARE(int(s.gBillLength), 5);
 
-        QCOMPARE(MakeBillNo(71, QDate(2024, 3, 1), 0), QStringLiteral("FP20240301-0010"));
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 3, 1), 0), QStringLiteral("FP20240301-0010"));
         env.db.exec(QStringLiteral("update tblMaxBillNo set fbillno=fbillno+5 where ftypeid=71"));
-        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 7), QStringLiteral("FP20240415-0010"));
-        QCOMPARE(session().gBillSerial, QStringLiteral("0010"));
-        QCOMPARE(MakeBillNo(71, QDate(2024, 4, 15), 0), QStringLiteral("FP20240415-0015"));
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 4, 15), 7), QStringLiteral("FP20240415-0010"));
+        QCOMPARE(s.gBillSerial, QStringLiteral("0010"));
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 4, 15), 0), QStringLiteral("FP20240415-0015"));
 
         // Reuse on: the first released number of the session's kind in text
         // order ("10" before "9"; "0001" is kind 72's), whatever kind is
         // drawn. Only offered: the save removes it.
-        session().gIsAddDelNumber = 1;
-        QCOMPARE(MakeBillNo(72, QDate(2024, 1, 1), 0), QStringLiteral("XS10"));
-        QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QStringLiteral("FP20240101-10"));
-        QCOMPARE(session().gBillSerial, QStringLiteral("10"));
+        s.gIsAddDelNumber = 1;
+        QCOMPARE(MakeBillNo(s, 72, QDate(2024, 1, 1), 0), QStringLiteral("XS10"));
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 1, 1), 0), QStringLiteral("FP20240101-10"));
+        QCOMPARE(s.gBillSerial, QStringLiteral("10"));
         QCOMPARE(env.db.scalar(QStringLiteral("select count(*) from tblBillNoAdd")).toInt(), 3);
         // keepSerial does not consult the released numbers again.
         env.db.exec(QStringLiteral("delete from tblBillNoAdd"));
-        QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 1), QStringLiteral("FP20240101-10"));
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 1, 1), 1), QStringLiteral("FP20240101-10"));
         expectQuiet(env.ts);
     }
 
@@ -130,22 +132,24 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(QString, failure);
+        Session &s = TestSession::session();
 
         Env env(engine, failure == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
         if (failure == u"released") {
             env.addTemplate(71, QStringLiteral("FP序号"), 1, 4);
             env.db.exec(QStringLiteral("drop table tblBillNoAdd"));
-            session().gIsAddDelNumber = 1;
+            s.gIsAddDelNumber = 1;
         } else if (failure == u"unreachable") {
-            session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.db.folder() + QStringLiteral("/missing/none.db");
+            s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.db.folder() + QStringLiteral("/missing/none.db");
         }
-        session().msgTitle = QStringLiteral("进销存");
+        s.msgTitle = QStringLiteral("进销存");
 
-        QCOMPARE(MakeBillNo(71, QDate(2024, 1, 1), 0), QString());
+        QCOMPARE(MakeBillNo(s, 71, QDate(2024, 1, 1), 0), QString());
         expectOneError(env.ts);
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
     }
 };
 
 QTEST_GUILESS_MAIN(TestBillNumbering)
 #include "tst_billnumbering.moc"
+#include "support/TestSession.h"

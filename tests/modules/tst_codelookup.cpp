@@ -50,7 +50,7 @@ struct Env : DbEnv {
 
 void setPreviousResult()
 {
-    Session &s = session();
+    Session &s = TestSession::session();
     s.gItemName = QStringLiteral("旧名称");
     s.gItemNumber = QStringLiteral("OLD");
     s.gItemId = QStringLiteral("99");
@@ -62,7 +62,7 @@ void setPreviousResult()
 
 QStringList lookupFields()
 {
-    const Session &s = session();
+    const Session &s = TestSession::session();
     return {s.gItemName, s.gItemNumber, s.gItemId, s.gItemModel, s.gItemUnit, s.gItemInPrice, s.gItemOutPrice,
             s.gItemA1, s.gItemB1, s.gItemC1, s.gItemD1, s.gItemE1, s.gItemF1, s.gItemG1, s.gItemH1,
             s.gItemHNumber1, s.gItemHName1};
@@ -113,15 +113,16 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(SeekCodeCase, row);
+        Session &s = TestSession::session();
         Env env(engine);
         // A successful goods lookup first, so every result field holds a
         // value, some then marked as old: a lookup has to write anew every
         // field it finds.
-        QVERIFY(SeekCode(1, kGoods, QStringLiteral("G001")));
+        QVERIFY(SeekCode(s, 1, kGoods, QStringLiteral("G001")));
         setPreviousResult();
         const QStringList before = lookupFields();
 
-        QCOMPARE(SeekCode(std::int16_t(row.source), std::int16_t(row.classId), row.number), !row.fields.isEmpty());
+        QCOMPARE(SeekCode(s, std::int16_t(row.source), std::int16_t(row.classId), row.number), !row.fields.isEmpty());
         QCOMPARE(lookupFields(), row.fields + before.mid(row.fields.size()));
         expectQuiet(env.ts);
     }
@@ -143,18 +144,20 @@ private slots:
         QFETCH(bool, tables);
         QFETCH(int, source);
         QFETCH(int, classId);
+        Session &s = TestSession::session();
 
         Env env(engine, tables ? TestDatabase::Content::Schema : TestDatabase::Content::Empty);
-        session().msgTitle = QStringLiteral("进销存");
+        s.msgTitle = QStringLiteral("进销存");
         setPreviousResult();
         const QStringList before = lookupFields();
 
-        QVERIFY(!SeekCode(std::int16_t(source), std::int16_t(classId), QStringLiteral("S01")));
+        QVERIFY(!SeekCode(s, std::int16_t(source), std::int16_t(classId), QStringLiteral("S01")));
         expectOneError(env.ts);
         QCOMPARE(lookupFields(), before);
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
     }
 };
 
 QTEST_GUILESS_MAIN(TestCodeLookup)
 #include "tst_codelookup.moc"
+#include "support/TestSession.h"

@@ -139,6 +139,7 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(LoadCase, row);
+        Session &s = TestSession::session();
         const auto &[caseName, name, type, stored, designed, expected] = row;
         const bool first = stored.isEmpty();
         Env env(engine);
@@ -152,7 +153,7 @@ private slots:
 
         auto widget = makeGrid(designed);
         TableWidgetGridColumns grid(widget.get());
-        QVERIFY(LoadGridLayout(name, grid, std::int16_t(type)));
+        QVERIFY(LoadGridLayout(s, name, grid, std::int16_t(type)));
         QCOMPARE(widthsOf(grid), expected);
         // A stored layout is only read; a first load records the designed
         // layout as the grid's default.
@@ -165,7 +166,7 @@ private slots:
         // The recorded default is what a later load of type 0 applies.
         auto other = makeGrid({40, 40, 40});
         TableWidgetGridColumns otherGrid(other.get());
-        QVERIFY(LoadGridLayout(name, otherGrid, 0));
+        QVERIFY(LoadGridLayout(s, name, otherGrid, 0));
         QCOMPARE(widthsOf(otherGrid), designed);
     }
 
@@ -174,23 +175,24 @@ private slots:
     void saveReplacesOnlyItsOwnLayout()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         env.store(kGrid, 1, {1, 2, 3, 4, 5});
         env.store(kGrid, 0, {100, 100});
         env.store(kOtherGrid, 1, {7, 8});
         FailingGrid failing;
-        QVERIFY(!SaveGridLayout(kGrid, failing, 1));
+        QVERIFY(!SaveGridLayout(s, kGrid, failing, 1));
         expectOneError(env.ts);
         QCOMPARE(env.stored(kGrid, 1), Widths({1, 2, 3, 4, 5}));
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
         env.ts.prompts().clear();
 
         auto widget = makeGrid({50, 80, 120});
         TableWidgetGridColumns grid(widget.get());
-        QVERIFY(SaveGridLayout(kGrid, grid, 1));
+        QVERIFY(SaveGridLayout(s, kGrid, grid, 1));
         QCOMPARE(env.stored(kGrid, 1), Widths({50, 80, 120}));
         grid.setColumnWidth(1, 95);
-        QVERIFY(SaveGridLayout(kGrid, grid, 1));
+        QVERIFY(SaveGridLayout(s, kGrid, grid, 1));
         QCOMPARE(env.stored(kGrid, 1), Widths({50, 95, 120}));
         QCOMPARE(env.stored(kGrid, 0), Widths({100, 100}));
         QCOMPARE(env.stored(kOtherGrid, 1), Widths({7, 8}));
@@ -200,13 +202,14 @@ private slots:
         env.db.exec(QStringLiteral("drop table t_GS_tableinfo"));
         for (bool load : {true, false}) {
             env.ts.prompts().clear();
-            QVERIFY(!(load ? LoadGridLayout(kGrid, grid, 1) : SaveGridLayout(kGrid, grid, 1)));
+            QVERIFY(!(load ? LoadGridLayout(s, kGrid, grid, 1) : SaveGridLayout(s, kGrid, grid, 1)));
             expectOneError(env.ts);
             QCOMPARE(widthsOf(grid), Widths({50, 95, 120}));
-            QVERIFY(!session().gConn);
+            QVERIFY(!s.gConn);
         }
     }
 };
 
 QTEST_MAIN(TestGridLayout)
 #include "tst_gridlayout.moc"
+#include "support/TestSession.h"

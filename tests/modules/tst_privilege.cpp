@@ -25,7 +25,7 @@ struct Env : DbEnv {
     explicit Env(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
         : DbEnv(engine, content)
     {
-        Session &s = session();
+        Session &s = TestSession::session();
         s.gLoginUserId = QStringLiteral("2");
         s.IsAdmin = 0;
         s.gPeriodStartDate = kPeriodStart;
@@ -115,6 +115,7 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(HasPrivilegeCase, row);
+        Session &s = TestSession::session();
         auto [caseName, database, admin, userId, code, granted] = row;
 
         Env env(engine, database == u"empty" ? TestDatabase::Content::Empty : TestDatabase::Content::Schema);
@@ -123,15 +124,15 @@ private slots:
             env.grant(2, QStringLiteral("Q01"));
             env.grant(3, QStringLiteral("Q21"));
         } else if (database == u"missing") {
-            session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.ts.folder() + QStringLiteral("/missing/none.db");
+            s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + env.ts.folder() + QStringLiteral("/missing/none.db");
         }
-        session().IsAdmin = std::int16_t(admin);
-        session().gLoginUserId = userId;
+        s.IsAdmin = std::int16_t(admin);
+        s.gLoginUserId = userId;
 
-        QCOMPARE(HasPrivilege(code), granted);
+        QCOMPARE(HasPrivilege(s, code), granted);
         if (database == u"empty" || userId.isEmpty()) {
             expectOneError(env.ts);
-            QVERIFY(session().gConn && session().gConn->isOpen());
+            QVERIFY(s.gConn && s.gConn->isOpen());
         } else {
             expectQuiet(env.ts);
         }
@@ -190,14 +191,15 @@ private slots:
         QFETCH(QString, bills);
         QFETCH(QString, ids);
         QFETCH(QString, message);
+        Session &s = TestSession::session();
 
         Env env(engine);
         addBills(env, bills);
-        session().gLoginUserId = QStringLiteral("5");
+        s.gLoginUserId = QStringLiteral("5");
         const QStringList before = env.billStates();
 
-        QCOMPARE(CheckBills(ids), message.isEmpty());
-        QVERIFY(!session().gConn);
+        QCOMPARE(CheckBills(s, ids), message.isEmpty());
+        QVERIFY(!s.gConn);
         if (message == u"<error>") {
             expectOneError(env.ts);
             QCOMPARE(env.billStates(), before);
@@ -220,6 +222,7 @@ private slots:
     void auditLostToAnotherWorkstation()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         addBills(env, QStringLiteral("nnnn"));
 
@@ -230,8 +233,8 @@ private slots:
         QVERIFY(!auditRefusal(rows, kPeriodStart));
 
         // ... when this workstation audits bills 3 and 4.
-        session().gLoginUserId = QStringLiteral("6");
-        QVERIFY(CheckBills(QStringLiteral("3,4")));
+        s.gLoginUserId = QStringLiteral("6");
+        QVERIFY(CheckBills(s, QStringLiteral("3,4")));
 
         // A's update must not audit bill 3 a second time, nor bills 1 and 2 alone.
         QVERIFY(!applyAudit(a, QStringLiteral("1,2,3"), QStringLiteral("7"), rows.recordCount()));
@@ -319,3 +322,4 @@ private slots:
 
 QTEST_GUILESS_MAIN(TestPrivilege)
 #include "tst_privilege.moc"
+#include "support/TestSession.h"

@@ -80,8 +80,8 @@ void whenModal(std::function<void(QWidget *)> drive)
 
 // A host's own selectors, answering nothing.
 struct HostSelector : CodeSelector {
-    std::optional<SelectedCode> selectGoods(const QString &, const QString &, QWidget *) override { return std::nullopt; }
-    std::optional<SelectedCode> selectBasicData(int, QWidget *) override { return std::nullopt; }
+    std::optional<SelectedCode> selectGoods(Session &, const QString &, const QString &, QWidget *) override { return std::nullopt; }
+    std::optional<SelectedCode> selectBasicData(Session &, int, QWidget *) override { return std::nullopt; }
 };
 
 // Types text key by key; characters beyond ASCII come as key events that
@@ -124,21 +124,22 @@ private slots:
         QFETCH(int, classId);
         QFETCH(QStringList, expected);
         QFETCH(QString, caption);
+        Session &s = TestSession::session();
         Env env(engine);
         const std::vector<CodeRow> rows = readBasicData(env.db.conn(), classId);
         QCOMPARE(numbers(rows), expected); // ids and names: dialogByKeys
         QCOMPARE(basicDataCaption(env.db.conn(), classId), caption);
-        std::unique_ptr<CodeSelectorDialog> dialog(CodeSelectorDialog::forBasicData(classId));
+        std::unique_ptr<CodeSelectorDialog> dialog(CodeSelectorDialog::forBasicData(s, classId));
         QCOMPARE(dialog->windowTitle(), caption);
         QCOMPARE(dialog->shownRows(), int(expected.size()));
         // The dialog opened the shared connection for itself and closed it
         // again; a caller holding it open keeps it.
         expectQuiet(env.ts);
-        OpenConnection();
-        dialog.reset(CodeSelectorDialog::forGoods(QStringLiteral("fNumber"), QString()));
+        OpenConnection(s);
+        dialog.reset(CodeSelectorDialog::forGoods(s, QStringLiteral("fNumber"), QString()));
         QCOMPARE(dialog->shownRows(), 4);
-        QVERIFY(session().gConn && session().gConn->isOpen());
-        CloseConnection();
+        QVERIFY(s.gConn && s.gConn->isOpen());
+        CloseConnection(s);
         expectQuiet(env.ts);
     }
 
@@ -199,9 +200,10 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(DialogByKeysCase, row);
+        Session &s = TestSession::session();
         auto [caseName, goods, typed, downs, escape, expected] = row;
         Env env(engine);
-        session().intPriceNumber = 3;
+        s.intPriceNumber = 3;
         // A host's selector serves until the host takes it back; then the
         // default dialogs below serve again.
         HostSelector host;
@@ -238,10 +240,10 @@ private slots:
                 QTest::keyClick(search, escape ? Qt::Key_Escape : Qt::Key_Return);
             closedByKeys = !dialog->isVisible();
         });
-        const std::optional<SelectedCode> chosen = goods ? codeSelector().selectGoods(QStringLiteral("fNumber"), env.db.connectionString(), nullptr)
-                                                         : codeSelector().selectBasicData(kSuppliers, nullptr);
+        const std::optional<SelectedCode> chosen = goods ? codeSelector().selectGoods(s, QStringLiteral("fNumber"), env.db.connectionString(), nullptr)
+                                                         : codeSelector().selectBasicData(s, kSuppliers, nullptr);
         QCOMPARE(title, goods ? QStringLiteral("选择商品") : QStringLiteral("选择供应商"));
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
         QCOMPARE(bool(chosen), !expected.isEmpty());
         QCOMPARE(closedByKeys, !expected.isEmpty() || escape); // Enter on an empty list keeps it open
         QCOMPARE(shownAfterTyping == 0, expected.isEmpty() && !escape);
@@ -260,7 +262,7 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         Env env(engine);
-        std::unique_ptr<CodeSelectorDialog> dialog(CodeSelectorDialog::forBasicData(kSuppliers));
+        std::unique_ptr<CodeSelectorDialog> dialog(CodeSelectorDialog::forBasicData(TestSession::session(), kSuppliers));
         dialog->show();
         QVERIFY(activate(dialog.get()));
         auto *search = dialog->findChild<QLineEdit *>(QStringLiteral("txtSearch"));
@@ -285,20 +287,21 @@ private slots:
     void databaseErrorShowsMessageAndNoRows()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Env env(engine);
         const QString missing = QStringLiteral("Driver=SQLite;Database=") + env.ts.folder() + QStringLiteral("/no/such.db");
         for (bool goods : {true, false}) {
             env.ts.prompts().clear();
             std::unique_ptr<CodeSelectorDialog> dialog;
             if (goods) {
-                dialog.reset(CodeSelectorDialog::forGoods(QStringLiteral("fNumber"), missing));
+                dialog.reset(CodeSelectorDialog::forGoods(s, QStringLiteral("fNumber"), missing));
             } else {
-                session().DBConnectionString = missing;
-                dialog.reset(CodeSelectorDialog::forBasicData(kSuppliers));
+                s.DBConnectionString = missing;
+                dialog.reset(CodeSelectorDialog::forBasicData(s, kSuppliers));
             }
             QCOMPARE(dialog->shownRows(), 0);
             expectOneError(env.ts);
-            QVERIFY(!session().gConn);
+            QVERIFY(!s.gConn);
             dialog->choose();
             QVERIFY(!dialog->selected());
         }
@@ -307,3 +310,4 @@ private slots:
 
 QTEST_MAIN(TestSelectors)
 #include "tst_selectors.moc"
+#include "support/TestSession.h"

@@ -16,12 +16,13 @@ class TestSetupIni : public QObject {
 private slots:
     void pathFollowsAppPath()
     {
+        Session &s = TestSession::session();
         TestSession t;
-        session().gAppPath = t.folder() + QStringLiteral("/app/");
-        QCOMPARE(computeIniPath(), t.folder() + QStringLiteral("/app/SetupInfo.ini"));
-        QCOMPARE(IniPath(), session().gIniPath);
-        session().gAppPath.clear();
-        QCOMPARE(computeIniPath(), t.folder() + QStringLiteral("/data/TamsorPurFP/SetupInfo.ini"));
+        s.gAppPath = t.folder() + QStringLiteral("/app/");
+        QCOMPARE(computeIniPath(s), t.folder() + QStringLiteral("/app/SetupInfo.ini"));
+        QCOMPARE(IniPath(s), s.gIniPath);
+        s.gAppPath.clear();
+        QCOMPARE(computeIniPath(s), t.folder() + QStringLiteral("/data/TamsorPurFP/SetupInfo.ini"));
     }
 
     void readIni_data()
@@ -41,13 +42,14 @@ private slots:
         QFETCH(QString, stored);
         QFETCH(QString, expected);
         QFETCH(bool, defaultWritten);
+        Session &s = TestSession::session();
         TestSession t;
-        session().gAppPath = t.folder();
-        computeIniPath();
-        IniFile ini(IniPath());
+        s.gAppPath = t.folder();
+        computeIniPath(s);
+        IniFile ini(IniPath(s));
         if (!stored.isNull())
             ini.setValue(QStringLiteral("Print"), QStringLiteral("71Print"), stored);
-        QCOMPARE(ReadIni(QStringLiteral("Print"), QStringLiteral("71Print"), QStringLiteral("dflt")), expected);
+        QCOMPARE(ReadIni(s, QStringLiteral("Print"), QStringLiteral("71Print"), QStringLiteral("dflt")), expected);
         QCOMPARE(ini.value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()),
                  defaultWritten ? QStringLiteral("dflt") : stored);
     }
@@ -79,11 +81,11 @@ private slots:
         QFETCH(bool, reused);
         TestDatabase db(engine);
         TestSession t;
-        Session &s = session();
+        Session &s = TestSession::session();
         s.DBConnectionString = db.connectionString();
-        QVERIFY(OpenConnection());
+        QVERIFY(OpenConnection(s));
         Connection *first = s.gConn.get();
-        QVERIFY(OpenConnection()); // opened once, while open
+        QVERIFY(OpenConnection(s)); // opened once, while open
         QCOMPARE(s.gConn.get(), first);
         s.gConn->execute(QStringLiteral("create temp table tmpMarker(x int)"));
         if (between == u"transaction") {
@@ -92,11 +94,11 @@ private slots:
         }
         if (between == u"error")
             QVERIFY_THROWS_EXCEPTION(DbError, s.gConn->execute(QStringLiteral("select nosuchcolumn from tblUser")));
-        CloseConnection();
+        CloseConnection(s);
         QVERIFY(!s.gConn);
-        CloseConnection(); // closing twice is harmless
+        CloseConnection(s); // closing twice is harmless
         if (between == u"release") {
-            ReleaseIdleConnection();
+            ReleaseIdleConnection(s);
         } else if (between == u"string") {
             s.DBConnectionString += u';';
         } else if (between == u"replace") {
@@ -107,7 +109,7 @@ private slots:
             QVERIFY(QFile::remove(file));
             QVERIFY(QFile::copy(ConnectionString::parse(other.connectionString()).database, file));
         }
-        OpenConnection();
+        OpenConnection(s);
         bool markerSeen = true;
         try {
             s.gConn->openRecordset(QStringLiteral("select count(*) from tmpMarker"));
@@ -119,8 +121,8 @@ private slots:
         QCOMPARE(s.gConn->openRecordset(QStringLiteral("select count(*) from tblUser where fuserid=901")).value(0).toInt(), 0);
         if (between == u"replace")
             QCOMPARE(s.gConn->openRecordset(QStringLiteral("select count(*) from tblUser where fuserid=902")).value(0).toInt(), 1);
-        CloseConnection();
-        ReleaseIdleConnection();
+        CloseConnection(s);
+        ReleaseIdleConnection(s);
     }
 
     // The host letting go of the component closes the connection kept idle.
@@ -128,22 +130,24 @@ private slots:
     void releasingTheComponentClosesTheIdleConnection()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         TestDatabase db(engine, TestDatabase::Content::Demo);
         TestSession t;
         t.writeHostSettings(db.connectionString());
         std::unique_ptr<clsCGIn> obj = clsCGIn::create();
         QVERIFY(obj);
-        QVERIFY(session().idleConn && session().idleConn->isOpen()); // the start-up's connection, parked
+        QVERIFY(s.idleConn && s.idleConn->isOpen()); // the start-up's connection, parked
         obj.reset();
-        QVERIFY(!session().idleConn);
+        QVERIFY(!s.idleConn);
     }
 
     void openFailureReachesTheCaller()
     {
+        Session &s = TestSession::session();
         TestSession t;
-        session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + t.folder() + QStringLiteral("/missing.db");
-        QVERIFY_THROWS_EXCEPTION(DbError, OpenConnection());
-        QVERIFY(!session().gConn);
+        s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + t.folder() + QStringLiteral("/missing.db");
+        QVERIFY_THROWS_EXCEPTION(DbError, OpenConnection(s));
+        QVERIFY(!s.gConn);
     }
 };
 

@@ -19,7 +19,7 @@ struct Env : StartedSession {
     {
         QDir().mkpath(ts.folder() + QStringLiteral("/tmp"));
         qputenv("TMPDIR", (ts.folder() + QStringLiteral("/tmp")).toUtf8());
-        session().msgTitle = QStringLiteral("测试");
+        TestSession::session().msgTitle = QStringLiteral("测试");
     }
     ~Env()
     {
@@ -38,7 +38,7 @@ struct Env : StartedSession {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    QString appPath() const { return session().gAppPath; }
+    QString appPath() const { return TestSession::session().gAppPath; }
 
     // The bytes stored in a template row.
     QByteArray storedContent(int key = 1)

@@ -82,7 +82,7 @@ class tst_BillPrinting : public QObject {
     // pages: batchPages.)
     static void checkExportedBill(Env &env, const QString &pdf)
     {
-        const int bill = session().gCurInterId;
+        const int bill = TestSession::session().gCurInterId;
         Recordset head = env.db.conn().openRecordset(
             QStringLiteral("select a.fbillno,s.fname as fsupplier from tblFP as a "
                            "left join tblItem as s on s.fitemid=a.fSupplyId where a.finterid=%1").arg(bill));
@@ -126,10 +126,11 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         QFETCH(FlagCase, row);
+        Session &s = TestSession::session();
         const auto &[name, set, loaded, appFolder] = row;
         START_ENV(env, engine);
         // A template from an earlier call must not survive a call that finds none.
-        QVERIFY(initReport());
+        QVERIFY(initReport(s));
         QVERIFY(billReport().hasTemplate());
         if (set == u"several") {
             // Rows 2 and 3 are defaults too (a null flag counts), row 4 is not.
@@ -144,7 +145,7 @@ private slots:
         if (appFolder)
             QDir().mkpath(env.appPath());
         const QString folder = appFolder ? env.appPath() : env.ts.folder() + QStringLiteral("/tmp");
-        QCOMPARE(QFileInfo(templateFolder()).canonicalFilePath(), QFileInfo(folder).canonicalFilePath());
+        QCOMPARE(QFileInfo(templateFolder(s)).canonicalFilePath(), QFileInfo(folder).canonicalFilePath());
         // Whatever order the engine returns the default rows in, the last one
         // read is the one printed.
         Recordset rs = env.db.conn().openRecordset(defaultTemplateSql(71));
@@ -160,9 +161,9 @@ private slots:
             f.write(QByteArray(env.storedContent().size() * 2, 'x'));
         }
         const int bill = env.busiestInvoice();
-        session().gCurInterId = bill;
+        s.gCurInterId = bill;
 
-        QCOMPARE(initReport(), loaded);
+        QCOMPARE(initReport(s), loaded);
         QCOMPARE(billReport().hasTemplate(), loaded);
         QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
         if (!loaded) {
@@ -171,7 +172,7 @@ private slots:
         }
         QCOMPARE(billReport().reportTemplate(), *report::templateFromJson(rs.value(QStringLiteral("fcontent")).toByteArray()));
         QCOMPARE(printSource().orderSql, rs.text(QStringLiteral("fOrderSQL")));
-        QCOMPARE(QFileInfo(session().gTemplateFile).absoluteFilePath(), QFileInfo(leftover).absoluteFilePath());
+        QCOMPARE(QFileInfo(s.gTemplateFile).absoluteFilePath(), QFileInfo(leftover).absoluteFilePath());
         // The loaded file is removed; those of earlier default rows stay.
         QVERIFY(!QFileInfo::exists(leftover));
         QCOMPARE(QDir(folder).entryList(QDir::Files).size(), rs.recordCount() - 1);
@@ -179,7 +180,7 @@ private slots:
 
         QVERIFY(billReport().prepare().pageCount() >= 1);
         const report::ReportData &data = billReport().data();
-        QCOMPARE(session().gConn.get(), nullptr); // the feed closes the connection
+        QCOMPARE(s.gConn.get(), nullptr); // the feed closes the connection
         Recordset expected = env.db.conn().openRecordset(
             QStringLiteral("select * from vPurFPPrint where finterid=%1 order by forderid").arg(bill));
         QVERIFY(data.count() >= 2);
@@ -200,8 +201,9 @@ private slots:
     // Only the file name of the stored one is kept, in the application folder.
     void templateFilePathKeepsFileName()
     {
+        Session &s = TestSession::session();
         TestSession ts;
-        session().gAppPath = ts.folder();
+        s.gAppPath = ts.folder();
         const QList<QPair<QString, QString>> cases{{"PurFP.grf", "PurFP.grf"},
                                                    {"  PurFP.grf ", "PurFP.grf"},
                                                    {"C:\\Program Files\\App\\Bill.grf", "Bill.grf"},
@@ -209,14 +211,15 @@ private slots:
                                                    {QString(), "71.grf"},
                                                    {"..", "71.grf"}};
         for (const auto &[stored, expected] : cases)
-            QCOMPARE(templateFilePath(stored), QDir(ts.folder()).filePath(expected));
+            QCOMPARE(templateFilePath(s, stored), QDir(ts.folder()).filePath(expected));
     }
 
     void noConnection()
     {
+        Session &s = TestSession::session();
         TestSession ts;
-        session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
-        QVERIFY(!initReport());
+        s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
+        QVERIFY(!initReport(s));
         QCOMPARE(ts.prompts().messageTexts(), QStringList{QStringLiteral("数据库连接失败!")});
         QCOMPARE(ts.prompts().lastMessage().icon, int(Prompt::Exclamation));
         QVERIFY(!billReport().hasTemplate());
@@ -232,8 +235,9 @@ private slots:
     void editorCommands()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         START_ENV(env, engine, Demo::kClerkUserId, false);
-        session().gCurInterId = env.busiestInvoice();
+        s.gCurInterId = env.busiestInvoice();
         const QString pdf = env.ts.folder() + QStringLiteral("/bill");
         // A dialog that the command opens is noted and closed again.
         QStringList dialogs;
@@ -257,11 +261,11 @@ private slots:
                 dialogs.clear();
                 watcher.start();
                 if (command == u"preview")
-                    menuPreview(isNewBill);
+                    menuPreview(s, isNewBill);
                 else if (command == u"print")
-                    menuPrint(isNewBill);
+                    menuPrint(s, isNewBill);
                 else
-                    menuExportPdf(isNewBill);
+                    menuExportPdf(s, isNewBill);
                 watcher.stop();
                 const QString tag = state + u'/' + command;
                 const QStringList messages = env.prompts().messageTexts();
@@ -299,24 +303,25 @@ private slots:
     void defaultPrintOption()
     {
         QFETCH(PrintOptionCase, row);
+        Session &s = TestSession::session();
         const auto &[name, stored, checkedBefore, checkedAfter] = row;
         TestSession ts;
-        session().gAppPath = ts.folder() + QStringLiteral("/app");
+        s.gAppPath = ts.folder() + QStringLiteral("/app");
         const QString ini = ts.folder() + QStringLiteral("/app/SetupInfo.ini");
         IniFile file(ini);
         // Other entries of the file are kept.
         QVERIFY(file.setValue(QStringLiteral("LockCols"), QStringLiteral("A1"), QStringLiteral("3")));
         if (!stored.isEmpty()) {
             QVERIFY(file.setValue(QStringLiteral("Print"), QStringLiteral("71Print"), stored));
-            QCOMPARE(readDefaultPrintOption(), checkedBefore);
+            QCOMPARE(readDefaultPrintOption(s), checkedBefore);
         }
 
-        QCOMPARE(menuDefaultPrint(checkedBefore), checkedAfter);
+        QCOMPARE(menuDefaultPrint(s, checkedBefore), checkedAfter);
         QCOMPARE(file.value(QStringLiteral("Print"), QStringLiteral("71Print")).value_or(QString()),
                  checkedAfter ? QStringLiteral("1") : QStringLiteral("0"));
-        QCOMPARE(readDefaultPrintOption(), checkedAfter);
+        QCOMPARE(readDefaultPrintOption(s), checkedAfter);
         QCOMPARE(file.value(QStringLiteral("LockCols"), QStringLiteral("A1")).value_or(QString()), QStringLiteral("3"));
-        QCOMPARE(session().gIniPath, ini);
+        QCOMPARE(s.gIniPath, ini);
     }
 
     // A batch is the bills one after the other, in the order given, each
@@ -335,6 +340,7 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         QFETCH(BatchCase, row);
+        Session &s = TestSession::session();
         const auto &[name, picks, how] = row;
         START_ENV(env, engine);
         // Tall rows: the busiest bill runs over several pages.
@@ -352,8 +358,8 @@ private slots:
         QList<int> starts; // each bill printed alone
         int pages = 0;
         for (const qint32 id : ids) {
-            session().gCurInterId = id;
-            QVERIFY(initReport());
+            s.gCurInterId = id;
+            QVERIFY(initReport(s));
             starts << pages;
             pages += billReport().prepare().pageCount();
         }
@@ -372,7 +378,7 @@ private slots:
         toPdf(&printer, nullptr);
         if (how.startsWith(u"list")) {
             env.prompts().fileNames.push_back(path);
-            how == u"list pdf" ? menuBatchPdf(ids) : menuBatchPrint(ids);
+            how == u"list pdf" ? menuBatchPdf(s, ids) : menuBatchPrint(s, ids);
             QCOMPARE(env.prompts().messageTexts(), how == u"list pdf" ? QStringList{QStringLiteral("文件导出成功!")} : QStringList{});
         } else {
             const BatchRequest request{71, ids, QStringLiteral("采购发票")};
@@ -443,3 +449,4 @@ private slots:
 
 QTEST_MAIN(tst_BillPrinting)
 #include "tst_billprinting.moc"
+#include "support/TestSession.h"

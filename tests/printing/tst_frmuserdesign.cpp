@@ -33,7 +33,7 @@ void triggerMenu(frmUserDesign *form, const char *name)
 // Opens the designer as the editor's menu does; null when it did not open.
 frmUserDesign *openDesigner()
 {
-    menuDesignModle(nullptr, false);
+    menuDesignModle(TestSession::session(), nullptr, false);
     return frmUserDesign::existingInstance();
 }
 
@@ -85,6 +85,7 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         QFETCH(OpenCase, row);
+        Session &s = TestSession::session();
         const bool withRow = row.withRow;
         START_ENV(env, engine);
         const QByteArray stored = env.storedContent();
@@ -94,13 +95,13 @@ private slots:
         if (!withRow)
             env.db.exec(QStringLiteral("update tblBillPrint set fIsDefault=0"));
         // The clerk, without Q21 in the demo data, is refused silently.
-        session().IsAdmin = 0;
-        session().gLoginUserId = QString::number(Demo::kClerkUserId);
+        s.IsAdmin = 0;
+        s.gLoginUserId = QString::number(Demo::kClerkUserId);
         QVERIFY(!openDesigner());
         QVERIFY(env.prompts().calls.empty());
-        QVERIFY(!QFileInfo::exists(designWorkFile()));
-        session().IsAdmin = 1;
-        session().gLoginUserId = QStringLiteral("1");
+        QVERIFY(!QFileInfo::exists(designWorkFile(s)));
+        s.IsAdmin = 1;
+        s.gLoginUserId = QStringLiteral("1");
         // A working file from an earlier session is replaced, or, without a
         // default template, not opened again.
         QDir().mkpath(env.appPath());
@@ -110,12 +111,12 @@ private slots:
             QVERIFY(f.open(QIODevice::WriteOnly));
             f.write("{ left over }");
         }
-        QCOMPARE(designWorkFile(), work);
+        QCOMPARE(designWorkFile(s), work);
         // An application folder that cannot be written sends it to the cache.
         const QString app = env.appPath();
-        session().gAppPath = work + QStringLiteral("/app");
-        QCOMPARE(designWorkFile(), env.ts.folder() + QStringLiteral("/cache/TamsorPurFP/DesignTemp.grf"));
-        session().gAppPath = app;
+        s.gAppPath = work + QStringLiteral("/app");
+        QCOMPARE(designWorkFile(s), env.ts.folder() + QStringLiteral("/cache/TamsorPurFP/DesignTemp.grf"));
+        s.gAppPath = app;
 
         frmUserDesign *form = openDesigner();
         QVERIFY2(env.prompts().calls.empty(), qPrintable(env.prompts().messageTexts().join(u'|')));
@@ -181,12 +182,13 @@ private slots:
     {
         QFETCH(DbEngine, engine);
         QFETCH(SaveCase, row);
+        Session &s = TestSession::session();
         START_ENV(env, engine);
         if (*row.before)
             env.db.exec(QString::fromUtf8(row.before));
         const Row before = readRow(env.db, 71);
         const int rowsBefore = env.db.scalar(QStringLiteral("select count(*) from tblBillPrint")).toInt();
-        QCOMPARE(initReport(), row.printsBefore);
+        QCOMPARE(initReport(s), row.printsBefore);
         QCOMPARE(env.prompts().messageTexts(), row.saysWhy ? QStringList{noPrintViewText()} : QStringList());
 
         frmUserDesign *form = openDesigner();
@@ -232,7 +234,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(work));
 
         env.prompts().clear();
-        QVERIFY(initReport());
+        QVERIFY(initReport(s));
         QVERIFY(env.prompts().calls.empty());
         QCOMPARE(billReport().reportTemplate(), *report::templateFromJson(after.content));
     }
@@ -306,8 +308,9 @@ private slots:
     void featuresSurviveSaveAndPrint()
     {
         QFETCH(DbEngine, engine);
+        Session &s = TestSession::session();
         START_ENV(ss, engine);
-        session().gCurInterId = 1;
+        s.gCurInterId = 1;
         ss.db.exec(QStringLiteral("update tblFP set fAmount=38 where finterid=1"));
         QImage logo(16, 8, QImage::Format_RGB32);
         logo.fill(Qt::blue);
@@ -348,7 +351,7 @@ private slots:
         QCOMPARE(ss.prompts().messageTexts(), QStringList{QStringLiteral("保存成功!")});
         Env::closeDesigner();
 
-        QVERIFY(initReport());
+        QVERIFY(initReport(s));
         const report::ReportLayout &layout = billReport().prepare();
         QVERIFY(layout.pageCount() > 0);
         const QStringList expected{"italic underline color #c00000 金额|叁拾捌元整 valign 2 金额\n叁拾捌元整", "width 8 dash",
@@ -414,3 +417,4 @@ private slots:
 
 QTEST_MAIN(tst_FrmUserDesign)
 #include "tst_frmuserdesign.moc"
+#include "support/TestSession.h"

@@ -149,7 +149,7 @@ private slots:
         for (const QString &row : rows)
             env.db.exec(QStringLiteral("insert into tblFindInfoentry2(ftypeid,fentryid,fTitlename,fFieldName,fNumType,fItemclassid,fNumberName) values(") + row + u')');
 
-        const std::optional<FieldCatalogue> c = loadFieldCatalogue(71);
+        const std::optional<FieldCatalogue> c = loadFieldCatalogue(TestSession::session(), 71);
         QVERIFY(c.has_value());
         QCOMPARE(c->list(FieldCatalogue::Caption),
                  (QStringList{QStringLiteral("无"), QStringLiteral("供应商"), QStringLiteral("金额"), QStringLiteral("商品"), QStringLiteral("类别")}));

@@ -31,12 +31,12 @@ public:
     QStringList calls;
     std::optional<SelectedCode> answer = SelectedCode{QStringLiteral("7"), QStringLiteral("S007"), QStringLiteral("某供应商"), QString()};
     FakeSelector() { setCodeSelector(this); }
-    std::optional<SelectedCode> selectGoods(const QString &seekColumn, const QString &connectionString, QWidget *) override
+    std::optional<SelectedCode> selectGoods(Session &, const QString &seekColumn, const QString &connectionString, QWidget *) override
     {
         calls << QStringLiteral("goods:") + seekColumn + u'|' + connectionString;
         return answer;
     }
-    std::optional<SelectedCode> selectBasicData(int itemClassId, QWidget *) override
+    std::optional<SelectedCode> selectBasicData(Session &, int itemClassId, QWidget *) override
     {
         calls << QStringLiteral("basic:") + QString::number(itemClassId);
         return answer;
@@ -48,7 +48,7 @@ struct Env : ListFormsEnv {
     // The dialog on the grid page or the simple one, shown.
     frmMainBillFind *open(bool grid)
     {
-        frmMainBillFind *dialog = frmMainBillFind::instance();
+        frmMainBillFind *dialog = frmMainBillFind::instance(TestSession::session());
         dialog->setUsesGrid(grid);
         dialog->show();
         return dialog;
@@ -168,16 +168,16 @@ private slots:
         QFETCH(QString, shown);
         Env env(engine);
         QVERIFY2(env.startError.isEmpty(), qPrintable(env.startError));
-        Session &s = session();
+        Session &s = TestSession::session();
         QVERIFY(s.gCurrentYear != 0);
         if (!withYear)
             s.gCurrentYear = 0;
         if (stored.isNull())
-            QVERIFY(!QFile::exists(IniPath()));
+            QVERIFY(!QFile::exists(IniPath(s)));
         else
-            WriteIni(QStringLiteral("OvStock"), QStringLiteral("A71"), stored);
+            WriteIni(s, QStringLiteral("OvStock"), QStringLiteral("A71"), stored);
 
-        frmMainBillFind *dialog = frmMainBillFind::instance();
+        frmMainBillFind *dialog = frmMainBillFind::instance(s);
         auto *range = child<QComboBox>(dialog, QStringLiteral("PC_1"));
         QCOMPARE(comboItems(range), FixedFilters::items(FixedFilters::DateRange, withYear));
         QCOMPARE(range->currentText(), shown);
@@ -200,7 +200,7 @@ private slots:
         // Closed on its own, the dialog is let go: the next query starts afresh
         // and finds the stored range.
         QVERIFY(!frmMainBillFind::existingInstance());
-        QCOMPARE(child<QComboBox>(frmMainBillFind::instance(), QStringLiteral("PC_1"))->currentIndex(), 2);
+        QCOMPARE(child<QComboBox>(frmMainBillFind::instance(s), QStringLiteral("PC_1"))->currentIndex(), 2);
     }
 
     // The grid's drop-down editors, and the value lookup of a coded field.
@@ -355,7 +355,7 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         Env env(engine);
-        frmMainBillFind *dialog = frmMainBillFind::instance();
+        frmMainBillFind *dialog = frmMainBillFind::instance(TestSession::session());
         dialog->show();
         auto *schemes = child<QTableWidget>(dialog, QStringLiteral("fps3"));
         QCOMPARE(schemes->rowCount(), 0);
@@ -429,13 +429,13 @@ private slots:
         auto [caseName, page, range, hostSql, conditions, note, where] = row;
         Env env(engine);
         seedTypedBills(env.db, Clock::today());
-        Session &s = session();
+        Session &s = TestSession::session();
         s.gFindSql = hostSql;
         where.replace(QStringLiteral("CURRENT"), QStringLiteral(" and fyear=%1 and fperiod=%2").arg(s.gCurrentYear).arg(s.gCurrentPeriod));
         const int expected = env.count(where);
         const QString before = billsSnapshot(env.db);
 
-        frmMainBillFind *dialog = frmMainBillFind::instance();
+        frmMainBillFind *dialog = frmMainBillFind::instance(s);
         dialog->setUsesGrid(page == u"grid");
         choose(dialog, QStringLiteral("PC_1"), range);
         dialog->setConditionTable(conditions);
@@ -488,18 +488,19 @@ private slots:
     {
         QFETCH_GLOBAL(DbEngine, engine);
         QFETCH(OkRefusesWhatCannotRunCase, row);
+        Session &s = TestSession::session();
         auto [caseName, conditions, hostSql, icon, message] = row;
         Env env(engine);
         const QString before = billsSnapshot(env.db);
-        session().gFindSql = hostSql;
+        s.gFindSql = hostSql;
         // The condition of the last query that ran; one that cannot run must
         // not take its place for the list's refills.
-        session().gSeekSql = QStringLiteral(" and ( fAmount >0");
+        s.gSeekSql = QStringLiteral(" and ( fAmount >0");
         frmMainBillFind *dialog = env.open(true);
         dialog->setConditionTable(conditions);
         click(dialog, QStringLiteral("cmdXPOK"));
         QVERIFY(dialog->isVisible());
-        QCOMPARE(session().gSeekSql, QStringLiteral(" and ( fAmount >0"));
+        QCOMPARE(s.gSeekSql, QStringLiteral(" and ( fAmount >0"));
         if (icon == Prompt::Critical) {
             QVERIFY(!frmMainBillResult::existingInstance()->isVisible());
         } else {
@@ -513,7 +514,7 @@ private slots:
             const Prompt::Call shownMessage = env.prompts().lastMessage();
             QVERIFY2(shownMessage.text.contains(message), qPrintable(shownMessage.text));
             QCOMPARE(shownMessage.icon, icon);
-            QCOMPARE(shownMessage.title, session().msgTitle);
+            QCOMPARE(shownMessage.title, s.msgTitle);
         }
         QCOMPARE(billsSnapshot(env.db), before);
 
@@ -532,7 +533,7 @@ private slots:
         // The component registers the query dialog as what the find methods open.
         auto component = clsCGIn::create();
         QVERIFY(component);
-        session().msgTitle = QStringLiteral("测试");
+        TestSession::session().msgTitle = QStringLiteral("测试");
         const QString where = QStringLiteral(" and fstatus=1");
         QString expected;
         QTimer::singleShot(0, [&] {
@@ -566,3 +567,4 @@ private slots:
 
 QTEST_MAIN(TestFrmMainBillFind)
 #include "tst_frmmainbillfind.moc"
+#include "support/TestSession.h"

@@ -24,8 +24,8 @@ struct Fixture : DbEnv {
     explicit Fixture(DbEngine engine, const QString &userId = QStringLiteral("1"))
         : DbEnv(engine)
     {
-        session().gLoginUserId = userId;
-        session().msgTitle = QStringLiteral("测试");
+        TestSession::session().gLoginUserId = userId;
+        TestSession::session().msgTitle = QStringLiteral("测试");
     }
     int count(const QString &sql) { return db.scalar(sql).toInt(); }
     // "<headers>/<entries>": rows of tblProject and tblprojectEntry, all or
@@ -51,51 +51,53 @@ private slots:
     void roundTrip()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Fixture f(engine);
         const ConditionTable grid = sampleGrid();
 
-        const SchemeStore::SaveResult saved = SchemeStore::save(QStringLiteral("本月供应商"), grid);
+        const SchemeStore::SaveResult saved = SchemeStore::save(s, QStringLiteral("本月供应商"), grid);
         QCOMPARE(saved.status, SchemeStore::SaveResult::Saved);
         QCOMPARE(saved.id, 1); // first scheme of an empty table
         QCOMPARE(f.count(QStringLiteral("select count(*) from tblProject where finterid=1 and ftype=71 and fUserid=1")), 1);
         QCOMPARE(f.count(QStringLiteral("select count(*) from tblprojectEntry where finterid=1 and ftype=71")), 4);
         QCOMPARE(f.count(QStringLiteral("select count(*) from tblprojectEntry where finterid=1 and fline=2 and f1col='' and f10col=''")), 1);
-        QVERIFY(!session().gConn); // closed again
+        QVERIFY(!s.gConn); // closed again
 
-        QCOMPARE(SchemeStore::list(), (QList<SchemeStore::Scheme>{{QStringLiteral("本月供应商"), QStringLiteral("1")}}));
+        QCOMPARE(SchemeStore::list(s), (QList<SchemeStore::Scheme>{{QStringLiteral("本月供应商"), QStringLiteral("1")}}));
 
         ConditionTable loaded;
         loaded.setRowTexts(9, QStringList(10, QStringLiteral("stale")));
-        QVERIFY(SchemeStore::load(QStringLiteral("1"), loaded));
+        QVERIFY(SchemeStore::load(s, QStringLiteral("1"), loaded));
         QCOMPARE(loaded, grid);
         QCOMPARE(loaded.cell(3, ConditionTable::ColSymbol), QStringLiteral(" is not  null"));
 
         // The same name again is a second scheme; an empty grid stores its header only.
-        QCOMPARE(SchemeStore::save(QStringLiteral("本月供应商"), ConditionTable()).id, 2);
+        QCOMPARE(SchemeStore::save(s, QStringLiteral("本月供应商"), ConditionTable()).id, 2);
         QCOMPARE(f.stored(2), QStringLiteral("1/0"));
-        QCOMPARE(SchemeStore::list().size(), 2);
-        QVERIFY(SchemeStore::load(QStringLiteral("2"), loaded));
+        QCOMPARE(SchemeStore::list(s).size(), 2);
+        QVERIFY(SchemeStore::load(s, QStringLiteral("2"), loaded));
         QVERIFY(loaded.isEmpty());
 
-        QVERIFY(SchemeStore::remove(QStringLiteral("1")));
+        QVERIFY(SchemeStore::remove(s, QStringLiteral("1")));
         QCOMPARE(f.stored(1), QStringLiteral("0/0"));
-        QCOMPARE(SchemeStore::list(), (QList<SchemeStore::Scheme>{{QStringLiteral("本月供应商"), QStringLiteral("2")}}));
+        QCOMPARE(SchemeStore::list(s), (QList<SchemeStore::Scheme>{{QStringLiteral("本月供应商"), QStringLiteral("2")}}));
         QVERIFY(f.ts.prompts().calls.empty());
     }
 
     void missingNameOrIdChangesNothing()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Fixture f(engine);
-        QCOMPARE(SchemeStore::save(QString(), sampleGrid()).status, SchemeStore::SaveResult::NameMissing);
+        QCOMPARE(SchemeStore::save(s, QString(), sampleGrid()).status, SchemeStore::SaveResult::NameMissing);
         QCOMPARE(f.stored(), QStringLiteral("0/0"));
 
-        SchemeStore::save(QStringLiteral("留"), sampleGrid());
-        QVERIFY(!SchemeStore::remove(QString()));
+        SchemeStore::save(s, QStringLiteral("留"), sampleGrid());
+        QVERIFY(!SchemeStore::remove(s, QString()));
         // An id is a whole number or nothing: it cannot widen the statement.
-        QVERIFY(!SchemeStore::remove(QStringLiteral("0 or 1=1")));
+        QVERIFY(!SchemeStore::remove(s, QStringLiteral("0 or 1=1")));
         ConditionTable grid;
-        QVERIFY(!SchemeStore::load(QStringLiteral("0 or 1=1"), grid));
+        QVERIFY(!SchemeStore::load(s, QStringLiteral("0 or 1=1"), grid));
         QVERIFY(grid.isEmpty());
         QCOMPARE(f.stored(), QStringLiteral("1/4"));
         QVERIFY(f.ts.prompts().calls.empty());
@@ -104,18 +106,19 @@ private slots:
     void otherUsersAndTypes()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Fixture f(engine, QStringLiteral("2"));
         f.addScheme(41, QStringLiteral("甲的"), 71, 1);
         f.db.exec(QStringLiteral("insert into tblprojectEntry(finterid,ftype,fline,f2col) values(41,71,1,'金额')"));
         f.addScheme(40, QStringLiteral("乙的别种单据"), 72, 2);
         f.addScheme(3, QStringLiteral("乙的"), 71, 2);
-        QCOMPARE(SchemeStore::list(), (QList<SchemeStore::Scheme>{{QStringLiteral("乙的"), QStringLiteral("3")}}));
+        QCOMPARE(SchemeStore::list(s), (QList<SchemeStore::Scheme>{{QStringLiteral("乙的"), QStringLiteral("3")}}));
         // Ids are global: the highest belongs to another user.
-        QCOMPARE(SchemeStore::save(QStringLiteral("新"), sampleGrid()).id, 42);
+        QCOMPARE(SchemeStore::save(s, QStringLiteral("新"), sampleGrid()).id, 42);
         QCOMPARE(f.stored(42), QStringLiteral("1/4"));
 
         // A known id is deleted whoever owns it.
-        QVERIFY(SchemeStore::remove(QStringLiteral("41")));
+        QVERIFY(SchemeStore::remove(s, QStringLiteral("41")));
         QCOMPARE(f.stored(41), QStringLiteral("0/0"));
         QCOMPARE(f.stored(), QStringLiteral("3/4"));
     }
@@ -128,7 +131,7 @@ private slots:
         f.db.exec(QStringLiteral("insert into tblprojectEntry(finterid,ftype,fline,f2col) values(5,72,1,'别种')"));
         f.db.exec(QStringLiteral("insert into tblprojectEntry(finterid,ftype,fline,f2col) values(6,71,1,'别的方案')"));
         ConditionTable loaded;
-        QVERIFY(SchemeStore::load(QStringLiteral("5"), loaded));
+        QVERIFY(SchemeStore::load(TestSession::session(), QStringLiteral("5"), loaded));
         ConditionTable expected;
         // Null cells come back empty; a field no longer in the catalogue comes back as stored.
         expected.setCell(2, ConditionTable::ColCaption, QStringLiteral("金额"));
@@ -139,37 +142,39 @@ private slots:
     void failedStatementIsShown()
     {
         QFETCH_GLOBAL(DbEngine, engine);
+        Session &s = TestSession::session();
         Fixture f(engine);
         f.db.exec(QStringLiteral("drop table tblprojectEntry"));
 
-        const SchemeStore::SaveResult saved = SchemeStore::save(QStringLiteral("半截"), sampleGrid());
+        const SchemeStore::SaveResult saved = SchemeStore::save(s, QStringLiteral("半截"), sampleGrid());
         QCOMPARE(saved.status, SchemeStore::SaveResult::NotDone);
         QVERIFY(!saved.error.isEmpty());
         // The header written before the failure goes with it.
         QCOMPARE(f.count(QStringLiteral("select count(*) from tblProject")), 0);
-        QVERIFY(!session().gConn);
+        QVERIFY(!s.gConn);
 
         // Loading and deleting hand back their failures the same way; the
         // store itself shows nothing.
         ConditionTable loaded = sampleGrid();
         QString error;
-        QVERIFY(!SchemeStore::load(QStringLiteral("1"), loaded, &error));
+        QVERIFY(!SchemeStore::load(s, QStringLiteral("1"), loaded, &error));
         QVERIFY(!error.isEmpty());
         error.clear();
-        QVERIFY(!SchemeStore::remove(QStringLiteral("1"), &error));
+        QVERIFY(!SchemeStore::remove(s, QStringLiteral("1"), &error));
         QVERIFY(!error.isEmpty());
         QVERIFY(f.ts.prompts().calls.empty());
     }
 
     void noConnectionDoesNothing()
     {
+        Session &s = TestSession::session();
         TestSession ts;
-        session().DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
-        QCOMPARE(SchemeStore::save(QStringLiteral("x"), sampleGrid()).status, SchemeStore::SaveResult::NotDone);
-        QVERIFY(SchemeStore::list().isEmpty());
-        QVERIFY(!SchemeStore::remove(QStringLiteral("1")));
+        s.DBConnectionString = QStringLiteral("Driver=SQLite;Database=") + ts.folder() + QStringLiteral("/missing/none.db");
+        QCOMPARE(SchemeStore::save(s, QStringLiteral("x"), sampleGrid()).status, SchemeStore::SaveResult::NotDone);
+        QVERIFY(SchemeStore::list(s).isEmpty());
+        QVERIFY(!SchemeStore::remove(s, QStringLiteral("1")));
         ConditionTable grid = sampleGrid();
-        QVERIFY(!SchemeStore::load(QStringLiteral("1"), grid));
+        QVERIFY(!SchemeStore::load(s, QStringLiteral("1"), grid));
         QCOMPARE(grid, sampleGrid());
         QVERIFY(ts.prompts().calls.empty());
     }
@@ -177,3 +182,4 @@ private slots:
 
 QTEST_GUILESS_MAIN(TestSchemes)
 #include "tst_schemes.moc"
+#include "support/TestSession.h"

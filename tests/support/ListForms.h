@@ -19,7 +19,7 @@ struct ListFormsEnv : StartedSession {
     explicit ListFormsEnv(DbEngine engine)
         : StartedSession(engine, TestDatabase::Content::Demo, smallDemo())
     {
-        session().msgTitle = QStringLiteral("测试");
+        TestSession::session().msgTitle = QStringLiteral("测试");
         clsCGIn::connectForms();
     }
     ~ListFormsEnv()
@@ -35,11 +35,12 @@ struct ListFormsEnv : StartedSession {
     // list at "全部", the condition grid in use and empty.
     frmMainBillResult *openList()
     {
-        frmMainBillFind *dialog = frmMainBillFind::instance();
+        Session &s = TestSession::session();
+        frmMainBillFind *dialog = frmMainBillFind::instance(s);
         dialog->setUsesGrid(true);
-        frmMainBillResult *list = frmMainBillResult::instance();
-        session().gSeekSql = dialog->seekSQL();
-        if (!list->fillList(dialog->findStatement(session().gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
+        frmMainBillResult *list = frmMainBillResult::instance(s);
+        s.gSeekSql = dialog->seekSQL();
+        if (!list->fillList(dialog->findStatement(s.gSeekSql, dialog->mainSQL(), dialog->orderSQL())))
             return nullptr;
         list->resize(1000, 600);
         list->show();
@@ -49,6 +50,6 @@ struct ListFormsEnv : StartedSession {
     int count(const QString &where) { return db.scalar(QStringLiteral("select count(*) from vPurFP where 1=1 ") + where).toInt(); }
     QString iniValue(const QString &section, const QString &key)
     {
-        return IniFile(IniPath()).value(section, key).value_or(QStringLiteral("<absent>"));
+        return IniFile(IniPath(TestSession::session())).value(section, key).value_or(QStringLiteral("<absent>"));
     }
 };

@@ -17,7 +17,7 @@ struct DbEnv {
     explicit DbEnv(DbEngine engine, TestDatabase::Content content = TestDatabase::Content::Schema)
         : db(engine, content)
     {
-        session().DBConnectionString = db.connectionString();
+        TestSession::session().DBConnectionString = db.connectionString();
     }
 };
 
@@ -25,7 +25,7 @@ struct DbEnv {
 inline void expectQuiet(TestSession &ts)
 {
     QVERIFY(ts.prompts().messages().empty());
-    QVERIFY(!session().gConn);
+    QVERIFY(!TestSession::session().gConn);
 }
 
 // Exactly one critical message, with some text, under the session's title.
@@ -34,7 +34,7 @@ inline void expectOneError(TestSession &ts)
     const auto messages = ts.prompts().messages();
     QCOMPARE(int(messages.size()), 1);
     QCOMPARE(messages.front().icon, int(Prompt::Critical));
-    QCOMPARE(messages.front().title, session().msgTitle);
+    QCOMPARE(messages.front().title, TestSession::session().msgTitle);
     QVERIFY(!messages.front().text.isEmpty());
 }
 

@@ -1,7 +1,8 @@
 #include "support/TestSession.h"
 
-#include "modules/Session.h"
+#include "component/ComponentSession.h"
 #include "component/SessionStartup.h"
+#include "modules/Session.h"
 #include "modules/ConnectionRoutines.h"
 #include "platform/Clock.h"
 #include "platform/DbError.h"
@@ -14,18 +15,21 @@ TestSession::TestSession()
     qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
     qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toUtf8());
     qputenv("XDG_CACHE_HOME", m_dir.filePath(QStringLiteral("cache")).toUtf8());
-    CloseConnection();
-    resetSession();
+    resetComponentSession();
     Prompt::setResponder(&m_responder);
     Clock::setToday(testToday());
 }
 
 TestSession::~TestSession()
 {
-    CloseConnection();
-    resetSession();
+    resetComponentSession();
     Prompt::setResponder(nullptr);
     Clock::setToday(QDate());
+}
+
+Session &TestSession::session()
+{
+    return componentSession();
 }
 
 void TestSession::setSetting(const QString &section, const QString &key, const QString &value)
@@ -45,7 +49,7 @@ void TestSession::writeHostSettings(const QString &connectionString, int userId,
 QString TestSession::start()
 {
     try {
-        Class_Initialize();
+        Class_Initialize(componentSession());
     } catch (const DbError &e) {
         return e.description();
     } catch (const ConversionError &e) {

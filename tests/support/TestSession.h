@@ -1,6 +1,6 @@
 #pragma once
 // Isolates a test from the user's files and dialogs: XDG folders point into a
-// temporary folder, the session is reset, and every message goes to a
+// temporary folder, the component's session is reset, and every message goes to a
 // recording responder. Settings for the host's store can be written before
 // start-up.
 #include "platform/Prompt.h"
@@ -8,12 +8,16 @@
 #include <QMap>
 #include <QTemporaryDir>
 
+struct Session;
+
 class TestSession {
 public:
     TestSession();
     ~TestSession();
 
     QString folder() const { return m_dir.path(); }
+    // The component's session, which start() fills.
+    static Session &session();
     Prompt::RecordingResponder &prompts() { return m_responder; }
 
     // Writes one value into the host's settings store ("Velkam").
