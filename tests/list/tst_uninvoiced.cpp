@@ -121,7 +121,7 @@ private slots:
         addEngineCaseRows<Plan>({
             {"totals", [](DbEngine e) { return uninvoicedTotalsSql({}, e); }},
             {"suppliers", [](DbEngine e) { return uninvoicedTotalsSql({}, e, false); }},
-            {"a supplier's bills", [](DbEngine) { return uninvoicedBillsSql(QStringLiteral("100"), QDate(2025, 3, 31)); }},
+            {"a supplier's bills", [](DbEngine) { return uninvoicedBillsSql(true, QDate(2025, 3, 31)); }},
             {"the editor's open bills", [](DbEngine) { return openStockBillsSql(QStringLiteral("100"), QStringLiteral("1,2")); }},
         });
     }
@@ -134,9 +134,17 @@ private slots:
         const bool sqlite = engine == DbEngine::SQLite;
         if (!sqlite)
             db.conn().executeNative(QStringLiteral("set enable_seqscan=off"));
-        const QString sql = row.sql(engine);
-        const Recordset plan = db.conn().openRecordsetNative((sqlite ? QStringLiteral("explain query plan ") : QStringLiteral("explain "))
-                                                             + translateSql(sql, engine));
+        QString sql = translateSql(row.sql(engine), engine);
+        if (sqlite) {
+            sql.replace(u'?', QStringLiteral("100"));
+        } else if (sql.contains(u'?')) {
+            // The plan the server keeps for the prepared statement, whatever
+            // the supplier.
+            db.conn().executeNative(QStringLiteral("prepare bills as ") + numberedPlaceholders(sql));
+            db.conn().executeNative(QStringLiteral("set plan_cache_mode=force_generic_plan"));
+            sql = QStringLiteral("execute bills(100)");
+        }
+        const Recordset plan = db.conn().openRecordsetNative((sqlite ? QStringLiteral("explain query plan ") : QStringLiteral("explain ")) + sql);
         QStringList lines;
         for (int r = 0; r < plan.recordCount(); ++r)
             lines << plan.valueAt(r, sqlite ? 3 : 0).toString();
