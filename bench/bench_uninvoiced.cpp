@@ -96,7 +96,7 @@ void printPlan(RawEngine &raw, const char *what, const QString &translated)
 // A supplier's bills with its id in the text, as one statement of its own.
 QString billsOf(const UninvoicedSupplier &s, const QDate &asOf, DbEngine engine)
 {
-    const QString sql = translateSql(uninvoicedBillsSql(!s.supplierId.isEmpty(), asOf), engine);
+    const QString sql = translateSql(uninvoicedBillsSql(!s.supplierId.isEmpty(), asOf, engine), engine);
     return s.supplierId.isEmpty() ? sql : QString(sql).replace(u'?', s.supplierId);
 }
 
@@ -122,7 +122,7 @@ void rawReport(RawEngine &raw, DbEngine engine, const UninvoicedFilter &filter, 
         if (eachOnItsOwn || s.supplierId.isEmpty())
             n += raw.query(billsOf(s, filter.asOf, engine)).rows;
     if (!eachOnItsOwn)
-        n += raw.queryEach(translateSql(uninvoicedBillsSql(true, filter.asOf), engine), sets);
+        n += raw.queryEach(translateSql(uninvoicedBillsSql(true, filter.asOf, engine), engine), sets);
     if (rows)
         *rows = n;
 }
@@ -223,7 +223,7 @@ int main(int argc, char **argv)
     const Timing supplierTime = time(runs, oneSupplier, [&] {
         raw.query(translateSql(uninvoicedTotalsSql(one, engine), engine));
         raw.query(translateSql(uninvoicedNamesSql({biggest.supplierId}), engine));
-        raw.queryEach(translateSql(uninvoicedBillsSql(true, {}), engine), {{biggest.supplierId.toStdString()}});
+        raw.queryEach(translateSql(uninvoicedBillsSql(true, {}, engine), engine), {{biggest.supplierId.toStdString()}});
     });
     report("one supplier", supplierTime, QStringLiteral("%1 bills of %2").arg(biggest.billCount).arg(biggest.number));
 

@@ -69,12 +69,12 @@ struct UninvoicedBill {
 // the ids of the suppliers that have open bills; the codes and names of
 // suppliers `ids` in the report's order; the bills of one supplier (its id
 // bound to the one placeholder, or without `ofSupplier` the bills without
-// one) in the report's order. The rows of SQLite's
-// totals and of a supplier's bills are read under the index's part of the
-// open condition; the readers keep those that complete it.
+// one) in the report's order. On SQLite the rows of the totals and of a
+// supplier's bills are read under the index's part of the open condition;
+// the readers keep those that complete it.
 QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts = true);
 QString uninvoicedNamesSql(const QStringList &supplierIds);
-QString uninvoicedBillsSql(bool ofSupplier, const QDate &asOf);
+QString uninvoicedBillsSql(bool ofSupplier, const QDate &asOf, DbEngine engine);
 
 // Reads the totals; without `amounts` only the suppliers, their counts and
 // amounts left at zero: what a reader that sums the bills as it reads them

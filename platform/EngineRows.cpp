@@ -4,7 +4,6 @@
 #include "platform/DbError.h"
 #include "platform/SqlDialect.h"
 
-#include <QDate>
 #include <QSqlDriver>
 
 #include <libpq-fe.h>
@@ -442,7 +441,9 @@ struct BinaryNumeric {
 };
 
 // A date's binary form, days from 2000-01-01, as the server writes it in
-// ISO style.
+// ISO style (the year of the proleptic Gregorian calendar, before year 1 as
+// years BC). The day's parts by the civil calendar's 400-year eras, without
+// a QDate per row.
 void dateText(qint32 days, std::string &out)
 {
     out.clear();
@@ -450,21 +451,29 @@ void dateText(qint32 days, std::string &out)
         out = days > 0 ? "infinity" : "-infinity";
         return;
     }
-    const QDate date = QDate(2000, 1, 1).addDays(days);
-    const int year = date.year() < 0 ? -date.year() : date.year(); // no year 0: -1 is 1 BC
-    char buffer[32];
+    const qint64 z = qint64(days) + 10957 + 719468; // from 0000-03-01
+    const qint64 era = (z >= 0 ? z : z - 146096) / 146097;
+    const qint64 dayOfEra = z - era * 146097;
+    const qint64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const qint64 shiftedMonth = (5 * dayOfYear + 2) / 153; // from March
+    const int day = int(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
+    const int month = int(shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9);
+    const qint64 year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+    const qint64 shown = year > 0 ? year : 1 - year;
+    char buffer[40];
     char *p = buffer;
-    for (int d = 1000; d > year && d > 1; d /= 10)
+    for (qint64 d = 1000; d > shown && d > 1; d /= 10)
         *p++ = '0';
-    p = std::to_chars(p, buffer + 12, year).ptr;
+    p = std::to_chars(p, buffer + 24, shown).ptr;
     *p++ = '-';
-    *p++ = char('0' + date.month() / 10);
-    *p++ = char('0' + date.month() % 10);
+    *p++ = char('0' + month / 10);
+    *p++ = char('0' + month % 10);
     *p++ = '-';
-    *p++ = char('0' + date.day() / 10);
-    *p++ = char('0' + date.day() % 10);
+    *p++ = char('0' + day / 10);
+    *p++ = char('0' + day % 10);
     out.assign(buffer, p);
-    if (date.year() < 0)
+    if (year <= 0)
         out += " BC";
 }
 

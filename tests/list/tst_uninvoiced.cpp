@@ -121,7 +121,7 @@ private slots:
         addEngineCaseRows<Plan>({
             {"totals", [](DbEngine e) { return uninvoicedTotalsSql({}, e); }},
             {"suppliers", [](DbEngine e) { return uninvoicedTotalsSql({}, e, false); }},
-            {"a supplier's bills", [](DbEngine) { return uninvoicedBillsSql(true, QDate(2025, 3, 31)); }},
+            {"a supplier's bills", [](DbEngine e) { return uninvoicedBillsSql(true, QDate(2025, 3, 31), e); }},
             {"the editor's open bills", [](DbEngine) { return openStockBillsSql(QStringLiteral("100"), QStringLiteral("1,2")); }},
         });
     }
