@@ -2,6 +2,7 @@
 
 #include "platform/Connection.h"
 #include "platform/DbError.h"
+#include "platform/PostgresBinary.h"
 #include "platform/SqlDialect.h"
 
 #include <QSqlDriver>
@@ -164,21 +165,14 @@ std::unique_ptr<EngineRows> EngineRows::openEach(Connection &conn, const QString
     PGresult *prepared = rows->nextResult();
     PGresult *described = prepared ? rows->nextResult() : nullptr;
     const bool usable = PQresultStatus(prepared) == PGRES_COMMAND_OK && PQresultStatus(described) == PGRES_COMMAND_OK;
-    if (usable) {
+    const int parameters = usable ? PQnparams(described) : -1;
+    if (usable)
         rows->setPostgresColumns(described);
-        rows->m_binary = std::all_of(rows->m_oids.begin(), rows->m_oids.end(), readsBinary);
-        for (const QVariantList &set : sets)
-            if (set.size() != PQnparams(described)) {
-                rows->m_sets.clear();
-                PQclear(prepared);
-                PQclear(described);
-                return nullptr;
-            }
-    }
     PQclear(prepared);
     PQclear(described);
-    if (!usable)
+    if (!usable || std::any_of(sets.begin(), sets.end(), [parameters](const QVariantList &set) { return set.size() != parameters; }))
         return nullptr;
+    rows->m_binary = std::all_of(rows->m_oids.begin(), rows->m_oids.end(), readsBinary);
     rows->m_texts.resize(rows->m_oids.size());
     rows->m_sets = std::move(sets);
     return rows;
@@ -358,125 +352,6 @@ bool EngineRows::next()
 
 namespace {
 
-// Big-endian whole numbers of the binary forms.
-qint64 bigEndian(const char *p, int bytes)
-{
-    quint64 v = 0;
-    for (int i = 0; i < bytes; ++i)
-        v = (v << 8) | uchar(p[i]);
-    const int unused = 64 - 8 * bytes; // sign-extended from the top byte
-    return unused ? qint64(v << unused) >> unused : qint64(v);
-}
-
-// A numeric's binary form: digit groups of base 10000, the first of them
-// at 10000^weight, a sign, the decimal places shown.
-struct BinaryNumeric {
-    int groups = 0, weight = 0, places = 0;
-    quint16 sign = 0;
-    const char *digits = nullptr;
-
-    explicit BinaryNumeric(const char *p)
-        : groups(int(bigEndian(p, 2))), weight(int(bigEndian(p + 2, 2))), places(int(bigEndian(p + 6, 2))),
-          sign(quint16(bigEndian(p + 4, 2))), digits(p + 8)
-    {
-    }
-    // The group at 10000^power; 0 beyond those stored.
-    int group(int power) const
-    {
-        const int index = weight - power;
-        return index >= 0 && index < groups ? int(bigEndian(digits + 2 * index, 2)) : 0;
-    }
-    bool negative() const { return sign == 0x4000; }
-    bool special() const { return sign != 0 && sign != 0x4000; } // NaN, infinities
-
-    // The value times 10^places when it is a 64-bit whole number.
-    std::optional<qint64> scaled() const
-    {
-        if (special() || groups > 9 || places > 18)
-            return std::nullopt;
-        __int128 value = 0;
-        for (int i = 0; i < groups; ++i)
-            value = value * 10000 + bigEndian(digits + 2 * i, 2);
-        if (value != 0) {
-            // value holds the groups down to 10000^(weight - groups + 1).
-            int shift = places + 4 * (weight - groups + 1);
-            for (; shift > 0; --shift)
-                if ((value *= 10) > std::numeric_limits<qint64>::max())
-                    return std::nullopt;
-            for (; shift < 0; ++shift)
-                value /= 10; // zeros past the places shown
-        }
-        if (value > std::numeric_limits<qint64>::max())
-            return std::nullopt;
-        return qint64(negative() ? -value : value);
-    }
-    // The text the server writes for it.
-    void text(std::string &out) const
-    {
-        out.clear();
-        if (special()) {
-            out = sign == 0xC000 ? "NaN" : sign == 0xD000 ? "Infinity" : "-Infinity";
-            return;
-        }
-        if (negative())
-            out += '-';
-        char buffer[8];
-        if (weight < 0)
-            out += '0';
-        for (int power = weight; power >= 0; --power) {
-            const int g = group(power);
-            if (power == weight) {
-                out.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, g).ptr);
-            } else {
-                for (int d = 1000; d > 0; d /= 10)
-                    out += char('0' + g / d % 10);
-            }
-        }
-        if (places > 0)
-            out += '.';
-        for (int written = 0, power = -1; written < places; --power)
-            for (int d = 1000; d > 0 && written < places; d /= 10, ++written)
-                out += char('0' + group(power) / d % 10);
-    }
-};
-
-// A date's binary form, days from 2000-01-01, as the server writes it in
-// ISO style (the year of the proleptic Gregorian calendar, before year 1 as
-// years BC). The day's parts by the civil calendar's 400-year eras, without
-// a QDate per row.
-void dateText(qint32 days, std::string &out)
-{
-    out.clear();
-    if (days == std::numeric_limits<qint32>::max() || days == std::numeric_limits<qint32>::min()) {
-        out = days > 0 ? "infinity" : "-infinity";
-        return;
-    }
-    const qint64 z = qint64(days) + 10957 + 719468; // from 0000-03-01
-    const qint64 era = (z >= 0 ? z : z - 146096) / 146097;
-    const qint64 dayOfEra = z - era * 146097;
-    const qint64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-    const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const qint64 shiftedMonth = (5 * dayOfYear + 2) / 153; // from March
-    const int day = int(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
-    const int month = int(shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9);
-    const qint64 year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
-    const qint64 shown = year > 0 ? year : 1 - year;
-    char buffer[40];
-    char *p = buffer;
-    for (qint64 d = 1000; d > shown && d > 1; d /= 10)
-        *p++ = '0';
-    p = std::to_chars(p, buffer + 24, shown).ptr;
-    *p++ = '-';
-    *p++ = char('0' + month / 10);
-    *p++ = char('0' + month % 10);
-    *p++ = '-';
-    *p++ = char('0' + day / 10);
-    *p++ = char('0' + day % 10);
-    out.assign(buffer, p);
-    if (year <= 0)
-        out += " BC";
-}
-
 EngineRows::Cell postgresCell(pg_result *result, int row, int column)
 {
     EngineRows::Cell c;
@@ -522,10 +397,10 @@ EngineRows::Cell EngineRows::binaryCell(int column) const
     switch (m_oids[size_t(column)]) {
     case 20: case 21: case 23: // int8 int2 int4
         c.kind = Integer;
-        c.integer = bigEndian(value, PQgetlength(m_result, m_row, column));
+        c.integer = PostgresBinary::bigEndian(value, PQgetlength(m_result, m_row, column));
         return c;
     case 1700: { // numeric
-        const BinaryNumeric number(value);
+        const PostgresBinary::Numeric number(value);
         if (const std::optional<qint64> scaled = number.scaled()) {
             c.kind = Fixed;
             c.integer = *scaled;
@@ -536,7 +411,7 @@ EngineRows::Cell EngineRows::binaryCell(int column) const
         break;
     }
     case 1082: // date
-        dateText(qint32(bigEndian(value, 4)), text);
+        PostgresBinary::dateText(qint32(PostgresBinary::bigEndian(value, 4)), text);
         break;
     default: // text, as it is
         c.kind = Text;
