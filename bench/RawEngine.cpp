@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 
 namespace {
 
@@ -58,6 +59,26 @@ static std::vector<int> pickColumns(const QStringList &names, const QStringList 
     return picked;
 }
 
+// Steps through every row of `stmt`, reading the columns `picked`.
+static void readSqliteRows(sqlite3_stmt *stmt, const std::vector<int> &picked, RawResult &result)
+{
+    while (sqlite3_step(stmt) == SQLITE_ROW) {
+        ++result.rows;
+        for (int c : picked) {
+            switch (sqlite3_column_type(stmt, c)) {
+            case SQLITE_INTEGER:
+            case SQLITE_FLOAT:
+                result.numbers.push_back(sqlite3_column_double(stmt, c));
+                break;
+            case SQLITE_NULL:
+                break;
+            default:
+                result.texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(stmt, c)), size_t(sqlite3_column_bytes(stmt, c)));
+            }
+        }
+    }
+}
+
 RawResult RawEngine::query(const QString &sql, const QStringList &columns)
 {
     RawResult result;
@@ -71,21 +92,7 @@ RawResult RawEngine::query(const QString &sql, const QStringList &columns)
             names << QString::fromUtf8(sqlite3_column_name(stmt, c));
         const std::vector<int> picked = pickColumns(names, columns);
         result.columns = int(picked.size());
-        while (sqlite3_step(stmt) == SQLITE_ROW) {
-            ++result.rows;
-            for (int c : picked) {
-                switch (sqlite3_column_type(stmt, c)) {
-                case SQLITE_INTEGER:
-                case SQLITE_FLOAT:
-                    result.numbers.push_back(sqlite3_column_double(stmt, c));
-                    break;
-                case SQLITE_NULL:
-                    break;
-                default:
-                    result.texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(stmt, c)), size_t(sqlite3_column_bytes(stmt, c)));
-                }
-            }
-        }
+        readSqliteRows(stmt, picked, result);
         sqlite3_finalize(stmt);
         return result;
     }
@@ -145,27 +152,15 @@ int RawEngine::queryEach(const QString &sql, const std::vector<std::vector<std::
         sqlite3_stmt *stmt = nullptr;
         if (sqlite3_prepare_v2(m_sqlite, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK)
             fail("prepare", sqlite3_errmsg(m_sqlite));
-        const int columns = sqlite3_column_count(stmt);
+        std::vector<int> every(size_t(sqlite3_column_count(stmt)));
+        std::iota(every.begin(), every.end(), 0);
         for (const auto &set : sets) {
             sqlite3_reset(stmt);
             for (size_t i = 0; i < set.size(); ++i)
                 sqlite3_bind_text(stmt, int(i + 1), set[i].c_str(), int(set[i].size()), SQLITE_STATIC);
             result = RawResult();
-            while (sqlite3_step(stmt) == SQLITE_ROW) {
-                ++rows;
-                for (int c = 0; c < columns; ++c) {
-                    switch (sqlite3_column_type(stmt, c)) {
-                    case SQLITE_INTEGER:
-                    case SQLITE_FLOAT:
-                        result.numbers.push_back(sqlite3_column_double(stmt, c));
-                        break;
-                    case SQLITE_NULL:
-                        break;
-                    default:
-                        result.texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(stmt, c)), size_t(sqlite3_column_bytes(stmt, c)));
-                    }
-                }
-            }
+            readSqliteRows(stmt, every, result);
+            rows += result.rows;
         }
         sqlite3_finalize(stmt);
         return rows;

@@ -9,7 +9,11 @@
 //     (without amounts), then each one's bills written out as they are read
 //     (here into a buffer emptied every 64 KB).
 // The raw engine (sqlite3's C API, or libpq with --pg) runs the same
-// statements and reads all their columns. Medians of the runs; the goal of
+// statements the same way and reads all their columns: the bills' statement
+// prepared once and run for each supplier, on PostgreSQL through a pipeline
+// with binary rows as the reader runs it. A second line for the full CSV
+// times the raw engine with a statement text per supplier, each result
+// taken whole (PQexec on PostgreSQL), as the reader read before. Medians of the runs; the goal of
 // each is under a second at a million invoices (a FAIL line when missed).
 // The plan of each statement is printed, with the editor's list of a
 // supplier's open bills, which shares the index.
