@@ -193,7 +193,7 @@ int RawEngine::queryEach(const QString &sql, const std::vector<std::vector<std::
     int groups = 0;
     std::vector<const char *> values;
     while (read < sets.size()) {
-        while (groups < 2 && sent < sets.size()) {
+        while (groups < 4 && sent < sets.size()) {
             for (const size_t end = std::min(sets.size(), sent + 16); sent < end; ++sent) {
                 values.clear();
                 for (const auto &v : sets[sent])

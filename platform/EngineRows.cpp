@@ -270,11 +270,11 @@ void bindSqlite(sqlite3_stmt *stmt, int index, const QVariant &value)
 
 void EngineRows::sendAhead()
 {
-    // Groups of sets, each ending in a sync that sends it; two groups on
+    // Groups of sets, each ending in a sync that sends it; four groups on
     // their way at most, so the server always has the next one and what
     // waits to be read stays small.
     constexpr size_t kGroup = 16;
-    constexpr int kGroupsAhead = 2;
+    constexpr int kGroupsAhead = 4;
     std::vector<std::optional<QByteArray>> texts;
     std::vector<const char *> values;
     while (m_syncs < kGroupsAhead && m_sent < m_sets.size()) {
