@@ -1,6 +1,7 @@
 #include "RawEngine.h"
 
 #include "platform/Connection.h"
+#include "platform/SqlDialect.h"
 #include "sql/DemoData.h"
 
 #include <QElapsedTimer>
@@ -9,8 +10,11 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 
 namespace {
 
@@ -55,6 +59,26 @@ static std::vector<int> pickColumns(const QStringList &names, const QStringList 
     return picked;
 }
 
+// Steps through every row of `stmt`, reading the columns `picked`.
+static void readSqliteRows(sqlite3_stmt *stmt, const std::vector<int> &picked, RawResult &result)
+{
+    while (sqlite3_step(stmt) == SQLITE_ROW) {
+        ++result.rows;
+        for (int c : picked) {
+            switch (sqlite3_column_type(stmt, c)) {
+            case SQLITE_INTEGER:
+            case SQLITE_FLOAT:
+                result.numbers.push_back(sqlite3_column_double(stmt, c));
+                break;
+            case SQLITE_NULL:
+                break;
+            default:
+                result.texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(stmt, c)), size_t(sqlite3_column_bytes(stmt, c)));
+            }
+        }
+    }
+}
+
 RawResult RawEngine::query(const QString &sql, const QStringList &columns)
 {
     RawResult result;
@@ -68,21 +92,7 @@ RawResult RawEngine::query(const QString &sql, const QStringList &columns)
             names << QString::fromUtf8(sqlite3_column_name(stmt, c));
         const std::vector<int> picked = pickColumns(names, columns);
         result.columns = int(picked.size());
-        while (sqlite3_step(stmt) == SQLITE_ROW) {
-            ++result.rows;
-            for (int c : picked) {
-                switch (sqlite3_column_type(stmt, c)) {
-                case SQLITE_INTEGER:
-                case SQLITE_FLOAT:
-                    result.numbers.push_back(sqlite3_column_double(stmt, c));
-                    break;
-                case SQLITE_NULL:
-                    break;
-                default:
-                    result.texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(stmt, c)), size_t(sqlite3_column_bytes(stmt, c)));
-                }
-            }
-        }
+        readSqliteRows(stmt, picked, result);
         sqlite3_finalize(stmt);
         return result;
     }
@@ -107,6 +117,139 @@ RawResult RawEngine::query(const QString &sql, const QStringList &columns)
         }
     PQclear(res);
     return result;
+}
+
+namespace {
+
+std::int64_t bigEndian(const char *p, int bytes)
+{
+    std::uint64_t v = 0;
+    for (int i = 0; i < bytes; ++i)
+        v = (v << 8) | static_cast<unsigned char>(p[i]);
+    const int unused = 64 - 8 * bytes;
+    return unused ? std::int64_t(v << unused) >> unused : std::int64_t(v);
+}
+
+// A binary numeric as a double: base-10000 groups from 10000^weight.
+double binaryNumeric(const char *p)
+{
+    const int groups = int(bigEndian(p, 2)), weight = int(bigEndian(p + 2, 2));
+    double value = 0;
+    for (int i = 0; i < groups; ++i)
+        value = value * 10000 + double(bigEndian(p + 8 + 2 * i, 2));
+    value *= std::pow(10000.0, weight - groups + 1);
+    return bigEndian(p + 4, 2) == 0x4000 ? -value : value;
+}
+
+} // namespace
+
+int RawEngine::queryEach(const QString &sql, const std::vector<std::vector<std::string>> &sets)
+{
+    int rows = 0;
+    RawResult result;
+    if (m_engine == DbEngine::SQLite) {
+        const QByteArray text = sql.toUtf8();
+        sqlite3_stmt *stmt = nullptr;
+        if (sqlite3_prepare_v2(m_sqlite, text.constData(), int(text.size()), &stmt, nullptr) != SQLITE_OK)
+            fail("prepare", sqlite3_errmsg(m_sqlite));
+        std::vector<int> every(size_t(sqlite3_column_count(stmt)));
+        std::iota(every.begin(), every.end(), 0);
+        for (const auto &set : sets) {
+            sqlite3_reset(stmt);
+            for (size_t i = 0; i < set.size(); ++i)
+                sqlite3_bind_text(stmt, int(i + 1), set[i].c_str(), int(set[i].size()), SQLITE_STATIC);
+            result = RawResult();
+            readSqliteRows(stmt, every, result);
+            rows += result.rows;
+        }
+        sqlite3_finalize(stmt);
+        return rows;
+    }
+    const QByteArray text = numberedPlaceholders(sql).toUtf8();
+    if (!PQenterPipelineMode(m_pg))
+        fail("pipeline", PQerrorMessage(m_pg));
+    PQsendPrepare(m_pg, "", text.constData(), 0, nullptr);
+    PQsendDescribePrepared(m_pg, "");
+    PQpipelineSync(m_pg);
+    // Each statement's results end in a null; a group's end is its own result.
+    auto next = [&] {
+        PGresult *res = PQgetResult(m_pg);
+        return res ? res : PQgetResult(m_pg);
+    };
+    PGresult *prepared = next();
+    PGresult *described = next();
+    if (PQresultStatus(prepared) != PGRES_COMMAND_OK || PQresultStatus(described) != PGRES_COMMAND_OK)
+        fail("prepare", PQerrorMessage(m_pg));
+    std::vector<Oid> types;
+    for (int c = 0; c < PQnfields(described); ++c)
+        types.push_back(PQftype(described, c));
+    PQclear(prepared);
+    PQclear(described);
+    PQclear(next()); // the sync
+    bool binary = true;
+    for (Oid t : types)
+        binary = binary && (t == 20 || t == 21 || t == 23 || t == 1700 || t == 25 || t == 1043 || t == 1042 || t == 1082);
+    size_t sent = 0, read = 0;
+    int groups = 0;
+    std::vector<const char *> values;
+    while (read < sets.size()) {
+        while (groups < 4 && sent < sets.size()) {
+            for (const size_t end = std::min(sets.size(), sent + 16); sent < end; ++sent) {
+                values.clear();
+                for (const auto &v : sets[sent])
+                    values.push_back(v.c_str());
+                PQsendQueryPrepared(m_pg, "", int(values.size()), values.data(), nullptr, nullptr, binary ? 1 : 0);
+            }
+            PQpipelineSync(m_pg);
+            ++groups;
+        }
+        PGresult *res = next();
+        const ExecStatusType status = PQresultStatus(res);
+        if (status == PGRES_PIPELINE_SYNC) {
+            --groups;
+            PQclear(res);
+            continue;
+        }
+        if (status != PGRES_TUPLES_OK)
+            fail("query", PQerrorMessage(m_pg));
+        ++read;
+        result = RawResult();
+        const int n = PQntuples(res);
+        rows += n;
+        for (int r = 0; r < n; ++r)
+            for (int c = 0; c < int(types.size()); ++c) {
+                if (PQgetisnull(res, r, c))
+                    continue;
+                const char *v = PQgetvalue(res, r, c);
+                const int length = PQgetlength(res, r, c);
+                switch (binary ? types[size_t(c)] : 0) {
+                case 20: case 21: case 23: case 1082: // whole numbers, days
+                    result.numbers.push_back(double(bigEndian(v, length)));
+                    break;
+                case 1700:
+                    result.numbers.push_back(binaryNumeric(v));
+                    break;
+                case 25: case 1043: case 1042:
+                    result.texts.emplace_back(v, size_t(length));
+                    break;
+                default: // text form
+                    if (types[size_t(c)] == 21 || types[size_t(c)] == 23 || types[size_t(c)] == 20 || types[size_t(c)] == 1700)
+                        result.numbers.push_back(std::strtod(v, nullptr));
+                    else
+                        result.texts.emplace_back(v, size_t(length));
+                }
+            }
+        PQclear(res);
+    }
+    while (groups > 0) { // the last group's end
+        PGresult *res = next();
+        if (!res)
+            break;
+        groups -= PQresultStatus(res) == PGRES_PIPELINE_SYNC;
+        PQclear(res);
+    }
+    PQexitPipelineMode(m_pg);
+    return rows;
 }
 
 void RawEngine::exec(const QString &sql)

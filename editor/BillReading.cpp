@@ -99,9 +99,10 @@ bool readEngineRows(Connection &conn, const QString &sql, int columns, unsigned 
                     cell.text = rows->text(c);
                 break;
             }
+            case EngineRows::Fixed: // binary rows only (openEach): as its text
             case EngineRows::Text:
                 cell.kind = dates[size_t(c)] ? EngineCell::Date : EngineCell::Text;
-                cell.text = value.bytes();
+                cell.text = value.kind == EngineRows::Text ? value.bytes() : rows->text(c);
             }
         }
         row(cells.data());

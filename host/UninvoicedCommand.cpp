@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -95,21 +96,30 @@ void printText(Connection &conn, const UninvoicedTotals &suppliers, const QDate 
     const QByteArray subtotal = QStringLiteral("小计").toUtf8();
     UninvoicedTotals total;
     QByteArray out;
-    for (const UninvoicedSupplier &s : suppliers.suppliers) {
+    const std::vector<UninvoicedSupplier> &all = suppliers.suppliers;
+    auto supplierHead = [&](const UninvoicedSupplier &s) {
         out += s.number.toUtf8() + ' ' + s.name.toUtf8() + '\n';
         appendLine(out, header[2].toUtf8(), header[3].toUtf8(), columns);
-        Amount amount, invoiced;
-        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &row) {
+    };
+    supplierHead(all.front());
+    Amount amount, invoiced; // of the supplier being written
+    readUninvoicedRows(
+        conn, all, asOf,
+        [&](size_t, const UninvoicedRow &row) {
             appendAmountLine(out, row.billNo, row.date, row.amount, row.invoiced);
             amount += row.amount;
             invoiced += row.invoiced;
             ++total.billCount;
             flush(out);
+        },
+        [&](size_t i) {
+            appendAmountLine(out, subtotal, {}, amount, invoiced);
+            total.amount += amount;
+            total.invoiced += invoiced;
+            amount = invoiced = Amount();
+            if (i + 1 < all.size())
+                supplierHead(all[i + 1]);
         });
-        appendAmountLine(out, subtotal, {}, amount, invoiced);
-        total.amount += amount;
-        total.invoiced += invoiced;
-    }
     total.open = total.amount - total.invoiced;
     const QStringList cells = uninvoicedTotalCells(total);
     out += '\n';
@@ -121,13 +131,16 @@ void printText(Connection &conn, const UninvoicedTotals &suppliers, const QDate 
 void printCsv(Connection &conn, const UninvoicedTotals &totals, const QDate &asOf)
 {
     QByteArray out = uninvoicedCsvHeader();
-    for (const UninvoicedSupplier &s : totals.suppliers) {
-        const QByteArray fields = uninvoicedCsvSupplier(s);
-        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &row) {
-            appendUninvoicedCsv(out, fields, row);
-            flush(out);
-        });
-    }
+    QByteArray fields; // of the supplier being written
+    size_t fieldsOf = SIZE_MAX;
+    readUninvoicedRows(conn, totals.suppliers, asOf, [&](size_t supplier, const UninvoicedRow &row) {
+        if (supplier != fieldsOf) {
+            fields = uninvoicedCsvSupplier(totals.suppliers[supplier]);
+            fieldsOf = supplier;
+        }
+        appendUninvoicedCsv(out, fields, row);
+        flush(out);
+    });
     flush(out, true);
 }
 } // namespace

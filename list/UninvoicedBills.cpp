@@ -17,6 +17,27 @@
 
 namespace {
 
+// integer / 10^scale as an amount, as Amount::fromDecimalText reads its
+// text: more than four decimals rounded half away from zero by the fifth,
+// beyond the range out of range.
+Amount decimalAmount(qint64 integer, int scale)
+{
+    const quint64 magnitude = integer < 0 ? 0 - quint64(integer) : quint64(integer);
+    quint64 units = magnitude;
+    for (int k = scale; k < Amount::Decimals; ++k)
+        if (__builtin_mul_overflow(units, quint64(10), &units))
+            return Amount::outOfRange();
+    if (scale > Amount::Decimals) {
+        quint64 fifth = magnitude; // the digits down to the fifth decimal
+        for (int k = scale; k > Amount::Decimals + 1; --k)
+            fifth /= 10;
+        units = fifth / 10 + (fifth % 10 >= 5 ? 1 : 0);
+    }
+    if (units > quint64(Amount::MaxUnits))
+        return Amount::outOfRange();
+    return Amount::fromUnits(integer < 0 ? -qint64(units) : qint64(units));
+}
+
 // An amount as the engine hands it over: whole numbers and reals directly
 // (a real rounded to four places, as SQLite keeps a decimal), text as a
 // decimal number.
@@ -29,6 +50,8 @@ Amount cellAmount(const EngineRows::Cell &c)
         return Amount::fromInt(c.integer);
     case EngineRows::Real:
         return Amount::fromDouble(c.real);
+    case EngineRows::Fixed:
+        return decimalAmount(c.integer, c.scale);
     case EngineRows::Text:
         break;
     }
@@ -48,15 +71,37 @@ public:
         if (!m_engine)
             m_reader.emplace(conn.readRows(sql));
     }
+    // The statement run once for each set of values bound to its
+    // placeholders; nextSet() moves from one set's rows to the next.
+    ReportRows(Connection &conn, const QString &sql, std::vector<QVariantList> sets)
+        : m_conn(&conn), m_sql(sql)
+    {
+        m_texts.reserve(8);
+        if (conn.isOpen())
+            m_engine = EngineRows::openEach(conn, translateSql(sql, conn.engine()), sets);
+        if (!m_engine)
+            m_sets = std::move(sets);
+    }
 
+    void nextSet()
+    {
+        if (m_engine) {
+            m_engine->nextSet();
+            return;
+        }
+        m_set.emplace(m_conn->openRecordset(m_sql, m_sets[m_nextSet++]));
+        m_set->setPosition(-1);
+    }
     bool next()
     {
         if (m_engine)
             return m_engine->next();
-        if (!m_reader->next())
-            return false;
         m_texts.clear();
-        return true;
+        if (m_set) {
+            m_set->moveNext();
+            return !m_set->eof();
+        }
+        return m_reader->next();
     }
     // A whole number: an id; none when null.
     std::optional<qint64> id(int column)
@@ -67,33 +112,41 @@ public:
                 return std::nullopt;
             return c.kind == EngineRows::Integer ? c.integer : c.bytes().trimmed().toLongLong();
         }
-        const QVariant v = m_reader->value(column);
+        const QVariant v = value(column);
         return v.isNull() ? std::nullopt : std::optional<qint64>(v.toLongLong());
     }
     QByteArrayView text(int column)
     {
         if (m_engine)
             return m_engine->text(column);
-        const QVariant v = m_reader->value(column);
+        const QVariant v = value(column);
         const QString text = v.typeId() == QMetaType::QDate || v.typeId() == QMetaType::QDateTime ? v.toDate().toString(Qt::ISODate)
                                                                                                    : Recordset::variantText(v);
         return m_texts.emplace_back(text.toUtf8());
     }
     Amount amount(int column) const
     {
-        return m_engine ? cellAmount(m_engine->cell(column)) : Amount::fromVariant(m_reader->value(column));
+        return m_engine ? cellAmount(m_engine->cell(column)) : Amount::fromVariant(value(column));
     }
     // None when null.
     std::optional<Amount> optionalAmount(int column) const
     {
-        const bool null = m_engine ? m_engine->cell(column).kind == EngineRows::Null : m_reader->value(column).isNull();
+        const bool null = m_engine ? m_engine->cell(column).kind == EngineRows::Null : value(column).isNull();
         return null ? std::nullopt : std::optional<Amount>(amount(column));
     }
 
 private:
+    // A cell through the connection.
+    QVariant value(int column) const { return m_set ? m_set->value(column) : m_reader->value(column); }
+
     std::unique_ptr<EngineRows> m_engine;
     std::optional<RowReader> m_reader;
-    std::vector<QByteArray> m_texts; // the fallback's texts of the current row
+    Connection *m_conn = nullptr;     // for the sets' statements through the connection
+    QString m_sql;
+    std::vector<QVariantList> m_sets;
+    size_t m_nextSet = 0;
+    std::optional<Recordset> m_set;   // the current set's rows through the connection
+    std::vector<QByteArray> m_texts;  // the fallback's texts of the current row
 };
 
 QByteArrayView dateOf(QByteArrayView cell)
@@ -204,14 +257,17 @@ QString uninvoicedNamesSql(const QStringList &supplierIds)
         + supplierIds.join(u',') + QStringLiteral(") order by fnumber,fitemid");
 }
 
-QString uninvoicedBillsSql(const QString &supplierId, const QDate &asOf)
+QString uninvoicedBillsSql(bool ofSupplier, const QDate &asOf, DbEngine engine)
 {
     // The index's order: the number as stored (a bill without one comes
     // before those with one on SQLite, after them on PostgreSQL).
-    // Under the index's part of the condition; the reader tests the rest.
-    QString sql = QStringLiteral("select finterid,fbillno,fdate,fAllAmount,fKPAmount,fISKP from icstockbill where ")
-        + (supplierId.isEmpty() ? QStringLiteral("fsupplyid is null") : QStringLiteral("fsupplyid=") + supplierId)
-        + openStockBillIndexCondition();
+    // On SQLite under the index's part of the condition, the reader testing
+    // the rest; PostgreSQL tests all of it in the scan of the index, which
+    // costs less than sending the rows it leaves out and their flag.
+    const bool postgres = engine == DbEngine::PostgreSQL;
+    QString sql = QStringLiteral("select finterid,fbillno,fdate,fAllAmount,fKPAmount") + (postgres ? QString() : QStringLiteral(",fISKP"))
+        + QStringLiteral(" from icstockbill where ") + (ofSupplier ? QStringLiteral("fsupplyid=?") : QStringLiteral("fsupplyid is null"))
+        + (postgres ? openStockBillCondition() : openStockBillIndexCondition());
     if (asOf.isValid())
         sql += QStringLiteral(" and fdate<='") + sqlDateText(asOf) + u'\'';
     return sql + QStringLiteral(" order by fdate,fbillno,finterid");
@@ -299,21 +355,42 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
     return totals;
 }
 
+void readUninvoicedRows(Connection &conn, const std::vector<UninvoicedSupplier> &suppliers, const QDate &asOf,
+                        const std::function<void(size_t, const UninvoicedRow &)> &take, const std::function<void(size_t)> &done)
+{
+    UninvoicedRow row;
+    const bool flagged = conn.engine() != DbEngine::PostgreSQL; // rows under the index's part of the condition
+    for (size_t from = 0; from < suppliers.size();) {
+        // The suppliers with an id up to the next without, one statement
+        // for all of them; that without one has a statement of its own.
+        const bool ofSupplier = !suppliers[from].supplierId.isEmpty();
+        std::vector<QVariantList> sets;
+        size_t to = from;
+        for (; to < suppliers.size() && suppliers[to].supplierId.isEmpty() != ofSupplier; ++to)
+            sets.push_back(ofSupplier ? QVariantList{suppliers[to].supplierId.toLongLong()} : QVariantList());
+        ReportRows rows(conn, uninvoicedBillsSql(ofSupplier, asOf, conn.engine()), std::move(sets));
+        for (; from < to; ++from) {
+            rows.nextSet();
+            while (rows.next()) {
+                row.amount = rows.amount(3);
+                row.invoiced = rows.amount(4);
+                if (flagged && !completesOpenStockBill(row.amount, row.invoiced, rows.optionalAmount(5)))
+                    continue;
+                row.stockBillId = rows.id(0).value_or(0);
+                row.billNo = rows.text(1);
+                row.date = dateOf(rows.text(2));
+                take(from, row);
+            }
+            if (done)
+                done(from);
+        }
+    }
+}
+
 void readUninvoicedRows(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf,
                         const std::function<void(const UninvoicedRow &)> &take)
 {
-    ReportRows rows(conn, uninvoicedBillsSql(supplier.supplierId, asOf));
-    UninvoicedRow row;
-    while (rows.next()) {
-        row.amount = rows.amount(3);
-        row.invoiced = rows.amount(4);
-        if (!completesOpenStockBill(row.amount, row.invoiced, rows.optionalAmount(5)))
-            continue;
-        row.stockBillId = rows.id(0).value_or(0);
-        row.billNo = rows.text(1);
-        row.date = dateOf(rows.text(2));
-        take(row);
-    }
+    readUninvoicedRows(conn, {supplier}, asOf, [&take](size_t, const UninvoicedRow &row) { take(row); });
 }
 
 std::vector<UninvoicedBill> readUninvoicedBills(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf)
@@ -392,12 +469,13 @@ void uninvoicedSheetRows(Connection &conn, const UninvoicedTotals &totals, const
                          const std::function<void(const QStringList &)> &take)
 {
     take(uninvoicedHeader());
-    for (const UninvoicedSupplier &s : totals.suppliers) {
-        readUninvoicedRows(conn, s, asOf, [&](const UninvoicedRow &r) {
-            take({s.number, s.name, QString::fromUtf8(r.billNo), QString::fromUtf8(r.date), money(r.amount), money(r.invoiced),
-                  money(r.amount - r.invoiced)});
-        });
-        take(uninvoicedSubtotalCells(s));
-    }
+    const std::vector<UninvoicedSupplier> &suppliers = totals.suppliers;
+    readUninvoicedRows(
+        conn, suppliers, asOf,
+        [&](size_t i, const UninvoicedRow &r) {
+            take({suppliers[i].number, suppliers[i].name, QString::fromUtf8(r.billNo), QString::fromUtf8(r.date), money(r.amount),
+                  money(r.invoiced), money(r.amount - r.invoiced)});
+        },
+        [&](size_t i) { take(uninvoicedSubtotalCells(suppliers[i])); });
     take(uninvoicedTotalCells(totals));
 }

@@ -67,13 +67,14 @@ struct UninvoicedBill {
 // (on SQLite one row per bill in supplier id order, summed by the reader,
 // because SQLite sums decimals as binary reals), or without `amounts` only
 // the ids of the suppliers that have open bills; the codes and names of
-// suppliers `ids` in the report's order; the bills of one supplier (id, or
-// empty for bills without one) in the report's order. The rows of SQLite's
-// totals and of a supplier's bills are read under the index's part of the
-// open condition; the readers keep those that complete it.
+// suppliers `ids` in the report's order; the bills of one supplier (its id
+// bound to the one placeholder, or without `ofSupplier` the bills without
+// one) in the report's order. On SQLite the rows of the totals and of a
+// supplier's bills are read under the index's part of the open condition;
+// the readers keep those that complete it.
 QString uninvoicedTotalsSql(const UninvoicedFilter &filter, DbEngine engine, bool amounts = true);
 QString uninvoicedNamesSql(const QStringList &supplierIds);
-QString uninvoicedBillsSql(const QString &supplierId, const QDate &asOf);
+QString uninvoicedBillsSql(bool ofSupplier, const QDate &asOf, DbEngine engine);
 
 // Reads the totals; without `amounts` only the suppliers, their counts and
 // amounts left at zero: what a reader that sums the bills as it reads them
@@ -84,6 +85,12 @@ UninvoicedTotals readUninvoicedTotals(Connection &conn, const UninvoicedFilter &
 // order (oldest first, then by number and id). Throws DbError.
 void readUninvoicedRows(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf,
                         const std::function<void(const UninvoicedRow &)> &take);
+// The same for each supplier of `suppliers` in turn, `done` after the last
+// bill of each (of one without bills too). On PostgreSQL the server reads
+// the next suppliers' bills while these are handed over.
+void readUninvoicedRows(Connection &conn, const std::vector<UninvoicedSupplier> &suppliers, const QDate &asOf,
+                        const std::function<void(size_t supplier, const UninvoicedRow &)> &take,
+                        const std::function<void(size_t supplier)> &done = {});
 std::vector<UninvoicedBill> readUninvoicedBills(Connection &conn, const UninvoicedSupplier &supplier, const QDate &asOf);
 
 // UTF-8 CSV: the header line, then one line per bill, amounts with two

@@ -6,23 +6,30 @@
 // own; only the access to the engine is here.
 #include <QByteArrayView>
 #include <QString>
+#include <QVariantList>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 class Connection;
 struct sqlite3;
 struct sqlite3_stmt;
+struct pg_conn;
 struct pg_result;
 
 class EngineRows {
 public:
-    enum Kind : quint8 { Null, Integer, Real, Text };
+    enum Kind : quint8 { Null, Integer, Real, Text, Fixed };
     // One cell as the engine hands it over; `text` stays valid until the
-    // next row. On PostgreSQL every value that is not null is text.
+    // next row. On PostgreSQL every value that is not null is text, except
+    // in rows that come in binary form (see openEach): whole numbers are
+    // Integer, decimals Fixed (their text when they have more digits than
+    // that holds), dates their text as the server writes it.
     struct Cell {
         Kind kind = Null;
-        qint64 integer = 0;
+        qint64 integer = 0; // a Fixed is integer / 10^scale, exactly
+        int scale = 0;
         double real = 0;
         const char *text = nullptr;
         size_t size = 0;
@@ -39,6 +46,17 @@ public:
     // caller then runs it through the connection, which reconnects to a
     // server that dropped the session or says what failed.
     static std::unique_ptr<EngineRows> open(Connection &conn, const QString &sql);
+    // Runs `sql` (already translated, "?" placeholders) once for each set of
+    // values of `sets` in turn, prepared once; nextSet() moves to the rows
+    // of the next set. On PostgreSQL the statements go through a pipeline a
+    // few sets ahead of the rows being read, so that the server reads the
+    // next sets while the caller takes these, and the rows come in binary
+    // form when every column is of a type read here (whole numbers,
+    // decimals, text, dates): nothing for the server to write out as text
+    // and for the reader to parse back. Null as for open(), or when a set
+    // does not match the placeholders. The connection serves nothing else
+    // until the reader is gone.
+    static std::unique_ptr<EngineRows> openEach(Connection &conn, const QString &sql, std::vector<QVariantList> sets);
     ~EngineRows();
     EngineRows(const EngineRows &) = delete;
     EngineRows &operator=(const EngineRows &) = delete;
@@ -51,8 +69,11 @@ public:
     // The engine calls the column a decimal or real number.
     bool isDecimal(int column) const { return m_types[size_t(column)] == Decimal || m_types[size_t(column)] == Floating; }
 
-    // Moves to the next row; false after the last. A failure while stepping
-    // throws DbError.
+    // Of a reader from openEach: moves to the next set, whose rows next()
+    // then gives; false after the last set. Throws DbError.
+    bool nextSet();
+    // Moves to the next row; false after the last (of the set). A failure
+    // while stepping throws DbError.
     bool next();
     Cell cell(int column) const;
     // Every cell of the row, columnCount() of them, into `cells`.
@@ -63,12 +84,28 @@ public:
 
 private:
     EngineRows() = default;
+    void setSqliteColumns();
+    void setPostgresColumns(pg_result *result);
+    // Sends the statements of the next sets, while fewer than a few groups
+    // of them are on their way.
+    void sendAhead();
+    pg_result *nextResult();
+    Cell binaryCell(int column) const;
+    void leavePipeline();
 
     sqlite3 *m_db = nullptr;
     sqlite3_stmt *m_stmt = nullptr;
     pg_result *m_result = nullptr;
+    pg_conn *m_pg = nullptr; // in pipeline mode while set (openEach)
     int m_rows = 0;
     int m_row = -1;
     std::vector<QString> m_names;
     std::vector<ColumnType> m_types;
+    std::vector<QVariantList> m_sets;
+    size_t m_set = 0;  // sets whose rows have been reached
+    size_t m_sent = 0; // sets sent to the server
+    int m_syncs = 0;   // groups sent whose end has not been read
+    bool m_binary = false;
+    std::vector<unsigned> m_oids;             // the columns' types, for binary rows
+    mutable std::vector<std::string> m_texts; // a binary cell's text, per column
 };

@@ -113,3 +113,25 @@ QString translateSql(const QString &sql, DbEngine engine)
     }
     return out;
 }
+
+QString numberedPlaceholders(const QString &sql)
+{
+    QString out;
+    out.reserve(sql.size() + 8);
+    int number = 0;
+    QChar quote; // the quote of the string or identifier being copied
+    for (qsizetype i = 0; i < sql.size(); ++i) {
+        const QChar c = sql[i];
+        if (!quote.isNull()) {
+            if (c == quote) // a doubled quote closes and reopens
+                quote = QChar();
+        } else if (c == u'\'' || c == u'"') {
+            quote = c;
+        } else if (c == u'?') {
+            out += u'$' + QString::number(++number);
+            continue;
+        }
+        out += c;
+    }
+    return out;
+}

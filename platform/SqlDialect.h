@@ -15,3 +15,8 @@ QString translateSql(const QString &sql, DbEngine engine);
 
 // Name under which the two-way isnull function is registered on SQLite.
 inline constexpr const char *kSqliteIsNullFunction = "vb_isnull";
+
+// The "?" placeholders of a translated statement numbered as libpq takes
+// them ($1, $2, ...), for a statement run through libpq itself; quoted
+// strings and identifiers are left as they are.
+QString numberedPlaceholders(const QString &sql);

@@ -1,10 +1,16 @@
 #include "platform/Connection.h"
 #include "platform/DbError.h"
-#include "support/TestDatabase.h"
+#include "platform/EngineRows.h"
+#include "platform/SqlDialect.h"
+#include "support/CaseRows.h"
 
 #include <QTest>
 
 #include <functional>
+
+// A value as a statement writes it, and what openEach reads of it.
+struct CellCase { const char *name; QString expression; };
+Q_DECLARE_METATYPE(CellCase)
 
 class TestConnection : public QObject {
     Q_OBJECT
@@ -205,6 +211,61 @@ private slots:
     // database that refuses writes give their own message; the code stays
     // the engine's. Read-only SQLite is made with "pragma query_only", since
     // file permissions do not stop a test running as root.
+    // A statement run once per set of values gives, set by set, what it
+    // gives run on its own: on PostgreSQL read in binary form and written
+    // out as the server writes its text.
+    void engineRowsPerSet_data()
+    {
+        addEngineCaseRows<CellCase>({
+            {"null", "null"},
+            {"whole", "cast(-2147483647 as integer)"},
+            {"big whole", "cast(-9007199254740993 as bigint)"},
+            {"amount", "cast(-30.5 as numeric(19,4))"},
+            {"fraction", "cast(0.0001 as numeric(19,4))"},
+            {"past four places", "cast(1.00005 as numeric(20,5))"},
+            {"whole ten thousands", "cast(120000 as numeric(19,4))"},
+            {"largest amount", "cast(-922337203685477.5807 as numeric(19,4))"},
+            {"past 18 digits", "cast(98765432109876543210.12 as numeric(30,2))"},
+            {"text", "'甲,\"乙\"'"},
+            {"date", "cast('2025-03-01' as date)"},
+            {"leap day", "cast('2024-02-29' as date)"},
+            {"date BC", "cast('0044-03-15 BC' as date)"},
+            {"far date", "cast('12345-06-07' as date)"},
+            {"endless date", "cast('infinity' as date)"},
+        });
+    }
+    void engineRowsPerSet()
+    {
+        QFETCH(DbEngine, engine);
+        QFETCH(CellCase, row);
+        TestDatabase db(engine, TestDatabase::Content::Empty);
+        const QString value = QStringLiteral("select ") + row.expression + QStringLiteral(" as v,'k' as k");
+        std::unique_ptr<EngineRows> alone = EngineRows::open(db.conn(), translateSql(value, engine));
+        QVERIFY(alone && alone->next());
+        const bool null = alone->cell(0).kind == EngineRows::Null;
+        const QByteArray text = alone->text(0).toByteArray();
+        alone.reset();
+
+        std::unique_ptr<EngineRows> each = EngineRows::openEach(db.conn(), translateSql(value + QStringLiteral(" where 1=?"), engine), {{1}, {0}, {1}});
+        QVERIFY(each);
+        QList<int> counts;
+        while (each->nextSet()) {
+            counts << 0;
+            while (each->next()) {
+                ++counts.back();
+                QCOMPARE(each->cell(0).kind == EngineRows::Null, null);
+                QCOMPARE(each->text(0).toByteArray(), text);
+                QCOMPARE(each->text(1).toByteArray(), QByteArray("k"));
+            }
+        }
+        QCOMPARE(counts, (QList<int>{1, 0, 1}));
+        each.reset();
+        // Sets that do not match the placeholders are refused; the connection
+        // serves as before.
+        QVERIFY(!EngineRows::openEach(db.conn(), translateSql(value + QStringLiteral(" where 1=?"), engine), {{1, 2}}));
+        QCOMPARE(db.scalar(QStringLiteral("select 2")).toInt(), 2);
+    }
+
     void engineFaultsAreExplained_data() { addEngineRows(); }
     void engineFaultsAreExplained()
     {
